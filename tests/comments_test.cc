@@ -1,0 +1,165 @@
+// The comments of the schema files, read from the installed descriptor set:
+// they are the only documentation, so none may be missing or say nothing.
+#include <google/protobuf/descriptor.h>
+#include <google/protobuf/descriptor.pb.h>
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <fstream>
+#include <functional>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace {
+
+using google::protobuf::Descriptor;
+using google::protobuf::DescriptorPool;
+using google::protobuf::EnumDescriptor;
+using google::protobuf::FileDescriptor;
+using google::protobuf::FileDescriptorSet;
+using google::protobuf::SourceLocation;
+
+// Lower-case words of a text or of a name in any spelling: "fwRev", "fw_rev"
+// and "FW rev." all give {"fw", "rev"}.
+std::vector<std::string> Words(const std::string& text) {
+  std::vector<std::string> words;
+  bool inside = false;
+  bool after_lower = false;
+  for (unsigned char c : text) {
+    if (!std::isalnum(c)) {
+      inside = false;
+      continue;
+    }
+    if (!inside || (std::isupper(c) && after_lower)) words.emplace_back();
+    words.back().push_back(static_cast<char>(std::tolower(c)));
+    inside = true;
+    after_lower = std::islower(c) != 0;
+  }
+  return words;
+}
+
+// True when a comment has at least two words that neither the name nor the
+// usual filling brings along.
+bool SaysSomething(const std::string& name, const std::string& comment) {
+  std::set<std::string> idle = {
+      "a",  "an",         "and", "for",  "in", "is",    "it",      "of",
+      "on", "represents", "the", "this", "to", "field", "message", "value"};
+  for (const std::string& word : Words(name)) {
+    idle.insert(word);
+    idle.insert(word + "s");
+  }
+  std::set<std::string> own;
+  for (const std::string& word : Words(comment)) {
+    if (idle.count(word) == 0) own.insert(word);
+  }
+  return own.size() >= 2;
+}
+
+// The schema as the installed descriptor set describes it.
+class CommentsTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    std::ifstream in(TARN_BINPB, std::ios::binary);
+    FileDescriptorSet set;
+    ASSERT_TRUE(set.ParseFromIstream(&in)) << TARN_BINPB;
+    ASSERT_EQ(set.file_size(), 2);
+    for (const auto& file : set.file()) {
+      files_.push_back(pool_.BuildFile(file));
+      ASSERT_NE(files_.back(), nullptr);
+    }
+  }
+
+  // Calls `check` with name and comment of everything that bears one.
+  void ForEach(const std::function<void(const std::string& full_name,
+                                        const std::string& name,
+                                        const std::string& comment)>& check) {
+    const auto visit = [&](const auto* item) {
+      SourceLocation location;
+      const bool found = item->GetSourceLocation(&location);
+      check(item->full_name(), item->name(),
+            found ? location.leading_comments : "");
+      EXPECT_EQ(location.trailing_comments, "") << item->full_name();
+    };
+    const auto visit_enum = [&](const EnumDescriptor* type) {
+      visit(type);
+      for (int i = 0; i < type->value_count(); ++i) visit(type->value(i));
+    };
+    for (const FileDescriptor* file : files_) {
+      for (int i = 0; i < file->message_type_count(); ++i) {
+        const Descriptor* message = file->message_type(i);
+        visit(message);
+        for (int j = 0; j < message->field_count(); ++j) {
+          visit(message->field(j));
+        }
+        for (int j = 0; j < message->oneof_decl_count(); ++j) {
+          visit(message->oneof_decl(j));
+        }
+        for (int j = 0; j < message->enum_type_count(); ++j) {
+          visit_enum(message->enum_type(j));
+        }
+      }
+      for (int i = 0; i < file->enum_type_count(); ++i) {
+        visit_enum(file->enum_type(i));
+      }
+    }
+  }
+
+  DescriptorPool pool_;
+  std::vector<const FileDescriptor*> files_;
+};
+
+TEST_F(CommentsTest, EverythingWithANameIsExplained) {
+  int visited = 0;
+  ForEach([&](const std::string& full_name, const std::string& name,
+              const std::string& comment) {
+    ++visited;
+    EXPECT_TRUE(SaysSomething(name, comment))
+        << full_name << ": \"" << comment << "\"";
+    EXPECT_EQ(comment.find_last_of('.') + 2, comment.size())
+        << full_name << " ends without a full stop: \"" << comment << "\"";
+  });
+  // 53 messages, 207 fields, a oneof, 4 enums and their 29 values.
+  EXPECT_EQ(visited, 53 + 207 + 1 + 4 + 29);
+}
+
+TEST_F(CommentsTest, MessagesAndEnumsSayWhatTheyRepresent) {
+  for (const FileDescriptor* file : files_) {
+    for (int i = 0; i < file->message_type_count(); ++i) {
+      SourceLocation location;
+      ASSERT_TRUE(file->message_type(i)->GetSourceLocation(&location));
+      EXPECT_EQ(location.leading_comments.rfind(" Represents ", 0), 0u)
+          << file->message_type(i)->full_name();
+    }
+  }
+}
+
+TEST_F(CommentsTest, NamesInBackticksExist) {
+  std::set<std::string> known = {"tarn", "Ready", "ok", "price"};
+  ForEach([&](const std::string&, const std::string& name, const std::string&) {
+    known.insert(name);
+  });
+  ForEach([&](const std::string& full_name, const std::string&,
+              const std::string& comment) {
+    for (size_t start = comment.find('`'); start != std::string::npos;) {
+      const size_t end = comment.find('`', start + 1);
+      ASSERT_NE(end, std::string::npos) << full_name;
+      std::string name = comment.substr(start + 1, end - start - 1);
+      const size_t last = name.find_last_of(".:");
+      if (last != std::string::npos) name.erase(0, last + 1);
+      EXPECT_EQ(known.count(name), 1u) << full_name << " speaks of " << name;
+      start = comment.find('`', end + 1);
+    }
+  });
+}
+
+TEST(SaysSomething, RejectsEmptyAndRepeatedNames) {
+  EXPECT_FALSE(SaysSomething("fwRev", ""));
+  EXPECT_FALSE(SaysSomething("fwRev", " The fw rev.\n"));
+  EXPECT_FALSE(
+      SaysSomething("ERTDConnection", " Represents an ERTDConnection."));
+  EXPECT_FALSE(SaysSomething("line_num", " Number of the line_num field."));
+  EXPECT_TRUE(SaysSomething("fwRev", " Revision of the board's firmware.\n"));
+}
+
+}  // namespace
