@@ -1,0 +1,156 @@
+#!/usr/bin/python3
+"""The built library as a file: what it needs, exports and does when loaded.
+
+Usage: built_file_test.py LIBRARY DEBUG_FILE VERSION OBJDUMP [unittest options]
+
+Reads the file of any processor, so that a cross-built library passes through
+the same checks.
+"""
+
+import os
+import re
+import subprocess
+import sys
+import unittest
+import zlib
+
+from elftools.elf.dynamic import DynamicSection
+from elftools.elf.elffile import ELFFile
+from elftools.elf.relocation import RelocationSection
+
+LIBRARY = DEBUG_FILE = VERSION = OBJDUMP = ""
+
+# 53 messages, and the two entry classes of the maps.
+DEFAULT_INSTANCES = 53 + 2
+
+
+class BuiltFile(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.file = open(LIBRARY, "rb")
+        cls.elf = ELFFile(cls.file)
+        cls.dynamic = cls.elf.get_section_by_name(".dynamic")
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.file.close()
+
+    def tags(self, name):
+        return [t for t in self.dynamic.iter_tags() if t.entry.d_tag == name]
+
+    def test_needs_exactly_four_libraries(self):
+        self.assertEqual(
+            sorted(t.needed for t in self.tags("DT_NEEDED")),
+            ["libc.so.6", "libgcc_s.so.1", "libprotobuf.so.32",
+             "libstdc++.so.6"])
+
+    def test_has_the_soname_and_the_links(self):
+        self.assertEqual([t.soname for t in self.tags("DT_SONAME")],
+                         ["libschema.so.0"])
+        folder = os.path.dirname(LIBRARY)
+        full = f"libschema.so.{VERSION}"
+        self.assertEqual(os.readlink(f"{folder}/libschema.so"),
+                         "libschema.so.0")
+        self.assertEqual(os.readlink(f"{folder}/libschema.so.0"), full)
+        self.assertEqual(os.path.basename(os.path.realpath(LIBRARY)), full)
+
+    def test_binds_at_once_and_is_never_unloaded(self):
+        # DF_BIND_NOW of DT_FLAGS; DF_1_NOW and DF_1_NODELETE of DT_FLAGS_1.
+        self.assertTrue(self.tags("DT_FLAGS")[0].entry.d_val & 0x8)
+        self.assertEqual(self.tags("DT_FLAGS_1")[0].entry.d_val & 0x9, 0x9)
+
+    def test_relocated_data_is_read_only(self):
+        segments = {s.header.p_type: s for s in self.elf.iter_segments()}
+        self.assertIn("PT_GNU_RELRO", segments)
+        # Full RELRO: the table of called functions lies in it as well.
+        relro = segments["PT_GNU_RELRO"].header
+        got = self.elf.get_section_by_name(".got").header
+        self.assertGreaterEqual(got.sh_addr, relro.p_vaddr)
+        self.assertLessEqual(got.sh_addr + got.sh_size,
+                             relro.p_vaddr + relro.p_memsz)
+        self.assertIsNone(self.elf.get_section_by_name(".got.plt"))
+
+    def test_stack_is_not_executable(self):
+        stack, = [s for s in self.elf.iter_segments()
+                  if s.header.p_type == "PT_GNU_STACK"]
+        self.assertEqual(stack.header.p_flags & 1, 0)
+
+    def test_has_no_run_path_and_no_text_relocations(self):
+        for name in ("DT_RPATH", "DT_RUNPATH", "DT_TEXTREL"):
+            self.assertEqual(self.tags(name), [])
+
+    def test_debug_link_names_the_debug_file(self):
+        self.assertIsNone(self.elf.get_section_by_name(".debug_info"))
+        self.assertIsNone(self.elf.get_section_by_name(".symtab"))
+        data = self.elf.get_section_by_name(".gnu_debuglink").data()
+        name = data[:data.index(b"\0")]
+        self.assertEqual(name, b"libschema.debug")
+        self.assertEqual(os.path.basename(DEBUG_FILE), "libschema.debug")
+        with open(DEBUG_FILE, "rb") as debug:
+            checksum = zlib.crc32(debug.read())
+        self.assertEqual(data[-4:], checksum.to_bytes(4, sys.byteorder))
+        with open(DEBUG_FILE, "rb") as debug:
+            self.assertTrue(ELFFile(debug).has_dwarf_info())
+
+    def initialisers(self):
+        """Names of the functions run on loading, in the order of running."""
+        array = self.elf.get_section_by_name(".init_array").header
+        end = array.sh_addr + array.sh_size
+        addresses = {}
+        for section in self.elf.iter_sections():
+            if isinstance(section, RelocationSection):
+                for entry in section.iter_relocations():
+                    if array.sh_addr <= entry["r_offset"] < end:
+                        addresses[entry["r_offset"]] = entry["r_addend"]
+        with open(DEBUG_FILE, "rb") as debug:
+            symbols = {s["st_value"]: s.name
+                       for s in ELFFile(debug).get_section_by_name(
+                           ".symtab").iter_symbols()
+                       if s["st_info"]["type"] == "STT_FUNC"}
+        return [symbols[addresses[offset]] for offset in sorted(addresses)]
+
+    def calls(self, function):
+        """What one function calls, in order."""
+        with open(DEBUG_FILE, "rb") as debug:
+            symbol, = ELFFile(debug).get_section_by_name(
+                ".symtab").get_symbol_by_name(function)
+        start, size = symbol["st_value"], symbol["st_size"]
+        text = subprocess.run(
+            [OBJDUMP, "-d", "--no-show-raw-insn", f"--start-address={start}",
+             f"--stop-address={start + size}", LIBRARY],
+            check=True, stdout=subprocess.PIPE, encoding="utf-8").stdout
+        # Calls and jumps, direct or by way of the linkage table; jumps within
+        # the function itself have an offset behind the name.
+        names = re.findall(r"(?:call|jmp|bl|b)\s.*<([^>+]+)>", text)
+        return [name.split("@")[0] for name in names]
+
+    def test_initialisation_runs_in_the_promised_order(self):
+        names = [n for n in self.initialisers() if n.startswith("_GLOBAL_")]
+        self.assertEqual(
+            names,
+            ["_GLOBAL__sub_I.00101_Tarn.pb.cc",
+             "_GLOBAL__sub_I.00101_Network.pb.cc",
+             "_GLOBAL__sub_I.00102_Tarn.pb.cc",
+             "_GLOBAL__sub_I.00102_Network.pb.cc",
+             "_GLOBAL__sub_I_Tarn.pb.cc",
+             "_GLOBAL__sub_I_Network.pb.cc"],
+            "an initialiser was added, lost or moved")
+        first, second, last = (
+            self.calls(a) + self.calls(b)
+            for a, b in zip(names[0::2], names[1::2]))
+        self.assertEqual(first, ["__cxa_atexit"] * DEFAULT_INSTANCES)
+        add = ("_ZN6google8protobuf8internal20AddDescriptorsRunnerC1EPKNS1_"
+               "15DescriptorTableE")
+        self.assertEqual(second, [add] * 2)
+        self.assertEqual(last,
+                         ["_ZNSt8ios_base4InitC1Ev", "__cxa_atexit"] * 2)
+
+    def test_only_the_start_files_add_initialisers(self):
+        others = [n for n in self.initialisers()
+                  if not n.startswith("_GLOBAL_")]
+        self.assertEqual(others, ["frame_dummy"])
+
+
+if __name__ == "__main__":
+    LIBRARY, DEBUG_FILE, VERSION, OBJDUMP = sys.argv[1:5]
+    unittest.main(argv=sys.argv[:1] + sys.argv[5:], verbosity=2)
