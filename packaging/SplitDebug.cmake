@@ -1,5 +1,6 @@
 # Moves the debug information of LIBRARY into DEBUG_FILE beside it, and names
 # that file in the library's debug link. OBJCOPY is the tool to use.
+cmake_minimum_required(VERSION 3.25)
 get_filename_component(folder ${DEBUG_FILE} DIRECTORY)
 get_filename_component(name ${DEBUG_FILE} NAME)
 # objcopy takes the name for the link from the path it is given, so it is run

@@ -1,0 +1,1 @@
+// FindProtobuf looks for this name.

@@ -1,0 +1,17 @@
+# Fails when a file in STAGE, other than debug information, names one of the
+# folders in FORBIDDEN: such a tree would stop working when it is moved.
+cmake_minimum_required(VERSION 3.25)
+file(GLOB_RECURSE files LIST_DIRECTORIES false ${STAGE}/*)
+list(FILTER files EXCLUDE REGEX "\\.debug$")
+list(LENGTH files count)
+if(count LESS 10)
+  message(FATAL_ERROR "Only ${count} files in ${STAGE}.")
+endif()
+foreach(file IN LISTS files)
+  foreach(folder IN LISTS FORBIDDEN)
+    execute_process(COMMAND grep -qF ${folder} ${file} RESULT_VARIABLE status)
+    if(status EQUAL 0)
+      message(SEND_ERROR "${file} names ${folder}")
+    endif()
+  endforeach()
+endforeach()
