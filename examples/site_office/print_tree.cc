@@ -1,5 +1,5 @@
 // The network as a drawn tree: a line for each node. Modules that work as they
-// should are counted in the line of their display, the others have their own.
+// should are only counted, in the line of their display.
 #include <algorithm>
 #include <vector>
 
@@ -80,19 +80,14 @@ std::string DisplayDetails(const tarn::Display& display) {
              Escape(cabinet.hwid());
   }
   int modules = 0;
-  int quiet = 0;
   for (const ChildTypes& child : display.children()) {
     modules += child.has_module();
-    quiet += IsQuiet(child, display.status());
   }
   return Join({panels,
                display.frameselect().empty()
                    ? ""
                    : Counted(display.frameselect_size(), "frame"),
-               modules == quiet ? Counted(modules, "module")
-                                : std::to_string(quiet) + " of " +
-                                      Counted(modules, "module"),
-               Temperatures(display.children()),
+               Counted(modules, "module"), Temperatures(display.children()),
                display.displayblanked() ? "dark" : ""});
 }
 

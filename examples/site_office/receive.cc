@@ -32,6 +32,18 @@ bool IsTransient(int error) {
   return error == EINTR || error == EAGAIN || error == EWOULDBLOCK;
 }
 
+std::string Where(const Connection& connection) {
+  return connection.buffer.empty() ? " between records"
+                                   : " in the middle of the record";
+}
+
+// While this is on, a connection that is closed is reset, so that the peer
+// cannot take the end for success.
+void SetReset(int fd, bool on) {
+  const linger option = {on ? 1 : 0, 0};
+  setsockopt(fd, SOL_SOCKET, SO_LINGER, &option, sizeof option);
+}
+
 class Loop {
  public:
   Loop(int listener, const ReceiveOptions& options,
@@ -49,7 +61,9 @@ class Loop {
       Wait();
     }
     while (!connections_.empty()) {
-      End(connections_.begin(), "stopped in the middle of the record");
+      const Connection& first = connections_.front();
+      End(connections_.begin(),
+          first.buffer.empty() ? "" : "office stopped" + Where(first));
     }
   }
 
@@ -76,7 +90,8 @@ class Loop {
       if (polled[index++].revents != 0) {
         ReadFrom(current);
       } else if (Deadline(*current) <= Clock::now()) {
-        Stalled(current);
+        End(current, "silent for " + std::to_string(options_.idle_seconds) +
+                         " s" + Where(*current));
       }
     }
     if (polled[1].revents != 0) Accept();
@@ -111,6 +126,7 @@ class Loop {
       }
       return;  // Other failures concern only the peer, which is gone.
     }
+    SetReset(fd.get(), true);
     Peer peer;
     peer.address = AddressText(&address, length);
     if (connections_.size() >= options_.max_peers) {
@@ -127,17 +143,18 @@ class Loop {
     const ssize_t got = recv(it->fd.get(), chunk_.data(), chunk_.size(), 0);
     if (got < 0 && IsTransient(errno)) return;
     if (got < 0) {
-      const std::string why = std::generic_category().message(errno);
-      End(it, "connection lost (" + why + ") in the middle of the record");
-      return;
+      End(it, "connection lost (" + std::generic_category().message(errno) +
+                  ")" + Where(*it));
+    } else if (got == 0 && it->buffer.empty()) {
+      SetReset(it->fd.get(), false);
+      End(it, "");
+    } else if (got == 0) {
+      End(it, "closed by the peer" + Where(*it));
+    } else {
+      it->last_heard = Clock::now();
+      it->buffer.append(chunk_.data(), static_cast<size_t>(got));
+      TakeRecords(it);
     }
-    if (got == 0) {
-      End(it, "closed by the peer in the middle of the record");
-      return;
-    }
-    it->last_heard = Clock::now();
-    it->buffer.append(chunk_.data(), static_cast<size_t>(got));
-    TakeRecords(it);
   }
 
   // Hands on the complete records in the buffer, and ends the connection where
@@ -156,32 +173,15 @@ class Loop {
       it->peer.offset += record.size;
       rest.remove_prefix(record.size);
     }
-    if (scan == Scan::kBroken) {
-      handler_.fault(it->peer, {reason, rest, true});
-      Forget(it);
-      return;
-    }
     it->buffer.erase(0, it->buffer.size() - rest.size());
+    if (scan == Scan::kBroken) End(it, reason);
   }
 
-  void Stalled(Iterator it) {
-    const std::string silence =
-        "silent for " + std::to_string(options_.idle_seconds) + " s";
-    if (it->buffer.empty()) {
-      handler_.fault(it->peer, {silence + " between records", "", true});
-    }
-    End(it, silence + " in the middle of the record");
-  }
-
-  // Ends a connection. It is a fault if that cuts a record in two.
+  // Ends a connection. If it does not end well, `reason` says why.
   void End(Iterator it, const std::string& reason) {
-    if (!it->buffer.empty()) {
+    if (!reason.empty()) {
       handler_.fault(it->peer, {reason, it->buffer, true});
     }
-    Forget(it);
-  }
-
-  void Forget(Iterator it) {
     handler_.end(it->peer);
     connections_.erase(it);
     out_of_descriptors_ = false;

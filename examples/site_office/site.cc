@@ -16,6 +16,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <iterator>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -73,11 +74,9 @@ std::vector<std::string> FindFiles(const std::vector<std::string>& paths) {
 
 std::string ReadFile(const std::string& path) {
   std::ifstream file(path);
-  std::ostringstream content;
-  if (!file || !(content << file.rdbuf())) {
-    throw Failure{kInputOutput, "cannot read " + path};
-  }
-  return content.str();
+  std::string content(std::istreambuf_iterator<char>(file), {});
+  if (!file) ThrowErrno("cannot read " + path);
+  return content;
 }
 
 // The type named by the line "# proto-message: tarn.Prices".
@@ -228,7 +227,8 @@ void AwaitEnd(int fd, int seconds) {
   do {
     got = recv(fd, &byte, 1, 0);
   } while (got > 0 || (got < 0 && errno == EINTR));
-  if (got < 0) ThrowErrno("the office did not take everything");
+  if (got < 0 && errno == EAGAIN) errno = ETIMEDOUT;
+  if (got < 0) ThrowErrno("the office does not take everything");
 }
 
 int Run(const Options& options) {
@@ -265,35 +265,31 @@ int main(int argc, char** argv) {
   site_office::Options options;
   CLI::App app(
       "Reads messages in text form and sends them to an office over "
-      "TCP, with a status\nreport for each network among them.");
-  app.option_defaults()->always_capture_default();
+      "TCP, with a status report for each network among them.");
   app.add_option("paths", options.paths,
                  "Files in text form, or folders of *.txtpb. A line in each "
                  "says its type: \"# proto-message: tarn.Prices\"")
       ->required()
-      ->type_name("PATH")
-      ->check(CLI::ExistingPath);
-  auto* connect =
-      app.add_option("--connect", options.connect, "Address of the office")
-          ->type_name("HOST:PORT");
-  auto* port_file = app.add_option("--port-file", options.port_file,
-                                   "File that the office writes its address to")
-                        ->type_name("FILE");
+      ->type_name("PATH");
+  auto* office = app.add_option_group("Where the office is");
+  office->add_option("--connect", options.connect, "Address of the office")
+      ->type_name("HOST:PORT");
+  office
+      ->add_option("--port-file", options.port_file,
+                   "File that the office writes its address to")
+      ->type_name("FILE");
+  office->require_option(1);
   app.add_option("--retry", options.retry_seconds,
                  "Time to go on trying to connect, and to wait for the office "
                  "to take everything, in seconds")
       ->type_name("SECONDS")
-      ->check(CLI::Range(1, 86400));
-  connect->excludes(port_file);
-  app.require_option(1, 0);
+      ->check(CLI::Range(1, 86400))
+      ->capture_default_str();
   app.footer(
-      "Exit status: 0 sent; 2 usage; 3 malformed file; 4 unknown type; "
-      "5 input or output failed.");
+      "Exit status: 0 sent; 2 usage; 3 malformed file; 4 unknown type; 5 input "
+      "or output failed.");
   try {
     app.parse(argc, argv);
-    if (connect->count() + port_file->count() == 0) {
-      throw CLI::RequiredError("--connect or --port-file");
-    }
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? site_office::kSent : site_office::kUsage;
   }

@@ -21,7 +21,7 @@ constexpr Entry kStatuses[] = {
     {tarn::power_outage, "no power", Tone::kBad},
     {tarn::comm_error, "no contact", Tone::kBad},
     {tarn::assy_conf_err, "assembly conflict", Tone::kBad},
-    {tarn::price_update_failure, "price not updated", Tone::kBad},
+    {tarn::price_update_failure, "update failed", Tone::kBad},
     {tarn::format_invalid, "invalid format", Tone::kBad},
     {kUnknown, "status ", Tone::kWaiting},
     {tarn::retry_mode, "retrying", Tone::kWaiting},
