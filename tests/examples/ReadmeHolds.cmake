@@ -1,0 +1,10 @@
+# Fails unless README holds each of the files PARTS word for word.
+file(READ ${README} readme)
+string(REPLACE "," ";" parts ${PARTS})
+foreach(part IN LISTS parts)
+  file(READ ${part} content)
+  string(FIND "${readme}" "${content}" position)
+  if(position EQUAL -1)
+    message(FATAL_ERROR "${README} does not show ${part} as it is:\n${content}")
+  endif()
+endforeach()
