@@ -85,20 +85,8 @@ inline constexpr int kMaxDepth = 100;
 struct Decoded {
   Message message;
   // Why the bytes are rejected, empty when they are accepted: the full name of
-  // the field whose text is not UTF-8, or one of the kinds
-  //   truncated           the end comes inside a key, a number or a fixed value
-  //   length_past_end     a length runs past the end of the input
-  //   length_past_record  a length runs past the end of the enclosing record
-  //   length_too_long     a length of over five bytes or 2^31 - 17
-  //   varint_too_long     a number of over ten bytes
-  //   key_too_long        a key of over five bytes
-  //   zero_key            a key that is 0
-  //   zero_field_number   a field numbered 0
-  //   bad_wire_type       wire type 6 or 7
-  //   end_group           the end of a group that was not opened
-  //   group_mismatch      the end of another group than was opened
-  //   group_not_closed    a group without its end
-  //   too_deep            nesting beyond kMaxDepth
+  // the field whose text is not UTF-8, or one of the reasons that
+  // corpus/README.md lists.
   std::string reason = {};
 
   bool accepted() const { return reason.empty(); }
