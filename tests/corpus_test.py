@@ -1,0 +1,188 @@
+#!/usr/bin/python3
+"""Every file of corpus/ read with Python's protobuf: a second opinion.
+
+usage: corpus_test.py CORPUS DESCRIPTOR_SET cpp|python
+
+The last argument chooses between the two implementations that Debian ships:
+`cpp` is made of the C++ runtime, `python` shares no code with it.
+"""
+import os
+import pathlib
+import sys
+import unittest
+import warnings
+
+CORPUS = pathlib.Path(sys.argv[1])
+DESCRIPTOR_SET = pathlib.Path(sys.argv[2])
+IMPLEMENTATION = sys.argv[3]
+os.environ['PROTOCOL_BUFFERS_PYTHON_IMPLEMENTATION'] = IMPLEMENTATION
+
+# pylint: disable=wrong-import-position
+from google.protobuf import descriptor_pb2, descriptor_pool, json_format
+from google.protobuf import message_factory, text_format
+from google.protobuf.internal import api_implementation
+from google.protobuf.message import DecodeError
+
+# Where an implementation is known to differ: why, and in which cases. Every
+# other case agrees; one that is listed and agrees all the same is a failure.
+DIFFERENT = {
+    'cpp': {
+        'does not read the JSON that it prints for this float': [
+            'valid/ClientStatusMsg/largest_float',
+        ],
+        'keeps a map as a list of records until somebody looks at it': [
+            'accepted/NetworkStatusReport/key_as_varint_is_dropped',
+            'accepted/NetworkStatusReport/last_value_of_a_key_wins',
+            'accepted/NetworkStatusReport/two_reports_in_a_row_are_merged',
+            'accepted/NetworkStatusReport/unknown_field_of_an_entry_is_dropped',
+        ],
+    },
+    'python': {
+        'takes the digits of this float for infinity': [
+            'valid/ClientStatusMsg/largest_float',
+        ],
+        'takes -0.0 for the default': [
+            'valid/CCMsgDefinitions/negative_zero_is_written',
+            'valid/ClientStatusMsg/negative_zero_is_written',
+            'valid/HwIdRowInfo/negative_zero_is_written',
+        ],
+        'knows one NaN only': [
+            'accepted/ClientStatusMsg/nan_payload_is_kept',
+            'accepted/ClientStatusMsg/negative_nan_is_kept',
+            'accepted/ClientStatusMsg/signalling_nan_is_kept',
+        ],
+        'keeps unknown fields as the bytes that came': [
+            'accepted/BaseMsg/unknown_overlong_key_is_shortened',
+            'accepted/BaseMsg/unknown_overlong_length_is_shortened',
+            'accepted/BaseMsg/unknown_overlong_varint_is_shortened',
+        ],
+        'compares keys by their bytes, so that a longer form is unknown': [
+            'accepted/Price/key_bits_beyond_the_32nd_are_dropped',
+            'accepted/Price/overlong_keys_are_read',
+        ],
+        'allows one level less to groups': [
+            'accepted/BaseMsg/one_hundred_groups',
+        ],
+        'limits neither the bytes of a key nor those of a length': [
+            'rejected/BaseMsg/key_of_six_bytes',
+            'rejected/BaseMsg/length_of_six_bytes',
+        ],
+        'skips a field numbered 0 inside a group': [
+            'rejected/BaseMsg/field_number_zero_in_a_group',
+        ],
+    },
+}[IMPLEMENTATION]
+DIFFERENT_CASES = [name for names in DIFFERENT.values() for name in names]
+
+
+def load_classes():
+    data = DESCRIPTOR_SET.read_bytes()
+    files = descriptor_pb2.FileDescriptorSet.FromString(data).file
+    pool = descriptor_pool.DescriptorPool()
+    for file in files:
+        pool.Add(file)
+    factory = message_factory.MessageFactory(pool)
+    classes = {}
+    for file in files:
+        messages = pool.FindFileByName(file.name).message_types_by_name
+        for name, descriptor in messages.items():
+            classes[name] = factory.GetPrototype(descriptor)
+    return classes
+
+
+CLASSES = load_classes()
+
+
+def canonical(message):
+    return message.SerializeToString(deterministic=True)
+
+
+def rejection(cls, data):
+    """The error of reading the bytes, or None when they are read.
+
+    `cpp` only warns when a message ends before its bytes do.
+    """
+    with warnings.catch_warnings(record=True) as warned:
+        warnings.simplefilter('always')
+        try:
+            cls.FromString(data)
+        except (DecodeError, UnicodeDecodeError) as error:
+            return error
+    return warned[0].message if warned else None
+
+
+def cases(kind, suffix):
+    """Yields name, class, bytes and companion file of every case of a kind."""
+    for companion in sorted((CORPUS / kind).glob('*/*' + suffix)):
+        stem = companion.name[:-len(suffix)]
+        name = f'{kind}/{companion.parent.name}/{stem}'
+        data = companion.with_name(stem + '.binpb').read_bytes()
+        yield name, CLASSES[companion.parent.name], data, companion
+
+
+class CorpusTest(unittest.TestCase):
+    def check_all(self, kind, suffix, check):
+        """Runs `check` on every case; those listed as different must fail."""
+        count = 0
+        for name, cls, data, companion in cases(kind, suffix):
+            count += 1
+            with self.subTest(name):
+                if name in DIFFERENT_CASES:
+                    with self.assertRaises((AssertionError, DecodeError,
+                                            json_format.ParseError)):
+                        check(cls, data, companion)
+                else:
+                    check(cls, data, companion)
+        print(f'{IMPLEMENTATION}: {count} {kind} cases')
+        self.assertGreater(count, 0)
+
+    def test_implementation_is_the_one_asked_for(self):
+        self.assertEqual(api_implementation.Type(), IMPLEMENTATION)
+
+    def test_every_message_is_there(self):
+        self.assertEqual(len(CLASSES), 53)
+
+    def test_every_case_that_is_listed_as_different_exists(self):
+        for name in DIFFERENT_CASES:
+            self.assertTrue((CORPUS / (name + '.binpb')).exists(), name)
+
+    def test_valid(self):
+        def check(cls, data, companion):
+            message = cls.FromString(data)
+            self.assertEqual(canonical(message), data)
+            own_text = companion.with_suffix('.txtpb').read_text('utf-8')
+            printed_text = text_format.MessageToString(message, as_utf8=True)
+            for text in own_text, printed_text:
+                parsed = text_format.Parse(text, cls())
+                self.assertEqual(canonical(parsed), data)
+            own_json = companion.read_text('utf-8')
+            for json in own_json, json_format.MessageToJson(message):
+                parsed = json_format.Parse(json, cls())
+                self.assertEqual(canonical(parsed), data)
+
+        self.check_all('valid', '.json', check)
+
+    def test_accepted(self):
+        def check(cls, data, companion):
+            expected = companion.read_bytes()
+            self.assertEqual(canonical(cls.FromString(data)), expected)
+
+        self.check_all('accepted', '.canonical.binpb', check)
+
+    def test_rejected(self):
+        def check(cls, data, companion):
+            error = rejection(cls, data)
+            self.assertIsNotNone(error)
+            # `cpp` names the field in a line of its own on standard error.
+            if isinstance(error, UnicodeDecodeError):
+                self.assertIn(companion.read_text().strip(), str(error))
+
+        self.check_all('rejected', '.reason', check)
+
+    def test_a_field_named_like_a_keyword_is_reached(self):
+        wifi = CLASSES['Wifi'].FromString(b'\x12\x01p')
+        self.assertEqual(getattr(wifi, 'pass'), 'p')
+
+
+if __name__ == '__main__':
+    unittest.main(argv=sys.argv[:1])
