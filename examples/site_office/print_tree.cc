@@ -46,13 +46,15 @@ std::string Labelled(const std::string& label, const std::string& text) {
   return text.empty() ? "" : label + " " + Escape(text);
 }
 
-// A module needs no line of its own while it works, or shares the state of a
-// blanked display.
-bool IsQuiet(const ChildTypes& child, int display_status) {
-  if (!child.has_module()) return false;
+// A module of a display needs no line of its own while it works, or is dark as
+// the whole display is. `display` is null where the parent is something else.
+bool IsQuiet(const ChildTypes& child, const tarn::Display* display) {
+  if (display == nullptr || !child.has_module()) return false;
   const tarn::Module& module = child.module();
-  return !module.error() && !module.backup_comms() &&
-         (module.status() == tarn::ok || module.status() == display_status);
+  if (module.error() || module.backup_comms()) return false;
+  return module.status() == tarn::ok ||
+         (module.status() == tarn::command_blank &&
+          display->status() == tarn::command_blank);
 }
 
 // "301 K" or "297–304 K", over all modules that report a temperature.
@@ -193,29 +195,29 @@ void Count(const ChildTypes& child, Counts* counts) {
 // Adds a row for each node. The parser takes no tree deeper than 50 levels, so
 // neither does this recursion.
 void AddRows(const Nodes& nodes, const std::string& indent, bool top,
-             int parent_status, std::vector<Row>* rows, Counts* counts) {
+             const tarn::Display* display, std::vector<Row>* rows,
+             Counts* counts) {
   std::vector<const ChildTypes*> shown;
   for (const ChildTypes& child : nodes) {
     Count(child, counts);
-    if (top || !IsQuiet(child, parent_status)) shown.push_back(&child);
+    if (!IsQuiet(child, display)) shown.push_back(&child);
   }
   for (const ChildTypes* child : shown) {
-    const bool last = child == shown.back();
+    std::string branch;
+    std::string below;
+    if (!top) {
+      const bool last = child == shown.back();
+      branch = last ? "└─ " : "├─ ";
+      below = last ? "   " : "│  ";
+    }
     const Node node = Describe(*child);
-    rows->push_back({{indent +
-                      (top    ? ""
-                       : last ? "└─ "
-                              : "├─ ") +
-                      node.name},
+    rows->push_back({{indent + branch + node.name},
                      {node.kind, Tone::kFaint},
                      {StatusWords(node.status), StatusTone(node.status)},
                      {node.details}});
     if (node.children == nullptr) continue;
-    AddRows(*node.children,
-            indent + (top    ? ""
-                      : last ? "   "
-                             : "│  "),
-            false, node.status, rows, counts);
+    AddRows(*node.children, indent + below, false,
+            child->has_display() ? &child->display() : nullptr, rows, counts);
   }
 }
 
@@ -224,7 +226,7 @@ void AddRows(const Nodes& nodes, const std::string& indent, bool top,
 void PrintTree(const Nodes& nodes, bool colour, std::ostream& out) {
   std::vector<Row> rows;
   Counts counts;
-  AddRows(nodes, "", true, tarn::unused, &rows, &counts);
+  AddRows(nodes, "", true, nullptr, &rows, &counts);
   PrintTable({{"node", 60}, {"kind", 8}, {"status", 18}, {"details", 100}},
              rows, colour, out);
   out << '\n'

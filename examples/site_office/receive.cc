@@ -130,10 +130,9 @@ class Loop {
     Peer peer;
     peer.address = AddressText(&address, length);
     if (connections_.size() >= options_.max_peers) {
-      handler_.fault(peer,
-                     {"turned away: " + std::to_string(connections_.size()) +
-                          " peers are connected, and that is the limit",
-                      "", true});
+      handler_.fault(peer, {"turned away, the limit of peers at a time is " +
+                                std::to_string(options_.max_peers),
+                            "", true});
       return;
     }
     connections_.push_back({std::move(fd), std::move(peer), "", Clock::now()});

@@ -360,8 +360,8 @@ TEST_F(Office, TurnsPeersBeyondTheLimitAway) {
   EXPECT_EQ(process_->Wait(), kDifferent);
   EXPECT_THAT(process_->err(),
               HasSubstr(second.address() +
-                        ": record 1 at byte 0: turned away: 1 peers are "
-                        "connected, and that is the limit"));
+                        ": record 1 at byte 0: turned away, the limit of peers "
+                        "at a time is 1; connection closed"));
   EXPECT_EQ(Stored(), PriceRecord(1) + SentRecord(1));
 }
 
@@ -532,6 +532,27 @@ TEST_F(Office, PrintsControlCharactersOfOthersAsCodes) {
   EXPECT_THAT(process_->out(), Not(HasSubstr("\xe2\x80\xae")));
   EXPECT_THAT(process_->out(),
               HasSubstr("a\\u{1b}[31mb\\u{d}\\u{a}c\\u{9b}\\u{202e}"));
+}
+
+TEST_F(Office, DrawsEveryModuleThatNeedsSomebody) {
+  tarn::ModsConfigured network;
+  tarn::Client* client = network.add_modsconfigured()->mutable_client();
+  client->add_children()->mutable_module()->set_hwid("below-client");
+  tarn::Display* display = client->add_children()->mutable_display();
+  display->set_status(tarn::comm_error);
+  for (int place = 1; place <= 4; ++place) {
+    tarn::Module* module = display->add_children()->mutable_module();
+    module->set_hwid("place-" + std::to_string(place));
+    module->set_status(place == 2 ? tarn::ok : tarn::comm_error);
+    module->set_assyaddr(place);
+  }
+  EXPECT_EQ(Receive(Frame(network) + SentRecord(1)), kFine);
+  for (const char* drawn : {"below-client", "place-1", "place-3", "place-4"}) {
+    EXPECT_THAT(process_->out(), HasSubstr(drawn));
+  }
+  EXPECT_THAT(process_->out(), Not(HasSubstr("place-2")));
+  EXPECT_THAT(process_->out(), HasSubstr("   ├─ module 1"));
+  EXPECT_THAT(process_->out(), HasSubstr("   └─ module 4"));
 }
 
 TEST_F(Office, PrintsNumbersThatTheSchemaDoesNotKnow) {
