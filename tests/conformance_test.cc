@@ -263,18 +263,18 @@ const std::vector<std::string>& BadTexts() {
       "\xC3\x28",                  // lead without its tail
       "\xC3",                      // cut after the lead
       "\x80",                      // tail without a lead
-      "\xBF\xBF",                  //
+      "\xBF\xBF",                  // two of them
       "\xC0\x80",                  // overlong NUL
       "\xC1\xBF",                  // overlong, two bytes
       "\xE0\x80\x80",              // overlong, three bytes
-      "\xE0\x9F\xBF",              //
+      "\xE0\x9F\xBF",              // the highest of these
       "\xF0\x80\x80\x80",          // overlong, four bytes
-      "\xF0\x8F\xBF\xBF",          //
+      "\xF0\x8F\xBF\xBF",          // the highest of these
       "\xED\xA0\x80",              // first surrogate
       "\xED\xBF\xBF",              // last surrogate
       "\xED\xA0\xBD\xED\xB8\x80",  // a pair of surrogates
       "\xF4\x90\x80\x80",          // beyond U+10FFFF
-      "\xF5\x80\x80\x80",          //
+      "\xF5\x80\x80\x80",          // a lead beyond the last
       "\xF8\x88\x80\x80\x80",      // five bytes
       "\xFC\x84\x80\x80\x80\x80",  // six bytes
       "\xFE",
