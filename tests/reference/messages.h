@@ -1,0 +1,169 @@
+// What the tests share: bytes to messages and back, every message type in
+// turn, and messages with every field set.
+#ifndef TESTS_REFERENCE_MESSAGES_H_
+#define TESTS_REFERENCE_MESSAGES_H_
+
+#include <google/protobuf/io/coded_stream.h>
+#include <google/protobuf/io/zero_copy_stream_impl_lite.h>
+#include <google/protobuf/message.h>
+#include <gtest/gtest.h>
+#include <tarn/Network.pb.h>
+#include <tarn/Tarn.pb.h>
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "reference/wire.h"
+
+namespace tests {
+
+using google::protobuf::FieldDescriptor;
+using google::protobuf::Message;
+
+// The encoding of a message, the entries of maps in the order of their keys.
+inline std::string BytesOf(const Message& message) {
+  std::string bytes;
+  {
+    google::protobuf::io::StringOutputStream stream(&bytes);
+    google::protobuf::io::CodedOutputStream out(&stream);
+    out.SetSerializationDeterministic(true);
+    EXPECT_TRUE(message.SerializeToCodedStream(&out));
+  }
+  return bytes;
+}
+
+inline std::string HexOf(const Message& message) {
+  return wire::ToHex(BytesOf(message));
+}
+
+template <class M>
+M FromBytes(const std::string& bytes) {
+  M message;
+  EXPECT_TRUE(message.ParseFromString(bytes)) << wire::ToHex(bytes);
+  return message;
+}
+
+inline std::unique_ptr<Message> FromBytes(const Message& prototype,
+                                          const std::string& bytes) {
+  std::unique_ptr<Message> message(prototype.New());
+  EXPECT_TRUE(message->ParseFromString(bytes))
+      << prototype.GetTypeName() << ": " << wire::ToHex(bytes);
+  return message;
+}
+
+template <class M>
+M FromHex(std::string_view digits) {
+  return FromBytes<M>(wire::Hex(digits));
+}
+
+// What becomes of an encoding that is parsed and serialized again.
+template <class M>
+std::string Rewritten(std::string_view digits) {
+  return HexOf(FromHex<M>(digits));
+}
+
+inline std::string Rewritten(const Message& prototype,
+                             const wire::Writer& bytes) {
+  return HexOf(*FromBytes(prototype, bytes.bytes()));
+}
+
+inline std::string HexOf(const wire::Writer& writer) {
+  return wire::ToHex(writer.bytes());
+}
+
+template <class M>
+bool Parses(std::string_view digits) {
+  return M().ParseFromString(wire::Hex(digits));
+}
+
+// Calls visit(static_cast<M*>(nullptr)) for each of the 53 message classes.
+template <class Visitor>
+void ForEachClass(Visitor visit) {
+#define SCHEMA_MESSAGE(file, index, name)     \
+  {                                           \
+    SCOPED_TRACE(#name);                      \
+    visit(static_cast<tarn::name*>(nullptr)); \
+  }
+#include "reference/schema_table.inc"
+}
+
+// Calls visit(default instance) for each of the 53 messages.
+template <class Visitor>
+void ForEachMessage(Visitor visit) {
+  const std::vector<const Message*> messages = {
+#define SCHEMA_MESSAGE(file, index, name) &tarn::name::default_instance(),
+#include "reference/schema_table.inc"
+  };
+  for (const Message* message : messages) {
+    SCOPED_TRACE(message->GetTypeName());
+    visit(*message);
+  }
+}
+
+// Calls visit(default instance of the message, field) for every field.
+template <class Visitor>
+void ForEachField(Visitor visit) {
+  ForEachMessage([&](const Message& message) {
+    for (int i = 0; i < message.GetDescriptor()->field_count(); ++i) {
+      const FieldDescriptor* field = message.GetDescriptor()->field(i);
+      SCOPED_TRACE(field->full_name());
+      visit(message, field);
+    }
+  });
+}
+
+void Fill(Message* message, int salt = 1, int depth = 3);
+
+// Sets a singular field, or adds an element, so that it is not the default.
+inline void FillField(Message* message, const FieldDescriptor* field, int salt,
+                      int depth) {
+  const auto* reflection = message->GetReflection();
+  const bool list = field->is_repeated();
+  const std::string text = field->name() + " " + std::to_string(salt);
+  switch (field->cpp_type()) {
+    case FieldDescriptor::CPPTYPE_INT32:
+      return reflection->SetInt32(message, field, -salt);
+    case FieldDescriptor::CPPTYPE_UINT32:
+      return reflection->SetUInt32(message, field, 4000000000u + salt);
+    case FieldDescriptor::CPPTYPE_FLOAT:
+      return reflection->SetFloat(message, field, salt + 0.5f);
+    case FieldDescriptor::CPPTYPE_BOOL:
+      return list ? reflection->AddBool(message, field, true)
+                  : reflection->SetBool(message, field, true);
+    case FieldDescriptor::CPPTYPE_ENUM:
+      return list ? reflection->AddEnumValue(message, field, salt)
+                  : reflection->SetEnumValue(message, field, salt);
+    case FieldDescriptor::CPPTYPE_STRING:
+      return list ? reflection->AddString(message, field, text)
+                  : reflection->SetString(message, field, text);
+    case FieldDescriptor::CPPTYPE_MESSAGE:
+      return Fill(list ? reflection->AddMessage(message, field)
+                       : reflection->MutableMessage(message, field),
+                  salt, depth - 1);
+    default:
+      ADD_FAILURE() << "no field is of type " << field->cpp_type_name();
+  }
+}
+
+// Sets every field down to `depth` levels, lists and maps to two elements, of a
+// oneof the member that is declared last. Other salt, other values.
+inline void Fill(Message* message, int salt, int depth) {
+  if (depth == 0) return;
+  for (int i = 0; i < message->GetDescriptor()->field_count(); ++i) {
+    const FieldDescriptor* field = message->GetDescriptor()->field(i);
+    FillField(message, field, salt, depth);
+    if (field->is_repeated()) FillField(message, field, salt + 1, depth);
+  }
+}
+
+inline std::unique_ptr<Message> Filled(const Message& prototype, int salt = 1) {
+  std::unique_ptr<Message> message(prototype.New());
+  Fill(message.get(), salt);
+  return message;
+}
+
+}  // namespace tests
+
+#endif  // TESTS_REFERENCE_MESSAGES_H_
