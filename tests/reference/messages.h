@@ -116,6 +116,15 @@ void ForEachField(Visitor visit) {
 
 void Fill(Message* message, int salt = 1, int depth = 3);
 
+// Adds an entry to a map. Not by reflection: the runtime loses entries that are
+// parsed into a map after reflection has changed it.
+inline void FillMap(Message* message, const FieldDescriptor* field, int salt) {
+  auto* report = static_cast<tarn::NetworkStatusReport*>(message);
+  auto* map = field->number() == 1 ? report->mutable_status_packet()
+                                   : report->mutable_price_sync_status_packet();
+  (*map)["key " + std::to_string(salt)] = static_cast<tarn::StatusCodes>(salt);
+}
+
 // Sets a singular field, or adds an element, so that it is not the default.
 inline void FillField(Message* message, const FieldDescriptor* field, int salt,
                       int depth) {
@@ -139,6 +148,7 @@ inline void FillField(Message* message, const FieldDescriptor* field, int salt,
       return list ? reflection->AddString(message, field, text)
                   : reflection->SetString(message, field, text);
     case FieldDescriptor::CPPTYPE_MESSAGE:
+      if (field->is_map()) return FillMap(message, field, salt);
       return Fill(list ? reflection->AddMessage(message, field)
                        : reflection->MutableMessage(message, field),
                   salt, depth - 1);
