@@ -1,0 +1,116 @@
+// Several threads at once: reading and serializing one object that nobody
+// changes, and parsing into objects of their own.
+#include <atomic>
+#include <functional>
+#include <thread>
+
+#include "reference/messages.h"
+
+namespace {
+
+using tests::HexOf;
+
+const int kThreads = 4;
+const int kRounds = 200;
+
+// Runs work(number of the thread) in several threads that start together.
+void InThreads(const std::function<void(int)>& work) {
+  std::atomic<int> waiting{kThreads};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < kThreads; ++i) {
+    threads.emplace_back([&, i] {
+      --waiting;
+      while (waiting > 0) std::this_thread::yield();
+      work(i);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+}
+
+// Each test has a process of its own, so no thread finds the descriptors built.
+TEST(Threads, FirstUseOfTheDescriptorsIsSafe) {
+  std::vector<const google::protobuf::Descriptor*> network(kThreads),
+      application(kThreads);
+  InThreads([&](int i) {
+    if (i % 2 == 0) application[i] = tarn::Price::descriptor();
+    network[i] = tarn::Server::descriptor();
+    application[i] = tarn::Price::descriptor();
+  });
+  for (int i = 0; i < kThreads; ++i) {
+    ASSERT_NE(network[i], nullptr);
+    EXPECT_EQ(network[i], network[0]);
+    EXPECT_EQ(application[i], application[0]);
+  }
+}
+
+TEST(Threads, SerializeOneUnchangedObjectToTheSameBytes) {
+  tarn::ModsConfigured message;
+  tests::Fill(&message, 1, 6);
+  const tarn::ModsConfigured& tree = message;
+  const std::string expected = tests::BytesOf(message);
+  std::vector<int> good(kThreads);
+  InThreads([&](int i) {
+    for (int round = 0; round < kRounds; ++round) {
+      std::string bytes;
+      good[i] += tree.SerializeToString(&bytes) && bytes == expected &&
+                 tree.GetCachedSize() == static_cast<int>(expected.size()) &&
+                 tree.modsconfigured_size() == 2 &&
+                 tree.modsconfigured(0).has_getstatusmodule();
+    }
+  });
+  EXPECT_EQ(good, std::vector<int>(kThreads, kRounds));
+}
+
+TEST(Threads, ReadMapsAndDefaultInstancesAtOnce) {
+  tarn::NetworkStatusReport report;
+  tests::Fill(&report);
+  const std::string expected = HexOf(report);
+  std::vector<int> good(kThreads);
+  InThreads([&](int i) {
+    for (int round = 0; round < kRounds; ++round) {
+      good[i] += HexOf(report) == expected &&
+                 report.status_packet().at("key 1") == tarn::ok &&
+                 HexOf(tarn::ChildTypes::default_instance()).empty() &&
+                 tarn::ChildTypes().server().name().empty();
+    }
+  });
+  EXPECT_EQ(good, std::vector<int>(kThreads, kRounds));
+}
+
+TEST(Threads, ParseIntoObjectsOfTheirOwn) {
+  tarn::ModsAvailable message;
+  tests::Fill(&message, 1, 6);
+  const std::string bytes = tests::BytesOf(message);
+  std::vector<int> good(kThreads);
+  InThreads([&](int i) {
+    for (int round = 0; round < kRounds; ++round) {
+      google::protobuf::Arena arena;
+      auto* on_arena =
+          google::protobuf::Arena::CreateMessage<tarn::ModsAvailable>(&arena);
+      tarn::ModsAvailable on_heap;
+      good[i] += on_arena->ParseFromString(bytes) &&
+                 on_heap.ParseFromString(bytes) &&
+                 tests::BytesOf(*on_arena) == bytes &&
+                 tests::BytesOf(on_heap) == bytes;
+    }
+  });
+  EXPECT_EQ(good, std::vector<int>(kThreads, kRounds));
+}
+
+TEST(Threads, BuildOnOneArena) {
+  google::protobuf::Arena arena;
+  std::vector<const tarn::Prices*> built(kThreads);
+  InThreads([&](int i) {
+    auto* prices = google::protobuf::Arena::CreateMessage<tarn::Prices>(&arena);
+    for (int line = 0; line < kRounds; ++line) {
+      prices->add_prices()->set_line_num(i);
+    }
+    built[i] = prices;
+  });
+  for (int i = 0; i < kThreads; ++i) {
+    ASSERT_EQ(built[i]->prices_size(), kRounds);
+    EXPECT_EQ(built[i]->prices(kRounds - 1).line_num(), i);
+  }
+}
+
+}  // namespace
