@@ -7,6 +7,7 @@ namespace {
 
 using google::protobuf::Arena;
 using google::protobuf::util::MessageDifferencer;
+using tests::Class;
 using tests::Filled;
 using tests::ForEachClass;
 using tests::ForEachMessage;
@@ -14,20 +15,11 @@ using tests::FromHex;
 using tests::HexOf;
 using tests::Message;
 
-// The class that a visitor of ForEachClass is called for.
-template <class Pointer>
-using ClassOf = std::remove_pointer_t<Pointer>;
+using Owned = std::unique_ptr<Message>;
 
-template <class M>
-M FilledAs(int salt = 1) {
-  M message;
-  tests::Fill(&message, salt);
-  return message;
-}
-
-template <class M>
-M* FilledOn(Arena* arena, int salt = 1) {
-  M* message = Arena::CreateMessage<M>(arena);
+// A message with every field set, owned by an arena.
+Message* FilledOn(Arena* arena, const Class& type, int salt = 1) {
+  Message* message = type.create(arena);
   tests::Fill(message, salt);
   return message;
 }
@@ -72,20 +64,20 @@ TEST(Merge, IntoAnEmptyMessageIsACopy) {
 }
 
 TEST(Merge, BaseAndOwnOverloadsAgree) {
-  ForEachClass([](auto* type) {
-    using M = ClassOf<decltype(type)>;
-    const M source = FilledAs<M>(5);
-    M own = FilledAs<M>(), base = FilledAs<M>();
-    own.MergeFrom(source);
-    base.MergeFrom(static_cast<const Message&>(source));
-    EXPECT_EQ(HexOf(own), HexOf(base));
-    own.CopyFrom(source);
-    base.CopyFrom(static_cast<const Message&>(source));
-    EXPECT_EQ(HexOf(own), HexOf(source));
-    EXPECT_EQ(HexOf(base), HexOf(source));
-    base.Clear();
-    base.CheckTypeAndMergeFrom(source);
-    EXPECT_EQ(HexOf(base), HexOf(source));
+  ForEachClass([](const Class& type) {
+    const Owned source = Filled(type.default_instance, 5);
+    const Owned own = Filled(type.default_instance);
+    const Owned base = Filled(type.default_instance);
+    type.merge_from(own.get(), *source);
+    base->MergeFrom(*source);
+    EXPECT_EQ(HexOf(*own), HexOf(*base));
+    type.copy_from(own.get(), *source);
+    base->CopyFrom(*source);
+    EXPECT_EQ(HexOf(*own), HexOf(*source));
+    EXPECT_EQ(HexOf(*base), HexOf(*source));
+    base->Clear();
+    base->CheckTypeAndMergeFrom(*source);
+    EXPECT_EQ(HexOf(*base), HexOf(*source));
   });
 }
 
@@ -177,41 +169,39 @@ TEST(Copy, CopyFromReplacesWhatWasThere) {
 }
 
 TEST(Copy, CopyToSelfDoesNothing) {
-  ForEachClass([](auto* type) {
-    using M = ClassOf<decltype(type)>;
-    M message = FilledAs<M>();
-    const std::string before = HexOf(message);
-    message.CopyFrom(message);
-    EXPECT_EQ(HexOf(message), before);
-    message.CopyFrom(static_cast<const Message&>(message));
-    EXPECT_EQ(HexOf(message), before);
-    const M& alias = message;
-    message = alias;
-    EXPECT_EQ(HexOf(message), before);
+  ForEachClass([](const Class& type) {
+    const Owned message = Filled(type.default_instance);
+    const std::string before = HexOf(*message);
+    type.copy_from(message.get(), *message);
+    EXPECT_EQ(HexOf(*message), before);
+    message->CopyFrom(*message);
+    EXPECT_EQ(HexOf(*message), before);
+    type.assign(message.get(), *message);
+    EXPECT_EQ(HexOf(*message), before);
+    type.move_assign(message.get(), message.get());
+    EXPECT_EQ(HexOf(*message), before);
   });
 }
 
 TEST(Copy, ConstructorsAndAssignmentsCarryEverything) {
-  ForEachClass([](auto* type) {
-    using M = ClassOf<decltype(type)>;
-    M source = FilledAs<M>();
-    source.GetReflection()->MutableUnknownFields(&source)->AddVarint(1000, 1);
-    const std::string hex = HexOf(source);
-    M copy(source);
-    EXPECT_EQ(HexOf(copy), hex);
-    M assigned = FilledAs<M>(5);
-    assigned = source;
-    EXPECT_EQ(HexOf(assigned), hex);
-    copy.Clear();
-    EXPECT_EQ(HexOf(source), hex);
-    M moved(std::move(assigned));
-    EXPECT_EQ(HexOf(moved), hex);
-    M target = FilledAs<M>(5);
-    target = std::move(moved);
-    EXPECT_EQ(HexOf(target), hex);
-    M& alias = target;
-    target = std::move(alias);
-    EXPECT_EQ(HexOf(target), hex);
+  ForEachClass([](const Class& type) {
+    const Owned source = Filled(type.default_instance);
+    source->GetReflection()
+        ->MutableUnknownFields(source.get())
+        ->AddVarint(1000, 1);
+    const std::string hex = HexOf(*source);
+    const Owned copy(type.copy(*source));
+    EXPECT_EQ(HexOf(*copy), hex);
+    const Owned assigned = Filled(type.default_instance, 5);
+    type.assign(assigned.get(), *source);
+    EXPECT_EQ(HexOf(*assigned), hex);
+    copy->Clear();
+    EXPECT_EQ(HexOf(*source), hex);
+    const Owned moved(type.move(assigned.get()));
+    EXPECT_EQ(HexOf(*moved), hex);
+    const Owned target = Filled(type.default_instance, 5);
+    type.move_assign(target.get(), moved.get());
+    EXPECT_EQ(HexOf(*target), hex);
   });
 }
 
@@ -223,37 +213,36 @@ TEST(Copy, MoveOnTheHeapTakesTheContentsAsTheyAre) {
 }
 
 TEST(Copy, MoveBetweenArenaAndHeapCopies) {
-  ForEachClass([](auto* type) {
-    using M = ClassOf<decltype(type)>;
+  ForEachClass([](const Class& type) {
     Arena arena, other;
-    M* source = FilledOn<M>(&arena);
+    Message* source = FilledOn(&arena, type);
     const std::string hex = HexOf(*source);
-    M heap(std::move(*source));
-    EXPECT_EQ(HexOf(heap), hex);
+    const Owned heap(type.move(source));
+    EXPECT_EQ(HexOf(*heap), hex);
     EXPECT_EQ(HexOf(*source), hex);
-    M* target = FilledOn<M>(&other, 5);
-    *target = std::move(heap);
+    Message* target = FilledOn(&other, type, 5);
+    type.move_assign(target, heap.get());
     EXPECT_EQ(HexOf(*target), hex);
-    EXPECT_EQ(HexOf(heap), hex);
-    M* third = FilledOn<M>(&other, 6);
-    *third = std::move(*target);
+    EXPECT_EQ(HexOf(*heap), hex);
+    Message* third = FilledOn(&arena, type, 6);
+    type.move_assign(third, target);
     EXPECT_EQ(HexOf(*third), hex);
-    EXPECT_EQ(third->GetArena(), &other);
+    EXPECT_EQ(HexOf(*target), hex);
+    EXPECT_EQ(third->GetArena(), &arena);
   });
 }
 
-// Swaps two messages with different contents and back by the other overload.
-template <class M>
-void ExpectSwaps(M* one, M* two) {
+// Swaps two messages with different contents by each of the ways.
+void ExpectSwaps(const Class& type, Message* one, Message* two) {
   one->GetReflection()->MutableUnknownFields(one)->AddVarint(1000, 1);
   two->GetReflection()->MutableUnknownFields(two)->AddVarint(1001, 1);
   const std::string hex_one = HexOf(*one), hex_two = HexOf(*two);
   const auto *arena_one = one->GetArena(), *arena_two = two->GetArena();
   ASSERT_NE(hex_one, hex_two);
-  one->Swap(two);
+  type.swap_member(one, two);
   EXPECT_EQ(HexOf(*one), hex_two);
   EXPECT_EQ(HexOf(*two), hex_one);
-  swap(*one, *two);
+  type.swap_function(one, two);
   EXPECT_EQ(HexOf(*one), hex_one);
   EXPECT_EQ(HexOf(*two), hex_two);
   one->GetReflection()->Swap(one, two);
@@ -261,20 +250,20 @@ void ExpectSwaps(M* one, M* two) {
   EXPECT_EQ(HexOf(*two), hex_one);
   EXPECT_EQ(one->GetArena(), arena_one);
   EXPECT_EQ(two->GetArena(), arena_two);
-  one->Swap(one);
+  type.swap_member(one, one);
   EXPECT_EQ(HexOf(*one), hex_two);
 }
 
 TEST(Swap, ExchangesEverythingOnHeapAndArenasInAnyPair) {
-  ForEachClass([](auto* type) {
-    using M = ClassOf<decltype(type)>;
+  ForEachClass([](const Class& type) {
     Arena arena, other;
-    M one = FilledAs<M>(1), two = FilledAs<M>(5);
-    ExpectSwaps(&one, &two);
-    ExpectSwaps(FilledOn<M>(&arena), FilledOn<M>(&arena, 5));
-    ExpectSwaps(FilledOn<M>(&arena), FilledOn<M>(&other, 5));
-    ExpectSwaps(&one, FilledOn<M>(&arena, 7));
-    ExpectSwaps(FilledOn<M>(&arena, 7), &two);
+    const Owned one = Filled(type.default_instance, 1);
+    const Owned two = Filled(type.default_instance, 5);
+    ExpectSwaps(type, one.get(), two.get());
+    ExpectSwaps(type, FilledOn(&arena, type), FilledOn(&arena, type, 5));
+    ExpectSwaps(type, FilledOn(&arena, type), FilledOn(&other, type, 5));
+    ExpectSwaps(type, one.get(), FilledOn(&arena, type, 7));
+    ExpectSwaps(type, FilledOn(&arena, type, 7), two.get());
   });
 }
 

@@ -7,8 +7,10 @@
 namespace {
 
 using google::protobuf::Arena;
+using tests::Class;
 using tests::ForEachClass;
 using tests::HexOf;
+using tests::Message;
 
 // Where a message lives: on the heap, or on an arena that is freed with it.
 class Place {
@@ -26,7 +28,7 @@ class Place {
 
  private:
   std::unique_ptr<Arena> arena_;
-  std::vector<std::unique_ptr<tests::Message>> owned_;
+  std::vector<std::unique_ptr<Message>> owned_;
 };
 
 // Hands over what another arena owns: a runtime that was built with its own
@@ -220,12 +222,12 @@ TEST_P(HandOver, ChildrenLiveWhereTheirMessageLives) {
   auto* tree = place_.Make<tarn::ModsConfigured>();
   auto* server = tree->add_modsconfigured()->mutable_server();
   auto* module = server->add_children()->mutable_module();
-  for (const tests::Message* child :
-       {static_cast<const tests::Message*>(&tree->modsconfigured(0)),
-        static_cast<const tests::Message*>(server),
-        static_cast<const tests::Message*>(module),
-        static_cast<const tests::Message*>(module->mutable_extstatus()),
-        static_cast<const tests::Message*>(
+  for (const Message* child :
+       {static_cast<const Message*>(&tree->modsconfigured(0)),
+        static_cast<const Message*>(server),
+        static_cast<const Message*>(module),
+        static_cast<const Message*>(module->mutable_extstatus()),
+        static_cast<const Message*>(
             module->mutable_extstatus()->add_frameconfig())}) {
     EXPECT_EQ(child->GetArena(), place_.arena());
   }
@@ -241,29 +243,30 @@ void ExpectFreesAll(Build build) {
 }
 
 TEST(Ownership, DestroyedMessageFreesAllItOwns) {
-  ForEachClass([](auto* type) {
-    using M = std::remove_pointer_t<decltype(type)>;
-    ExpectFreesAll([] {
-      M message;
-      tests::Fill(&message);
-      message.GetReflection()->MutableUnknownFields(&message)->AddVarint(99, 1);
+  ForEachClass([](const Class& type) {
+    ExpectFreesAll([&] {
+      std::unique_ptr<Message> message(type.create(nullptr));
+      tests::Fill(message.get());
+      message->GetReflection()
+          ->MutableUnknownFields(message.get())
+          ->AddVarint(99, 1);
     });
   });
 }
 
 TEST(Ownership, EveryClassIsMadeOnArenasAndOnTheHeap) {
-  ForEachClass([](auto* type) {
-    using M = std::remove_pointer_t<decltype(type)>;
+  ForEachClass([](const Class& type) {
     Arena arena;
-    EXPECT_EQ(Arena::CreateMessage<M>(&arena)->GetArena(), &arena);
-    EXPECT_EQ(M::default_instance().New(&arena)->GetArena(), &arena);
-    std::unique_ptr<M> heap(Arena::CreateMessage<M>(nullptr));
+    for (const Message* made :
+         {type.create(&arena), type.default_instance.New(&arena)}) {
+      EXPECT_EQ(made->GetArena(), &arena);
+      EXPECT_EQ(made->GetDescriptor(), type.default_instance.GetDescriptor());
+      EXPECT_EQ(HexOf(*made), "");
+    }
+    std::unique_ptr<Message> heap(type.create(nullptr));
     EXPECT_EQ(heap->GetArena(), nullptr);
-    std::unique_ptr<M> same(heap->New());
+    std::unique_ptr<Message> same(heap->New());
     EXPECT_EQ(same->GetArena(), nullptr);
-    const tests::Message& base = *heap;
-    EXPECT_EQ(base.New(&arena)->GetDescriptor(), M::descriptor());
-    EXPECT_EQ(HexOf(*heap), "");
   });
 }
 
@@ -295,17 +298,15 @@ google::protobuf::ArenaOptions CountingOptions() {
 }
 
 TEST(Ownership, ArenaFreesItsMessagesWithItself) {
-  ForEachClass([](auto* type) {
-    using M = std::remove_pointer_t<decltype(type)>;
-    const auto build = [] {
+  ForEachClass([](const Class& type) {
+    ExpectFreesAll([&] {
       Arena arena(CountingOptions());
-      M* message = Arena::CreateMessage<M>(&arena);
+      Message* message = type.create(&arena);
       tests::Fill(message);
-      M copy(*message);
+      std::unique_ptr<Message> copy(type.copy(*message));
       EXPECT_GT(arena_blocks, 0);
-      EXPECT_EQ(HexOf(copy), HexOf(*message));
-    };
-    ExpectFreesAll(build);
+      EXPECT_EQ(HexOf(*copy), HexOf(*message));
+    });
     EXPECT_EQ(arena_blocks, 0);
   });
 }

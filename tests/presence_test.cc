@@ -279,13 +279,4 @@ TEST(Presence, ClearKeepsTheCapacityOfLists) {
   EXPECT_EQ(prices.add_prices(), element);
 }
 
-TEST(Presence, DefaultInstanceIsTheExportedObjectAndHoldsDefaults) {
-  tests::ForEachClass([](auto* type) {
-    using M = std::remove_pointer_t<decltype(type)>;
-    EXPECT_EQ(&M::default_instance(), M::internal_default_instance());
-    EXPECT_EQ(HexOf(M::default_instance()), "");
-    EXPECT_TRUE(MessageDifferencer::Equals(M(), M::default_instance()));
-  });
-}
-
 }  // namespace
