@@ -128,8 +128,8 @@ TEST(Termination, WireTypesSixAndSevenFailTheParseOfEveryField) {
   });
 }
 
-// Where the top-level fields of an encoding end: a cut there leaves a shorter
-// message, a cut anywhere else a broken one.
+// At which sizes an encoding can be cut between two top-level fields, which
+// leaves a shorter message; a cut anywhere else leaves a broken one.
 std::vector<bool> Boundaries(const std::string& bytes) {
   std::vector<bool> ends(bytes.size() + 1);
   size_t at = 0;
@@ -260,6 +260,18 @@ TEST(Streams, BrokenTextAndCutInputFailInBlocksOfAnySize) {
       ArrayInputStream input(bytes.data(), bytes.size(), block);
       EXPECT_FALSE(tarn::Wifi().ParseFromZeroCopyStream(&input));
     }
+  }
+}
+
+TEST(Streams, CharacterSplitBetweenBlocksIsWhole) {
+  const std::string text = "5\u00E4\u20AC\U0001F600";
+  const std::string bytes = Writer().Bytes(1, text).Bytes(2, text).bytes();
+  for (int block = 1; block <= 20; ++block) {
+    ArrayInputStream input(bytes.data(), bytes.size(), block);
+    tarn::Wifi wifi;
+    EXPECT_TRUE(wifi.ParseFromZeroCopyStream(&input));
+    EXPECT_EQ(wifi.ssid(), text);
+    EXPECT_EQ(wifi.pass(), text);
   }
 }
 
