@@ -8,7 +8,8 @@ int main(int, char** argv) {
     void* plugin = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
     if (plugin == nullptr) return std::puts(dlerror()), 1;
     using Function = int (*)(int);
-    const Function size = reinterpret_cast<Function>(dlsym(plugin, "PriceSize"));
+    const Function size =
+        reinterpret_cast<Function>(dlsym(plugin, "PriceSize"));
     if (size == nullptr || size(0) != 0 || size(7) != 2 || size(-1) != 11) {
       return std::puts("wrong size"), 1;
     }
