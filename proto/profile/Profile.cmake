@@ -1,0 +1,56 @@
+# Compiles the library with a profile: its sources are compiled with counters,
+# run by the trainer, and compiled again with what was counted.
+option(SCHEMA_PROFILE "Train a profile and compile the library with it, where that works" ON)
+
+string(TOUPPER "${CMAKE_BUILD_TYPE}" build_type)
+get_directory_property(directory_options COMPILE_OPTIONS)
+set(flags "${CMAKE_CXX_FLAGS} ${CMAKE_CXX_FLAGS_${build_type}} ${directory_options}")
+get_property(multi_config GLOBAL PROPERTY GENERATOR_IS_MULTI_CONFIG)
+
+set(obstacle)
+if(NOT SCHEMA_PROFILE)
+  set(obstacle "SCHEMA_PROFILE is off")
+elseif(NOT CMAKE_CXX_COMPILER_ID STREQUAL GNU OR CMAKE_CXX_COMPILER_VERSION VERSION_LESS 11)
+  set(obstacle "only g++ 11 and later can do it")
+elseif(multi_config)
+  set(obstacle "${CMAKE_GENERATOR} builds several configurations at once")
+elseif(build_type MATCHES "^(DEBUG|MINSIZEREL)$")
+  set(obstacle "a ${CMAKE_BUILD_TYPE} build is not made for speed")
+elseif(flags MATCHES "-fsanitize=|--coverage|-fprofile-|-ftest-coverage|-fauto-profile")
+  set(obstacle "the compiler flags have ${CMAKE_MATCH_0}, which does not go with it")
+elseif(CMAKE_CROSSCOMPILING AND NOT CMAKE_CROSSCOMPILING_EMULATOR)
+  set(obstacle "the trainer cannot run here without CMAKE_CROSSCOMPILING_EMULATOR")
+endif()
+if(obstacle)
+  message(STATUS "libschema is compiled without a profile: ${obstacle}")
+  return()
+endif()
+
+add_subdirectory(profile)
+
+# The compiler derives the name of a profile from these two options, and so
+# both compilations of a source name the same file.
+set(profile_dir ${PROJECT_BINARY_DIR}/profile)
+file(MAKE_DIRECTORY ${profile_dir})
+set(profiles)
+foreach(source IN LISTS sources)
+  get_filename_component(name ${source} NAME_WLE)
+  set(profile ${profile_dir}/${name}.gcda)
+  set(profile_name -dumpdir ${profile_dir}/ -dumpbase ${name})
+  set_source_files_properties(
+    ${source} PROPERTIES COMPILE_OPTIONS "-fprofile-use;-Werror=missing-profile;${profile_name}"
+                         OBJECT_DEPENDS ${profile})
+  set_source_files_properties(
+    ${source} TARGET_DIRECTORY schema_instrumented
+    PROPERTIES COMPILE_OPTIONS "-fprofile-generate;-fprofile-update=single;${profile_name}")
+  list(APPEND profiles ${profile})
+endforeach()
+
+# Counters are added to what a profile holds already, so it goes first.
+add_custom_command(
+  OUTPUT ${profiles}
+  COMMAND ${CMAKE_COMMAND} -E rm -f ${profiles}
+  COMMAND schema_trainer
+  DEPENDS schema_trainer
+  COMMENT "Training the profile of the library"
+  VERBATIM)
