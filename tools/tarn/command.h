@@ -1,0 +1,27 @@
+// The commands: one function each, in a file of its name.
+#ifndef TOOLS_TARN_COMMAND_H_
+#define TOOLS_TARN_COMMAND_H_
+
+#include <string>
+#include <vector>
+
+#include "failure.h"
+
+namespace inspector {
+
+// The arguments behind the verb.
+using Arguments = std::vector<std::string>;
+
+struct Command {
+  const char* name;
+  // Does the work. `summary` is the line below, for the command's help.
+  ExitCode (*run)(const Command& command, const Arguments& arguments);
+  const char* summary;
+};
+
+ExitCode RunDecode(const Command& command, const Arguments& arguments);
+ExitCode RunList(const Command& command, const Arguments& arguments);
+
+}  // namespace inspector
+
+#endif  // TOOLS_TARN_COMMAND_H_

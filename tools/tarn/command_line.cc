@@ -1,0 +1,76 @@
+// Declares the options that commands share, and parses.
+#include "command_line.h"
+
+#include <iostream>
+
+#include "failure.h"
+
+namespace inspector {
+
+CommandLine::CommandLine(const std::string& verb, const std::string& summary,
+                         const std::vector<std::string>& arguments)
+    : app_(summary, "tarn " + verb),
+      arguments_(arguments.rbegin(), arguments.rend()) {
+  app_.get_formatter()->column_width(28);
+}
+
+void CommandLine::Type(std::string* type) {
+  app_.add_option("TYPE", *type, "Message type, as Server or tarn.Server")
+      ->required();
+}
+
+void CommandLine::File(InputOptions* options) {
+  app_.add_option("FILE", options->file,
+                  "File to read; - or nothing is standard input");
+  app_.add_option("--from", options->from,
+                  "Form of the input: auto, binary, hex, base64, text or json")
+      ->check(
+          CLI::IsMember({"auto", "binary", "hex", "base64", "text", "json"}))
+      ->type_name("FORM");
+  app_.add_option("--max-size", options->max_size,
+                  "Largest message to read, as 500, 64K or 64M; 64M if not "
+                  "given")
+      ->transform(CLI::AsSizeValue(false))
+      ->type_name("SIZE");
+}
+
+void CommandLine::Stream(InputOptions* options) {
+  app_.add_option("--frame", options->frame,
+                  "What is in front of each message of a stream: none, varint, "
+                  "u32be or u32le")
+      ->check(CLI::IsMember({"none", "varint", "u32be", "u32le"}))
+      ->type_name("FRAME");
+  app_.add_flag("--keep-going", options->keep_going,
+                "Go on with the next message behind a broken one");
+}
+
+void CommandLine::Input(InputOptions* options) {
+  File(options);
+  Stream(options);
+}
+
+void CommandLine::Color(OutputOptions* options) {
+  app_.add_option("--color", options->color,
+                  "Colours: auto (on a terminal), always or never")
+      ->check(CLI::IsMember({"auto", "always", "never"}))
+      ->type_name("WHEN");
+}
+
+void CommandLine::Secrets(OutputOptions* options) {
+  app_.add_flag("--show-secrets", options->show_secrets,
+                "Show the pass phrase of Wifi, not ***");
+}
+
+void CommandLine::Parse() {
+  try {
+    app_.parse(arguments_);
+  } catch (const CLI::CallForHelp&) {
+    std::cout << app_.help();
+    throw HelpGiven();
+  } catch (const CLI::ParseError& error) {
+    throw Failure(kUsage, std::string(error.what()) + "; see " +
+                              app_.get_name() + " --help");
+  }
+}
+
+}  // namespace inspector

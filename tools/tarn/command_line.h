@@ -1,0 +1,69 @@
+// The command line of one command: its own options, and those that many share.
+#ifndef TOOLS_TARN_COMMAND_LINE_H_
+#define TOOLS_TARN_COMMAND_LINE_H_
+
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace inspector {
+
+// Where a message comes from. FILE is "-", standard input, when it is left out.
+struct InputOptions {
+  std::string file = "-";
+  std::string from = "auto";
+  std::string frame = "none";
+  uint64_t max_size = 64 << 20;  // bytes of one message
+  bool keep_going = false;
+};
+
+struct OutputOptions {
+  std::string color = "auto";
+  bool show_secrets = false;
+};
+
+// Wraps the parser of one command. A command declares its options, calls
+// Parse(), and does its work:
+//
+//   CommandLine line("decode", kSummary, arguments);
+//   std::string type;
+//   line.Type(&type);
+//   InputOptions input;
+//   line.Input(&input);
+//   line.Parse();
+class CommandLine {
+ public:
+  // `arguments` are those behind the verb.
+  CommandLine(const std::string& verb, const std::string& summary,
+              const std::vector<std::string>& arguments);
+
+  // For options of the command's own.
+  CLI::App& app() { return app_; }
+
+  // The positional TYPE; required.
+  void Type(std::string* type);
+  // The positional FILE with --from and --max-size, and the options of streams:
+  // --frame and --keep-going.
+  void Input(InputOptions* options);
+  void File(InputOptions* options);
+  void Stream(InputOptions* options);
+  // --color, and for commands that show text of messages --show-secrets.
+  void Color(OutputOptions* options);
+  void Secrets(OutputOptions* options);
+
+  // Parses the arguments. Prints the help and ends the command where that is
+  // asked for; what makes no sense is a Failure.
+  void Parse();
+
+ private:
+  CLI::App app_;
+  std::vector<std::string> arguments_;
+};
+
+// Thrown by Parse() once the help is printed.
+struct HelpGiven {};
+
+}  // namespace inspector
+
+#endif  // TOOLS_TARN_COMMAND_LINE_H_

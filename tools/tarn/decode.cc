@@ -1,0 +1,141 @@
+// tarn decode: a message as text, JSON, hex or canonical binary.
+#include "command.h"
+#include "command_line.h"
+#include "encoding.h"
+#include "input.h"
+#include "output.h"
+#include "printer.h"
+#include "salvage.h"
+
+namespace inspector {
+namespace {
+
+struct Options {
+  InputOptions input;
+  OutputOptions output;
+  std::string type;
+  std::string to = "text";
+  bool pretty = false;
+  bool partial = false;
+  bool strict = false;
+};
+
+void WriteHex(std::string_view bytes, Output* output) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  for (const unsigned char byte : bytes) {
+    char* p = output->Reserve(2);
+    p[0] = kDigits[byte >> 4];
+    p[1] = kDigits[byte & 15];
+    output->Advance(p + 2);
+  }
+  output->Write('\n');
+}
+
+// Names each unknown field and undeclared number on stderr.
+class Objector : public WalkVisitor {
+ public:
+  Objector(const Options& options, const Record& record)
+      : options_(options), record_(record) {}
+
+  void Value(const Stack& stack, const Item& item) { Number(stack, item); }
+  void Element(const Stack& stack, const Item& item) { Number(stack, item); }
+  void Enter(const Stack& stack, const Item& item) {
+    if (item.field == nullptr) Unknown(stack, item);
+  }
+  void Unknown(const Stack& stack, const Item& item) {
+    Object(stack, item, "unknown field");
+  }
+
+ private:
+  void Number(const Stack& stack, const Item& item) {
+    if (item.field->kind != Kind::kEnum) return;
+    const Enum& enumeration = *item.field->enumeration;
+    const int32_t number = static_cast<int32_t>(item.number_value);
+    if (!enumeration.Name(number).empty()) return;
+    Object(stack, item,
+           std::to_string(number) + " is not declared in " +
+               enumeration.descriptor->full_name());
+  }
+  void Object(const Stack& stack, const Item& item,
+              const std::string& finding) {
+    Complain(Place(options_.input, record_, item.begin - record_.bytes.data()) +
+             stack.Path(item.field, item.number()) + ": " + finding);
+  }
+
+  const Options& options_;
+  const Record& record_;
+};
+
+void Print(const Options& options, const Type& type, std::string_view bytes,
+           const Survey& survey, Output* output) {
+  const PrintStyle style{options.pretty, options.output.show_secrets};
+  if (options.to == "json") {
+    PrintJson(type, bytes, survey, style, output);
+  } else if (options.to == "hex") {
+    WriteHex(Canonical(type, bytes), output);
+  } else if (options.to == "binary") {
+    WriteFramed(options.input.frame, Canonical(type, bytes), output);
+  } else {
+    PrintText(type, bytes, survey, style, output);
+  }
+}
+
+ExitCode Decode(const Options& options, const Type& type, const Record& record,
+                Output* output) {
+  if (options.to == "text" && record.number > 1) output->Write('\n');
+  const Survey survey = SurveyMessage(type, record.bytes);
+  if (!survey.accepted) {
+    const Damage damage = Assess(type, record.bytes, record.offset);
+    if (options.partial) {
+      Print(options, type, damage.salvaged,
+            SurveyMessage(type, damage.salvaged), output);
+    }
+    output->Flush();
+    Complain(Place(options.input, record, damage.offset) +
+             (damage.path.empty() ? "" : damage.path + ": ") + damage.reason);
+    return kMalformed;
+  }
+  Print(options, type, record.bytes, survey, output);
+  if (!options.strict || !(survey.unknown || survey.undeclared)) return kFine;
+  output->Flush();
+  Objector objector(options, record);
+  Walk(type, record.bytes, objector);
+  return kFindings;
+}
+
+}  // namespace
+
+ExitCode RunDecode(const Command& command, const Arguments& arguments) {
+  CommandLine line(command.name, command.summary, arguments);
+  Options options;
+  line.Type(&options.type);
+  line.Input(&options.input);
+  line.app()
+      .add_option("--to", options.to,
+                  "Form of the output: text, json (one line a message), hex or "
+                  "binary")
+      ->check(CLI::IsMember({"text", "json", "hex", "binary"}))
+      ->type_name("FORM");
+  line.app().add_flag("--pretty", options.pretty, "JSON over many lines");
+  line.app().add_flag("--partial", options.partial,
+                      "Show what stands in front of an error");
+  line.app().add_flag(
+      "--strict", options.strict,
+      "Unknown fields and undeclared enum numbers are findings");
+  line.Color(&options.output);
+  line.Secrets(&options.output);
+  line.Parse();
+
+  Schema schema;
+  const Type& type = schema.Find(options.type);
+  Output output(options.output.color);
+  if (options.to == "binary") output.ExpectRawBytes();
+  const ExitCode status =
+      ForEachRecord(options.input, &type, [&](const Record& record) {
+        return Decode(options, type, record, &output);
+      });
+  output.Flush();
+  return status;
+}
+
+}  // namespace inspector

@@ -1,0 +1,93 @@
+// tarn: looks into the messages of a price-sign installation, byte by byte.
+#include <google/protobuf/stubs/common.h>
+#include <google/protobuf/stubs/logging.h>
+
+#include <csignal>
+#include <exception>
+#include <iostream>
+
+#include "command.h"
+#include "command_line.h"
+#include "schema.h"
+
+namespace inspector {
+namespace {
+
+constexpr Command kCommands[] = {
+    {"decode", RunDecode, "Show a message as text, JSON, hex or binary"},
+    {"list", RunList, "List the message types and enums"},
+};
+
+void PrintUsage(std::ostream& out) {
+  out << "Usage: tarn VERB [ARGUMENTS] [FILE|-]\n\nVerbs:\n";
+  for (const Command& command : kCommands) {
+    out << "  " << std::left << std::setw(13) << command.name << command.summary
+        << "\n";
+  }
+  out << "  help VERB    Show the options of a verb\n"
+         "  --version    Show the versions of tarn and what it is built on\n"
+         "\nExit status: 0 fine, 1 findings or differences, 2 usage, 3 "
+         "malformed"
+         "\ninput, 4 unknown type or field, 5 input or output failed.\n";
+}
+
+void PrintVersion() {
+  std::cout << "tarn " TARN_VERSION "\nlibschema " TARN_VERSION << "\nprotobuf "
+            << google::protobuf::internal::VersionString(
+                   GOOGLE_PROTOBUF_VERSION)
+            << "\n";
+}
+
+const Command& FindCommand(const std::string& name) {
+  std::vector<std::string> names;
+  for (const Command& command : kCommands) {
+    if (name == command.name) return command;
+    names.emplace_back(command.name);
+  }
+  throw Failure(kUsage, "no verb " + name + DidYouMean(name, names));
+}
+
+ExitCode Run(Arguments arguments) {
+  if (arguments.empty()) {
+    PrintUsage(std::cerr);
+    return kUsage;
+  }
+  const std::string verb = arguments.front();
+  arguments.erase(arguments.begin());
+  if (verb == "--version") {
+    PrintVersion();
+    return kFine;
+  }
+  if (verb == "help" || verb == "--help" || verb == "-h") {
+    if (arguments.empty()) {
+      PrintUsage(std::cout);
+      return kFine;
+    }
+    const Command& command = FindCommand(arguments.front());
+    return command.run(command, {"--help"});
+  }
+  const Command& command = FindCommand(verb);
+  return command.run(command, arguments);
+}
+
+}  // namespace
+}  // namespace inspector
+
+int main(int argc, char* argv[]) {
+  using namespace inspector;
+  // Writing to a closed pipe is then an error that the output knows about.
+  std::signal(SIGPIPE, SIG_IGN);
+  // The runtime's own words about bad input would only repeat the tool's.
+  google::protobuf::SetLogHandler(nullptr);
+  try {
+    return Run(Arguments(argv + 1, argv + argc));
+  } catch (const HelpGiven&) {
+    return kFine;
+  } catch (const Failure& failure) {
+    Complain(failure.what());
+    return failure.code();
+  } catch (const std::bad_alloc&) {
+    Complain("out of memory");
+    return kInputOutput;
+  }
+}

@@ -1,0 +1,93 @@
+// Standard output: buffered, and careful about what a terminal gets to see.
+#ifndef TOOLS_TARN_OUTPUT_H_
+#define TOOLS_TARN_OUTPUT_H_
+
+#include <charconv>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace inspector {
+
+enum class Color { kNone, kRed, kGreen, kYellow, kBlue, kCyan, kDim, kBold };
+
+class Output {
+ public:
+  // A terminal gets colours unless the environment has NO_COLOR; `color` is
+  // auto, always or never.
+  explicit Output(const std::string& color = "auto");
+  Output(const Output&) = delete;
+  Output& operator=(const Output&) = delete;
+
+  bool terminal() const { return terminal_; }
+  bool color() const { return color_; }
+
+  // At least `size` bytes of room; Advance() tells how many were written.
+  char* Reserve(size_t size) {
+    if (static_cast<size_t>(limit_ - end_) < size) MakeRoom(size);
+    return end_;
+  }
+  void Advance(char* end) { end_ = end; }
+
+  void Write(std::string_view text) {
+    char* p = Reserve(text.size());
+    std::memcpy(p, text.data(), text.size());
+    end_ = p + text.size();
+  }
+  void Write(char c) {
+    char* p = Reserve(1);
+    *p = c;
+    end_ = p + 1;
+  }
+  template <typename Integer>
+  void Number(Integer value) {
+    char* p = Reserve(24);
+    end_ = std::to_chars(p, p + 24, value).ptr;
+  }
+  void Float(float value);
+  void Spaces(size_t count) {
+    char* p = Reserve(count);
+    std::memset(p, ' ', count);
+    end_ = p + count;
+  }
+
+  // Switches the colour where there is colour; kNone is back to normal.
+  void Paint(Color color);
+
+  // Untrusted text without quotes: on a terminal, control characters and bytes
+  // that are not UTF-8 are written as \x1b.
+  void Untrusted(std::string_view text);
+  // Text in quotes as a JSON string; `text` must be UTF-8. Escapes what the
+  // runtime's JSON does: controls, invisible and direction characters, < and >.
+  void JsonString(std::string_view text);
+  // Text in quotes as the text format has it. UTF-8 stays readable, all else
+  // and what JsonString escapes becomes octal.
+  void TextString(std::string_view text);
+  void Base64(std::string_view bytes);
+
+  // Refuses, by a Failure, to put raw bytes on a terminal.
+  void ExpectRawBytes() const;
+
+  // Ends the program quietly where nobody reads any more.
+  void Flush();
+
+ private:
+  void MakeRoom(size_t size);
+
+  std::unique_ptr<char[]> buffer_;
+  size_t capacity_;
+  char* end_;
+  char* limit_;
+  bool terminal_;
+  bool color_;
+};
+
+// Untrusted text for a terminal: as Output::Untrusted writes it there.
+std::string Escaped(std::string_view text);
+
+}  // namespace inspector
+
+#endif  // TOOLS_TARN_OUTPUT_H_

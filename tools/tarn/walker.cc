@@ -1,0 +1,154 @@
+// Words for what the walker finds, and its check of UTF-8.
+#include "walker.h"
+
+namespace inspector {
+namespace {
+
+// "tarn.Server.name", or "field 15 of tarn.Server" where nothing has a name.
+std::string Name(const Item& item, const Stack& stack) {
+  if (item.field != nullptr) return item.field->descriptor->full_name();
+  const Frame& frame = stack.top();
+  std::string record = frame.type != nullptr
+                           ? frame.type->descriptor->full_name()
+                           : "group " + std::to_string(frame.group);
+  if (item.tag == 0) return record;
+  return "field " + std::to_string(item.number()) + " of " + record;
+}
+
+std::string Bytes(uint64_t count) {
+  return std::to_string(count) + (count == 1 ? " byte" : " bytes");
+}
+
+// What is missing of a record or value that the input is too short for.
+std::string CutOff(const Error& error, const Stack& stack) {
+  const Item& item = error.item;
+  const char* end = stack.top().end;
+  if (item.data != nullptr && item.end != nullptr && item.end > end) {
+    return "cut off inside " + Name(item, stack) + ": " +
+           std::to_string(end - item.data) + " of its " +
+           Bytes(item.end - item.data) + " are there";
+  }
+  if (item.tag == 0 && item.begin != end) {
+    return "cut off inside a tag of " + Name(item, stack);
+  }
+  return "cut off inside " + Name(item, stack);
+}
+
+std::string PastEnd(const Error& error, const Stack& stack) {
+  const Item& item = error.item;
+  const Frame& frame = stack.top();
+  const std::string record = Name(Item(), stack);
+  if (item.data != nullptr && item.end != nullptr && item.end > frame.end) {
+    return "length runs past the end of " + record + ": " +
+           Bytes(item.end - item.data) + " announced, " +
+           std::to_string(frame.end - item.data) + " left";
+  }
+  if (item.tag == 0) return "tag runs past the end of " + record;
+  if (item.field != nullptr && item.tag == item.field->packed_tag) {
+    return "value runs past the end of the list " + Name(item, stack);
+  }
+  return "value of " + Name(item, stack) + " runs past the end of " + record;
+}
+
+bool Continues(const char* p, const char* end) {
+  return p < end && (*p & 0xC0) == 0x80;
+}
+
+// Size of the character at p, which is not ASCII; 0 when it is not UTF-8.
+int CharacterSize(const char* p, const char* end) {
+  const unsigned char lead = *p;
+  if (lead < 0xC2 || lead > 0xF4 || !Continues(p + 1, end)) return 0;
+  if (lead < 0xE0) return 2;
+  const unsigned char second = p[1];
+  if (!Continues(p + 2, end)) return 0;
+  if (lead < 0xF0) {
+    if (lead == 0xE0 && second < 0xA0) return 0;   // overlong
+    if (lead == 0xED && second >= 0xA0) return 0;  // surrogate
+    return 3;
+  }
+  if (lead == 0xF0 && second < 0x90) return 0;   // overlong
+  if (lead == 0xF4 && second >= 0x90) return 0;  // above U+10FFFF
+  return Continues(p + 3, end) ? 4 : 0;
+}
+
+}  // namespace
+
+const char* FindInvalidUtf8(const char* begin, const char* end) {
+  const char* p = begin;
+  while (true) {
+    for (; end - p >= 8; p += 8) {
+      uint64_t word;
+      std::memcpy(&word, p, sizeof word);
+      if ((word & 0x8080808080808080) != 0) break;
+    }
+    while (p < end && static_cast<signed char>(*p) >= 0) ++p;
+    if (p == end) return nullptr;
+    const int size = CharacterSize(p, end);
+    if (size == 0) return p;
+    p += size;
+  }
+}
+
+std::string Stack::Path(const Field* field, uint32_t number) const {
+  std::string path;
+  for (int i = 1; i <= depth_; ++i) {
+    const Frame& frame = frames_[i];
+    if (!path.empty()) path += '.';
+    if (frame.field == nullptr) {
+      path += std::to_string(frame.group);
+      continue;
+    }
+    path += frame.field->name;
+    if (frame.field->repeated) path += '[' + std::to_string(frame.index) + ']';
+  }
+  if (field == nullptr && number == 0) return path;
+  if (!path.empty()) path += '.';
+  if (field == nullptr) return path + std::to_string(number);
+  path += field->name;
+  if (field->repeated) path += '[' + std::to_string(Count(*field)) + ']';
+  return path;
+}
+
+std::string ErrorPath(const Error& error, const Stack& stack) {
+  return stack.Path(error.item.field, error.item.number());
+}
+
+std::string Reason(const Error& error, const Stack& stack, const char* start,
+                   uint64_t offset) {
+  const Item& item = error.item;
+  const std::string number = std::to_string(item.number());
+  switch (error.problem) {
+    case Problem::kCutOff:
+      return CutOff(error, stack);
+    case Problem::kPastEnd:
+      return PastEnd(error, stack);
+    case Problem::kLongVarint:
+      return "varint longer than ten bytes";
+    case Problem::kLongTag:
+      return "tag longer than five bytes";
+    case Problem::kLongLength:
+      return "length of 2 GiB or more, or longer than five bytes";
+    case Problem::kBadUtf8:
+      return "invalid UTF-8 in " + Name(item, stack) + " at byte " +
+             std::to_string(offset + (error.at - start));
+    case Problem::kTooDeep:
+      return "nested deeper than " + std::to_string(kMaxDepth);
+    case Problem::kEndGroup:
+      if (stack.top().group != 0) {
+        return "end-group tag of field " + number + " inside group " +
+               std::to_string(stack.top().group);
+      }
+      return "end-group tag of field " + number + ", which no group precedes";
+    case Problem::kOpenGroup:
+      return "group " + std::to_string(stack.top().group) +
+             " has no end-group tag";
+    case Problem::kZeroNumber:
+      return item.tag == 4 ? "end-group tag of field 0"
+                           : "tag with field number 0";
+    case Problem::kNoSuchWireType:
+      return "wire type " + std::to_string(item.wire()) + " does not exist";
+  }
+  return "";
+}
+
+}  // namespace inspector
