@@ -64,6 +64,8 @@ bool IsDefault(const Item& item) {
 }
 
 void PrintFloat(float value, Output* out) {
+  // The runtime reads "-0" back as an integer, which has no sign of its own.
+  if (value == 0 && std::signbit(value)) return out->Write("-0.0");
   if (std::isfinite(value)) return out->Float(value);
   out->Write(std::isnan(value) ? "\"NaN\""
              : value > 0       ? "\"Infinity\""

@@ -26,8 +26,7 @@ class Assessor : public WalkVisitor {
   bool Fail(const Stack& stack, const Error& error) {
     damage_.offset = error.at - bytes_.data();
     damage_.path = ErrorPath(error, stack);
-    damage_.reason =
-        Reason(error, stack, bytes_.data(), start_ + damage_.offset);
+    damage_.reason = Reason(error, stack, bytes_.data(), start_);
     const char* end = list_ != nullptr ? list_ : error.item.begin;
     // A group cannot be closed; it goes as a whole.
     int depth = stack.depth();

@@ -334,6 +334,7 @@ void Walker<Visitor>::Packed(Item item) {
     element.begin = element.value = element.data = p;
     element.end = ReadVarint(p, item.end, 10, &element.number_value);
     if (element.end == nullptr) {
+      if (item.end - p < 10) return Broken(Problem::kPastEnd, p, element);
       return BrokenVarint(p, item.end, 10, element);
     }
     visitor_.Element(stack_, element);
@@ -463,10 +464,7 @@ bool Walker<Visitor>::Fixed(Item* item, int size) {
 template <class Visitor>
 void Walker<Visitor>::BrokenVarint(const char* p, const char* end, int limit,
                                    Item item) {
-  if (end - p < limit) {
-    if (end == top().end) return Overrun(item);
-    return Broken(Problem::kPastEnd, p, item);  // of a packed list
-  }
+  if (end - p < limit) return Overrun(item);
   Broken(limit == 10     ? Problem::kLongVarint
          : item.tag == 0 ? Problem::kLongTag
                          : Problem::kLongLength,

@@ -1,0 +1,122 @@
+#!/usr/bin/python3
+"""Runs tarn on the cases beside this file, and compares what it does.
+
+Usage: run_cases.py [--update] TARN [CASE...]
+
+A case is a folder; tarn runs inside of it. Its files:
+  args     arguments of tarn, quoted as for a shell
+  command  instead of args: a shell script, with tarn on its path
+  stdin    standard input; nothing when it is left out
+  tty      which of stdin, stdout and stderr are a terminal
+  env      NAME=VALUE lines
+  stdout, stderr, exit
+           what is expected; a file left out stands for nothing, or for 0.
+           All that a terminal got is in stdout.
+--update writes these from what tarn does now. Read the difference.
+"""
+import os
+import pathlib
+import pty
+import shlex
+import subprocess
+import sys
+import threading
+import tty
+
+STREAMS = ("stdin", "stdout", "stderr")
+
+
+def read_all(fd, into):
+    """Collects what a terminal shows until nobody writes to it any more."""
+    while True:
+        try:
+            data = os.read(fd, 65536)
+        except OSError:  # Linux ends a terminal that way
+            return
+        if not data:
+            return
+        into.append(data)
+
+
+def run(tarn, case):
+    """Returns what the case puts out: stdout, stderr and exit as bytes."""
+    terminal = (case / "tty").read_text().split() if (case / "tty").exists() else []
+    if (case / "command").exists():
+        command = ["/bin/sh", "-eu", "command"]
+    else:
+        command = [str(tarn)] + shlex.split((case / "args").read_text())
+    environment = {"PATH": f"{tarn.parent}:{os.environ['PATH']}", "LC_ALL": "C.UTF-8"}
+    for name in os.environ:
+        if name.endswith("SAN_OPTIONS"):
+            environment[name] = os.environ[name]
+    if (case / "env").exists():
+        environment.update(line.split("=", 1) for line in (case / "env").read_text().splitlines())
+
+    screen = []
+    files = dict.fromkeys(STREAMS, subprocess.PIPE)
+    if terminal:
+        master, slave = pty.openpty()
+        tty.setraw(slave)
+        files.update(dict.fromkeys(terminal, slave))
+    process = subprocess.Popen(command, cwd=case, env=environment, **files)
+    if terminal:
+        os.close(slave)
+        reader = threading.Thread(target=read_all, args=(master, screen))
+        reader.start()
+    given = (case / "stdin").read_bytes() if (case / "stdin").exists() else None
+    stdout, stderr = process.communicate(given if "stdin" not in terminal else None, timeout=60)
+    if terminal:
+        reader.join()
+        os.close(master)
+    return {
+        "stdout": b"".join(screen) if "stdout" in terminal or "stderr" in terminal and not stdout
+        else stdout or b"",
+        "stderr": stderr or b"",
+        "exit": b"" if process.returncode == 0 else b"%d\n" % process.returncode,
+    }
+
+
+def compare(case, results):
+    """Prints how the results differ from what is expected; true if they don't."""
+    same = True
+    for name, got in results.items():
+        path = case / name
+        want = path.read_bytes() if path.exists() else b""
+        if got == want:
+            continue
+        same = False
+        print(f"{case.name}: {name} differs")
+        for sign, text in (("-", want), ("+", got)):
+            for line in text.splitlines(keepends=True):
+                print(f"  {sign} {line!r}")
+    return same
+
+
+def update(case, results):
+    for name, got in results.items():
+        path = case / name
+        if got:
+            path.write_bytes(got)
+        else:
+            path.unlink(missing_ok=True)
+
+
+def main(arguments):
+    updating = arguments[:1] == ["--update"]
+    tarn, *names = arguments[updating:]
+    tarn = pathlib.Path(tarn).resolve()
+    folder = pathlib.Path(__file__).resolve().parent
+    cases = [folder / name for name in names] or sorted(p for p in folder.iterdir() if p.is_dir())
+    failed = 0
+    for case in cases:
+        results = run(tarn, case)
+        if updating:
+            update(case, results)
+        elif not compare(case, results):
+            failed += 1
+    print(f"{len(cases)} cases, {failed} failed")
+    return 1 if failed or not cases else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))

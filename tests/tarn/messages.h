@@ -1,0 +1,93 @@
+// Messages of every type, made at random from a seed, for tests that hold
+// something against the runtime.
+#ifndef TESTS_TARN_MESSAGES_H_
+#define TESTS_TARN_MESSAGES_H_
+
+#include <google/protobuf/message.h>
+
+#include <limits>
+#include <random>
+#include <string>
+
+namespace messages {
+
+using Random = std::mt19937;
+
+inline std::string Text(Random& random) {
+  static const char* const kTexts[] = {"",
+                                       "a",
+                                       "Client 1",
+                                       "\xC3\x9Cn\xC3\xAF",
+                                       "\xE2\x82\xAC 1.99",
+                                       "\xF0\x9F\x9A\xAA",
+                                       "quote \" ' \\ <b>",
+                                       "line\nfeed\ttab\x01\x7F",
+                                       "\xC2\x85\xE2\x80\xAE\xEF\xBB\xBF",
+                                       "*/ {} [] : , # @unknown"};
+  return kTexts[random() % std::size(kTexts)];
+}
+
+// Fills fields of a message, some of them, with values at the edges of their
+// ranges among others. Not deeper than `depth` messages.
+inline void Fill(google::protobuf::Message* message, int depth,
+                 Random& random) {
+  using google::protobuf::FieldDescriptor;
+  const auto* reflection = message->GetReflection();
+  const auto* descriptor = message->GetDescriptor();
+  constexpr int32_t kNumbers[] = {
+      0, 1, 127, 128, 300, 0x7FFFFFFF, -1, std::numeric_limits<int32_t>::min()};
+  constexpr float kFloats[] = {0.0f,
+                               -0.0f,
+                               1.5f,
+                               0.1f,
+                               1e20f,
+                               3.4028235e38f,
+                               1e-45f,
+                               std::numeric_limits<float>::infinity(),
+                               -std::numeric_limits<float>::infinity(),
+                               std::numeric_limits<float>::quiet_NaN()};
+  for (int i = 0; i < descriptor->field_count(); ++i) {
+    const FieldDescriptor* field = descriptor->field(i);
+    const int count = field->is_repeated() ? random() % 3 : random() % 4 != 0;
+    for (int j = 0; j < count; ++j) {
+      const int32_t number = kNumbers[random() % std::size(kNumbers)];
+      const bool add = field->is_repeated();
+      switch (field->cpp_type()) {
+#define SET(Type, value)                             \
+  add ? reflection->Add##Type(message, field, value) \
+      : reflection->Set##Type(message, field, value)
+        case FieldDescriptor::CPPTYPE_INT32:
+          SET(Int32, number);
+          break;
+        case FieldDescriptor::CPPTYPE_UINT32:
+          SET(UInt32, static_cast<uint32_t>(number));
+          break;
+        case FieldDescriptor::CPPTYPE_BOOL:
+          SET(Bool, number % 2 != 0);
+          break;
+        case FieldDescriptor::CPPTYPE_FLOAT:
+          SET(Float, kFloats[random() % std::size(kFloats)]);
+          break;
+        case FieldDescriptor::CPPTYPE_ENUM:
+          SET(EnumValue, random() % 8 == 0 ? number : number & 1);
+          break;
+        case FieldDescriptor::CPPTYPE_STRING:
+          SET(String, Text(random));
+          break;
+#undef SET
+        case FieldDescriptor::CPPTYPE_MESSAGE:
+          if (depth == 0) break;
+          Fill(add ? reflection->AddMessage(message, field)
+                   : reflection->MutableMessage(message, field),
+               depth - 1, random);
+          break;
+        default:
+          GOOGLE_LOG(FATAL) << "no value for " << field->full_name();
+      }
+    }
+  }
+}
+
+}  // namespace messages
+
+#endif  // TESTS_TARN_MESSAGES_H_
