@@ -19,6 +19,7 @@ struct Command {
   const char* summary;
 };
 
+ExitCode RunAnnotate(const Command& command, const Arguments& arguments);
 ExitCode RunDecode(const Command& command, const Arguments& arguments);
 ExitCode RunList(const Command& command, const Arguments& arguments);
 

@@ -14,6 +14,7 @@ namespace inspector {
 namespace {
 
 constexpr Command kCommands[] = {
+    {"annotate", RunAnnotate, "Show the bytes of a message and what they mean"},
     {"decode", RunDecode, "Show a message as text, JSON, hex or binary"},
     {"list", RunList, "List the message types and enums"},
 };
