@@ -20,7 +20,10 @@ struct Command {
 };
 
 ExitCode RunAnnotate(const Command& command, const Arguments& arguments);
+ExitCode RunCheck(const Command& command, const Arguments& arguments);
 ExitCode RunDecode(const Command& command, const Arguments& arguments);
+ExitCode RunEncode(const Command& command, const Arguments& arguments);
+ExitCode RunGuess(const Command& command, const Arguments& arguments);
 ExitCode RunList(const Command& command, const Arguments& arguments);
 
 }  // namespace inspector

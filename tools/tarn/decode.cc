@@ -20,17 +20,6 @@ struct Options {
   bool strict = false;
 };
 
-void WriteHex(std::string_view bytes, Output* output) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  for (const unsigned char byte : bytes) {
-    char* p = output->Reserve(2);
-    p[0] = kDigits[byte >> 4];
-    p[1] = kDigits[byte & 15];
-    output->Advance(p + 2);
-  }
-  output->Write('\n');
-}
-
 // Names each unknown field and undeclared number on stderr.
 class Objector : public WalkVisitor {
  public:
@@ -72,7 +61,8 @@ void Print(const Options& options, const Type& type, std::string_view bytes,
   if (options.to == "json") {
     PrintJson(type, bytes, survey, style, output);
   } else if (options.to == "hex") {
-    WriteHex(Canonical(type, bytes), output);
+    output->Hex(Canonical(type, bytes));
+    output->Write('\n');
   } else if (options.to == "binary") {
     WriteFramed(options.input.frame, Canonical(type, bytes), output);
   } else {

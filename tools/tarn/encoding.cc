@@ -8,7 +8,10 @@
 #include <google/protobuf/text_format.h>
 #include <google/protobuf/util/json_util.h>
 
+#include <vector>
+
 #include "failure.h"
+#include "json_check.h"
 #include "walker.h"
 
 namespace inspector {
@@ -32,6 +35,51 @@ class FirstError : public io::ErrorCollector {
  private:
   std::string text_;
 };
+
+// The text parser names a field that does not exist; this offers the nearest.
+std::string Suggestion(const std::string& error) {
+  constexpr std::string_view kType = "Message type \"";
+  constexpr std::string_view kField = "\" has no field named \"";
+  const size_t type = error.find(kType);
+  const size_t field = error.find(kField);
+  if (type == error.npos || field == error.npos) return "";
+  const size_t name = field + kField.size();
+  const auto* descriptor =
+      google::protobuf::DescriptorPool::generated_pool()->FindMessageTypeByName(
+          error.substr(type + kType.size(), field - type - kType.size()));
+  if (descriptor == nullptr) return "";
+  std::vector<std::string> names;
+  for (int i = 0; i < descriptor->field_count(); ++i) {
+    names.push_back(descriptor->field(i)->name());
+  }
+  return DidYouMean(error.substr(name, error.find('"', name) - name), names);
+}
+
+// A comment as the text printer writes unknown fields: "# 15: 150".
+size_t FindUnknownComment(std::string_view text) {
+  for (size_t at = 0; (at = text.find("# ", at)) != text.npos; ++at) {
+    const size_t line = text.rfind('\n', at) + 1;
+    const bool alone =
+        text.substr(line, at - line).find_first_not_of(' ') == text.npos;
+    const size_t colon = text.find_first_not_of("0123456789", at + 2);
+    if (alone && colon != at + 2 && colon != text.npos &&
+        (text[colon] == ':' || text.substr(colon, 2) == " {")) {
+      return at;
+    }
+  }
+  return text.npos;
+}
+
+// Whether the runtime takes a value for a field, or for an element of it.
+bool IsJsonValue(const Type& holder, const Field& field,
+                 std::string_view value) {
+  const std::unique_ptr<Message> message = NewMessage(holder);
+  std::string json = "{" + field.json_key;
+  json += field.repeated ? "[" : "";
+  json += value;
+  json += field.repeated ? "]}" : "}";
+  return google::protobuf::util::JsonStringToMessage(json, message.get()).ok();
+}
 
 }  // namespace
 
@@ -67,20 +115,45 @@ std::string EncodeText(const Type& type, std::string_view text,
   parser.SetRecursionLimit(kMaxDepth);
   io::ArrayInputStream stream(text.data(), text.size());
   if (!parser.Parse(&stream, message.get())) {
-    throw Failure(kMalformed, place + error.text());
+    std::string reason = error.text();
+    if (!reason.empty() && reason.back() == '.') reason.pop_back();
+    throw Failure(kMalformed, place + reason + Suggestion(reason));
+  }
+  const size_t unknown = FindUnknownComment(text);
+  if (unknown != text.npos) {
+    Complain(place + LineAndColumn(text, unknown) +
+             ": unknown fields, which stand in comments, are left out");
   }
   return Canonical(*message);
 }
 
 std::string EncodeJson(const Type& type, std::string_view json,
                        const std::string& place) {
-  const std::unique_ptr<Message> message = NewMessage(type);
-  const auto status = google::protobuf::util::JsonStringToMessage(
-      {json.data(), json.size()}, message.get());
-  if (!status.ok()) {
-    throw Failure(kMalformed, place + std::string(status.message()));
+  const JsonFindings findings = CheckJson(type, json);
+  if (!findings.problem.empty()) {
+    throw Failure(kMalformed, place + findings.problem);
   }
-  return Canonical(*message);
+  std::string fields(json);
+  if (findings.unknown_end != 0) {
+    Complain(place + LineAndColumn(json, findings.unknown_begin) +
+             ": unknown fields, which stand in \"@unknown\", are left out");
+    fields.erase(findings.unknown_begin,
+                 findings.unknown_end - findings.unknown_begin);
+  }
+  const std::unique_ptr<Message> message = NewMessage(type);
+  const auto status =
+      google::protobuf::util::JsonStringToMessage(fields, message.get());
+  if (status.ok()) return Canonical(*message);
+  // The runtime does not say where: the first value that it refuses by itself
+  // is the one.
+  const JsonFindings values = CheckJson(
+      type, json,
+      [](const Type& holder, const Field& field, std::string_view value) {
+        return IsJsonValue(holder, field, value);
+      });
+  throw Failure(kMalformed,
+                place + (values.problem.empty() ? std::string(status.message())
+                                                : values.problem));
 }
 
 }  // namespace inspector

@@ -70,6 +70,29 @@ class Reader {
     return true;
   }
 
+  // Takes a line without its end; false: there is none left.
+  bool ReadLine(size_t max_size, std::string* line) {
+    size_t known = 0;  // bytes without a line feed in them
+    while (true) {
+      const size_t end = window().find('\n', known);
+      if (end != std::string_view::npos) {
+        line->assign(window(), 0, end);
+        Consume(end + 1);
+        return true;
+      }
+      known = window().size();
+      if (known > max_size) {
+        throw Failure(kMalformed, name_ + ": a line of more than " +
+                                      std::to_string(max_size) +
+                                      " bytes; see --max-size");
+      }
+      if (!Fill(known + 1)) break;
+    }
+    line->assign(window());
+    Consume(known);
+    return known > 0;
+  }
+
   void Consume(size_t size) {
     begin_ += size;
     offset_ += size;
@@ -445,6 +468,42 @@ ExitCode ForEachRecord(const InputOptions& options, const Type* type,
     Complain(NameOf(options.file) + " is empty, which is an empty message");
   }
   return handle(record);
+}
+
+ExitCode ForEachWritten(const InputOptions& options, const Type& type,
+                        const std::function<void(std::string_view)>& handle) {
+  if (options.from != "auto" && options.from != "text" &&
+      options.from != "json") {
+    throw Failure(kUsage, "only text and JSON can be encoded, not --from " +
+                              options.from);
+  }
+  Reader reader(options.file);
+  if (options.frame == "none") {
+    const std::string input = ReadAll(&reader, options);
+    const std::string place = NameOf(options.file) + ": ";
+    const bool json =
+        options.from == "json" ||
+        (options.from == "auto" && Trim(input).substr(0, 1) == "{");
+    handle(json ? EncodeJson(type, input, place)
+                : EncodeText(type, input, place));
+    return kFine;
+  }
+  ExitCode worst = kFine;
+  std::string line;
+  for (uint64_t number = 1; reader.ReadLine(options.max_size, &line);
+       ++number) {
+    if (Trim(line).empty()) continue;
+    try {
+      handle(EncodeJson(
+          type, line,
+          NameOf(options.file) + ": record " + std::to_string(number) + ": "));
+    } catch (const Failure& failure) {
+      if (!options.keep_going || failure.code() != kMalformed) throw;
+      Complain(failure.what());
+      worst = kMalformed;
+    }
+  }
+  return worst;
 }
 
 void WriteFramed(const std::string& frame, std::string_view bytes,

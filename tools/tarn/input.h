@@ -32,6 +32,12 @@ struct Record {
 ExitCode ForEachRecord(const InputOptions& options, const Type* type,
                        const std::function<ExitCode(const Record&)>& handle);
 
+// Calls `handle` with the canonical bytes of each message of an input that is
+// text or JSON: one, or with --frame one JSON message a line. Returns the worst
+// status, as above.
+ExitCode ForEachWritten(const InputOptions& options, const Type& type,
+                        const std::function<void(std::string_view)>& handle);
+
 // The single message of an input that is no stream.
 std::string ReadMessage(const InputOptions& options, const Type* type);
 

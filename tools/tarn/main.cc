@@ -15,7 +15,10 @@ namespace {
 
 constexpr Command kCommands[] = {
     {"annotate", RunAnnotate, "Show the bytes of a message and what they mean"},
+    {"check", RunCheck, "Report what would trouble the other side"},
     {"decode", RunDecode, "Show a message as text, JSON, hex or binary"},
+    {"encode", RunEncode, "Turn text or JSON into wire bytes"},
+    {"guess", RunGuess, "Rank the types that some bytes can be"},
     {"list", RunList, "List the message types and enums"},
 };
 

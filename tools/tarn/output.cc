@@ -252,6 +252,15 @@ void Output::Base64(std::string_view bytes) {
   }
 }
 
+void Output::Hex(std::string_view bytes) {
+  for (const unsigned char byte : bytes) {
+    char* out = Reserve(2);
+    out[0] = kHex[byte >> 4];
+    out[1] = kHex[byte & 15];
+    Advance(out + 2);
+  }
+}
+
 std::string Escaped(std::string_view text) {
   std::string escaped;
   const char* p = text.data();

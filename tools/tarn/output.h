@@ -67,6 +67,7 @@ class Output {
   // and what JsonString escapes becomes octal.
   void TextString(std::string_view text);
   void Base64(std::string_view bytes);
+  void Hex(std::string_view bytes);
 
   // Refuses, by a Failure, to put raw bytes on a terminal.
   void ExpectRawBytes() const;

@@ -177,6 +177,9 @@ class Walker {
     return accepted_;
   }
 
+  // Behind Run(): of the message itself, where it was walked to its end.
+  const Stack& stack() const { return stack_; }
+
  private:
   Frame& top() { return stack_.frames_[stack_.depth_]; }
   // Whether the end of the top record is that of the input.
