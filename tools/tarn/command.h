@@ -25,6 +25,7 @@ ExitCode RunDecode(const Command& command, const Arguments& arguments);
 ExitCode RunEncode(const Command& command, const Arguments& arguments);
 ExitCode RunGuess(const Command& command, const Arguments& arguments);
 ExitCode RunList(const Command& command, const Arguments& arguments);
+ExitCode RunTree(const Command& command, const Arguments& arguments);
 
 }  // namespace inspector
 

@@ -444,10 +444,13 @@ std::string ReadFile(const std::string& file, uint64_t max_size) {
 }
 
 std::string ReadMessage(const InputOptions& options, const Type* type) {
-  std::string input = ReadFile(options.file, options.max_size);
+  return ToWire(options, type, ReadFile(options.file, options.max_size));
+}
+
+std::string ToWire(const InputOptions& options, const Type* type,
+                   std::string_view input) {
   std::string storage;
-  const std::string_view bytes = ToWire(options, type, input, &storage);
-  return bytes.data() == input.data() ? input : storage;
+  return std::string(ToWire(options, type, input, &storage));
 }
 
 ExitCode ForEachRecord(const InputOptions& options, const Type* type,

@@ -41,6 +41,10 @@ ExitCode ForEachWritten(const InputOptions& options, const Type& type,
 // The single message of an input that is no stream.
 std::string ReadMessage(const InputOptions& options, const Type* type);
 
+// The wire bytes of an input that was read before; `options` says its form.
+std::string ToWire(const InputOptions& options, const Type* type,
+                   std::string_view input);
+
 // The bytes of a whole file, at most `max_size` of them.
 std::string ReadFile(const std::string& file, uint64_t max_size);
 

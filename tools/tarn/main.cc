@@ -20,6 +20,7 @@ constexpr Command kCommands[] = {
     {"encode", RunEncode, "Turn text or JSON into wire bytes"},
     {"guess", RunGuess, "Rank the types that some bytes can be"},
     {"list", RunList, "List the message types and enums"},
+    {"tree", RunTree, "Draw the nodes of a sign network as a tree"},
 };
 
 void PrintUsage(std::ostream& out) {

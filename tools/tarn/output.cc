@@ -282,6 +282,11 @@ std::string Escaped(std::string_view text) {
   return escaped;
 }
 
+size_t Width(std::string_view utf8) {
+  return std::count_if(utf8.begin(), utf8.end(),
+                       [](char c) { return (c & 0xC0) != 0x80; });
+}
+
 void Complain(const std::string& message) {
   const std::string line =
       "tarn: " + (::isatty(STDERR_FILENO) != 0 ? Escaped(message) : message) +

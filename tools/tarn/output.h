@@ -89,6 +89,9 @@ class Output {
 // Untrusted text for a terminal: as Output::Untrusted writes it there.
 std::string Escaped(std::string_view text);
 
+// Characters of a text, for the columns of a table.
+size_t Width(std::string_view utf8);
+
 }  // namespace inspector
 
 #endif  // TOOLS_TARN_OUTPUT_H_

@@ -1,0 +1,27 @@
+// How the tool speaks of a StatusCodes number: words, colour, and how bad it
+// is.
+#ifndef TOOLS_TARN_STATUS_WORDS_H_
+#define TOOLS_TARN_STATUS_WORDS_H_
+
+#include <cstdint>
+#include <string>
+
+#include "output.h"
+
+namespace inspector {
+
+// From bad to good, the order in which a table shows them.
+enum class Severity { kFault, kOdd, kWaiting, kGood, kNone };
+
+struct StatusLook {
+  std::string words;
+  Severity severity;
+  Color color;
+};
+
+// Any number has a look; one that is not declared is odd.
+StatusLook LookOf(int32_t status);
+
+}  // namespace inspector
+
+#endif  // TOOLS_TARN_STATUS_WORDS_H_

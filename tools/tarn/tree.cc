@@ -1,0 +1,506 @@
+// tarn tree: the nodes of a sign network, drawn as a tree.
+#include <tarn/Network.pb.h>
+
+#include <algorithm>
+#include <set>
+#include <tuple>
+
+#include "command.h"
+#include "command_line.h"
+#include "encoding.h"
+#include "nodes.h"
+#include "output.h"
+#include "parse.h"
+#include "status_words.h"
+#include "walker.h"
+
+namespace inspector {
+namespace {
+
+struct Options {
+  InputOptions input;
+  OutputOptions output;
+  std::string type;
+  std::vector<std::string> only;
+  int depth = kMaxDepth;
+  bool dot = false;
+  bool json = false;
+};
+
+// A node that is drawn, with those below it that are drawn too. The counts are
+// of all, drawn or not.
+struct Branch {
+  const Node* node;
+  Counts counts;
+  bool wanted;  // for its own sake, not for what is below
+  std::vector<Branch> branches;
+};
+
+std::vector<Branch> Select(const std::vector<Node>& nodes, int depth,
+                           const std::set<int32_t>& only) {
+  std::vector<Branch> branches;
+  if (depth == 0) return branches;
+  for (const Node& node : nodes) {
+    Branch branch;
+    branch.node = &node;
+    branch.counts = CountNodes(node.children);
+    branch.wanted =
+        only.empty() || (node.has_status && only.count(node.status) != 0);
+    branch.branches = Select(node.children, depth - 1, only);
+    if (branch.wanted || !branch.branches.empty()) {
+      branches.push_back(std::move(branch));
+    }
+  }
+  return branches;
+}
+
+// "chain 4, node 54, place 1 of assembly 3": where a node is, and what kind of
+// display it is.
+std::string PlaceOf(const Node& node) {
+  constexpr std::pair<const char*, const char*> kWords[] = {
+      {"networkId", "network"}, {"linearAddr", "chain"}, {"nodeAddr", "node"},
+      {"assyAddr", "place"},    {"assyId", "assembly"},
+  };
+  std::string place;
+  for (const auto& [field, value] : AddressOf(node)) {
+    std::string word = field;
+    for (const auto& [name, better] : kWords) {
+      if (field == name) word = better;
+    }
+    if (!place.empty()) place += ", ";
+    place += word + " " + Escaped(value);
+  }
+  return place;
+}
+
+class TextTree {
+ public:
+  explicit TextTree(Output* output) : out_(*output) {}
+
+  void Print(const std::string& type, const std::vector<Node>& nodes,
+             const std::vector<Branch>& branches) {
+    Measure(branches, 0);
+    Painted(Color::kBold, type);
+    const std::string counts = InWords(CountNodes(nodes));
+    out_.Write(": ");
+    out_.Write(counts.empty() ? "no nodes" : counts);
+    out_.Write('\n');
+    PrintBranches(branches, "");
+    PrintTotals(nodes);
+  }
+
+ private:
+  static std::string StatusOf(const Node& node) {
+    return node.has_status ? LookOf(node.status).words : "";
+  }
+
+  // Finds how wide the columns are.
+  void Measure(const std::vector<Branch>& branches, size_t depth) {
+    for (const Branch& branch : branches) {
+      const Node& node = *branch.node;
+      label_width_ =
+          std::max(label_width_, 3 * (depth + 1) + Width(LabelOf(node)));
+      status_width_ = std::max(status_width_, StatusOf(node).size());
+      errors_ = errors_ || node.error;
+      Measure(branch.branches, depth + 1);
+    }
+  }
+
+  void PrintBranches(const std::vector<Branch>& branches,
+                     const std::string& prefix) {
+    for (const Branch& branch : branches) {
+      const bool last = &branch == &branches.back();
+      const std::string below = prefix + (last ? "   " : "│  ");
+      PrintNode(branch, prefix + (last ? "└─ " : "├─ "), below);
+      PrintBranches(branch.branches, below);
+    }
+  }
+
+  // What is below a node stands behind it; where both that and its own place
+  // are known, the place gets a line of its own.
+  void PrintNode(const Branch& branch, const std::string& prefix,
+                 const std::string& below) {
+    const Node& node = *branch.node;
+    const std::string label = LabelOf(node);
+    const std::string counts = InWords(branch.counts);
+    const std::string place = PlaceOf(node);
+    const std::string& rest = counts.empty() ? place : counts;
+    Painted(Color::kDim, prefix);
+    Painted(branch.wanted ? Color::kNone : Color::kDim, label);
+    const std::string status = StatusOf(node);
+    if (!status.empty() || node.error || !rest.empty()) {
+      out_.Spaces(label_width_ - Width(prefix) - Width(label));
+      if (node.error) {
+        Painted(Color::kRed, " !");
+      } else if (errors_) {
+        out_.Spaces(2);
+      }
+      out_.Write(' ');
+      Painted(LookOf(node.status).color, status);
+    }
+    if (!rest.empty()) {
+      out_.Spaces(2 + status_width_ - status.size());
+      out_.Write(rest);
+    }
+    out_.Write('\n');
+    if (counts.empty() || place.empty()) return;
+    Painted(Color::kDim, below + (branch.branches.empty() ? "   " : "│  "));
+    out_.Write(place);
+    out_.Write('\n');
+  }
+
+  static void Tally(const std::vector<Node>& nodes,
+                    std::map<std::pair<Severity, int32_t>, int>* tally,
+                    int* errors) {
+    for (const Node& node : nodes) {
+      if (node.has_status) {
+        ++(*tally)[{LookOf(node.status).severity, node.status}];
+      }
+      *errors += node.error ? 1 : 0;
+      Tally(node.children, tally, errors);
+    }
+  }
+
+  // How many nodes have each status, worst first.
+  void PrintTotals(const std::vector<Node>& nodes) {
+    std::map<std::pair<Severity, int32_t>, int> tally;
+    int errors = 0;
+    Tally(nodes, &tally, &errors);
+    bool first = true;
+    const auto total = [&](int count, const std::string& words, Color color) {
+      if (!first) out_.Write(", ");
+      first = false;
+      out_.Number(count);
+      out_.Write(' ');
+      Painted(color, words);
+    };
+    if (errors > 0) total(errors, "in error (!)", Color::kRed);
+    for (const auto& [status, count] : tally) {
+      const StatusLook look = LookOf(status.second);
+      total(count, look.words, look.color);
+    }
+    if (!first) out_.Write('\n');
+  }
+
+  void Painted(Color color, std::string_view text) {
+    if (color == Color::kNone || text.empty()) return out_.Write(text);
+    out_.Paint(color);
+    out_.Write(text);
+    out_.Paint(Color::kNone);
+  }
+
+  Output& out_;
+  size_t label_width_ = 0;
+  size_t status_width_ = 0;
+  bool errors_ = false;  // whether the column of error flags is there
+};
+
+void WriteCounts(const Counts& counts, Output* output) {
+  output->Write('{');
+  bool first = true;
+  for (const auto& [kind, count] : counts) {
+    if (!first) output->Write(',');
+    first = false;
+    output->JsonString(kind.empty() ? "none" : kind);
+    output->Write(':');
+    output->Number(count);
+  }
+  output->Write('}');
+}
+
+void WriteNodes(const std::vector<Branch>& branches, Output* output);
+
+void WriteNode(const Branch& branch, Output* output) {
+  const Node& node = *branch.node;
+  output->Write("{\"kind\":");
+  output->JsonString(node.kind);
+  output->Write(",\"name\":");
+  output->JsonString(node.name);
+  output->Write(",\"uuid\":");
+  output->JsonString(node.uuid);
+  if (node.has_status) {
+    output->Write(",\"status\":");
+    const std::string& name =
+        tarn::StatusCodes_Name(static_cast<tarn::StatusCodes>(node.status));
+    if (name.empty()) {
+      output->Number(node.status);
+    } else {
+      output->JsonString(name);
+    }
+    output->Write(",\"statusInWords\":");
+    output->JsonString(LookOf(node.status).words);
+  }
+  output->Write(node.error ? ",\"error\":true" : ",\"error\":false");
+  output->Write(",\"address\":{");
+  const auto address = AddressOf(node);
+  for (const auto& [field, value] : address) {
+    if (field != address.front().first) output->Write(',');
+    output->JsonString(field);
+    output->Write(':');
+    const auto* is = node.message->GetDescriptor()->FindFieldByName(field);
+    if (is->type() == google::protobuf::FieldDescriptor::TYPE_STRING) {
+      output->JsonString(value);
+    } else {
+      output->Write(value);
+    }
+  }
+  output->Write("},\"below\":");
+  WriteCounts(branch.counts, output);
+  output->Write(",\"children\":");
+  WriteNodes(branch.branches, output);
+  output->Write('}');
+}
+
+void WriteNodes(const std::vector<Branch>& branches, Output* output) {
+  output->Write('[');
+  for (const Branch& branch : branches) {
+    if (&branch != &branches.front()) output->Write(',');
+    WriteNode(branch, output);
+  }
+  output->Write(']');
+}
+
+void PrintJson(const std::string& type, const std::vector<Node>& nodes,
+               const std::vector<Branch>& branches, Output* output) {
+  output->Write("{\"type\":");
+  output->JsonString(type);
+  output->Write(",\"below\":");
+  WriteCounts(CountNodes(nodes), output);
+  output->Write(",\"children\":");
+  WriteNodes(branches, output);
+  output->Write("}\n");
+}
+
+const char* DotColor(const Node& node) {
+  if (node.error) return "red";
+  switch (LookOf(node.status).severity) {
+    case Severity::kFault:
+      return "red";
+    case Severity::kOdd:
+      return "orange";
+    case Severity::kWaiting:
+      return "blue";
+    case Severity::kGood:
+      return "darkgreen";
+    case Severity::kNone:
+      break;
+  }
+  return "gray";
+}
+
+// A box of Graphviz; `label` has its lines parted by line feeds.
+void WriteBox(int id, const std::string& label, const char* color,
+              Output* output) {
+  output->Write("  n");
+  output->Number(id);
+  output->Write(" [label=\"");
+  for (const char c : label) {
+    if (c == '"' || c == '\\') output->Write('\\');
+    output->Write(c == '\n' ? std::string_view("\\n")
+                            : std::string_view(&c, 1));
+  }
+  output->Write("\", color=");
+  output->Write(color);
+  output->Write("];\n");
+}
+
+void WriteBoxes(const std::vector<Branch>& branches, int parent, int* ids,
+                Output* output) {
+  for (const Branch& branch : branches) {
+    const Node& node = *branch.node;
+    const int id = ++*ids;
+    std::string label = LabelOf(node);
+    if (const std::string place = PlaceOf(node); !place.empty()) {
+      label += '\n' + place;
+    }
+    if (node.has_status) label += '\n' + LookOf(node.status).words;
+    if (node.error) label += "\nin error";
+    WriteBox(id, label, DotColor(node), output);
+    output->Write("  n");
+    output->Number(parent);
+    output->Write(" -> n");
+    output->Number(id);
+    output->Write(";\n");
+    WriteBoxes(branch.branches, id, ids, output);
+  }
+}
+
+void PrintDot(const std::string& type, const std::vector<Node>& nodes,
+              const std::vector<Branch>& branches, Output* output) {
+  output->Write(
+      "digraph tarn {\n  rankdir=LR;\n  node [shape=box, style=rounded];\n");
+  WriteBox(0, type + '\n' + InWords(CountNodes(nodes)), "black", output);
+  int ids = 0;
+  WriteBoxes(branches, 0, &ids, output);
+  output->Write("}\n");
+}
+
+// Weighs how much of a message a type does not explain.
+class Doubter : public WalkVisitor {
+ public:
+  // Names and uuids have no control characters, unlike records taken for text.
+  void Value(const Stack&, const Item& item) {
+    if (item.field->kind != Kind::kString) return;
+    for (const char c : item.bytes()) {
+      if (static_cast<unsigned char>(c) < 0x20) ++doubts;
+    }
+  }
+  void Enter(const Stack&, const Item& item) {
+    if (item.field == nullptr) ++doubts;
+  }
+  void Unknown(const Stack&, const Item& item) {
+    doubts += item.end - item.begin;
+  }
+  bool Fail(const Stack&, const Error& error) {
+    failed_at = error.at;
+    return false;
+  }
+
+  ptrdiff_t doubts = 0;
+  const char* failed_at = nullptr;
+};
+
+// The types that hold nodes. What a list of top nodes could be among others
+// comes first: it is what one has most often.
+std::vector<const Type*> Candidates(Schema* schema) {
+  std::vector<const Type*> types{&schema->Find("ModsConfigured")};
+  for (const auto* message : schema->Messages()) {
+    const Type* type = &schema->Table(*message);
+    if (type != types.front() && HoldsNodes(*message)) types.push_back(type);
+  }
+  return types;
+}
+
+// The type that explains the bytes best; of a message that is broken, the one
+// that explains the longest part.
+const Type& LikeliestType(const std::vector<const Type*>& types,
+                          std::string_view bytes) {
+  const Type* best = nullptr;
+  std::tuple<bool, ptrdiff_t> least;
+  for (const Type* type : types) {
+    Doubter doubter;
+    const bool broken = !Walk(*type, bytes, doubter);
+    const std::tuple<bool, ptrdiff_t> trouble(
+        broken, broken ? bytes.data() - doubter.failed_at : doubter.doubts);
+    if (best == nullptr || trouble < least) {
+      best = type;
+      least = trouble;
+    }
+  }
+  return *best;
+}
+
+// The wire bytes of an input whose type nobody named. Text and JSON tell it by
+// their field names; only those are left in `types` that can be meant.
+std::string ReadUntyped(const InputOptions& options,
+                        std::vector<const Type*>* types) {
+  const std::string input = ReadFile(options.file, options.max_size);
+  std::string complaint;
+  for (const Type* type : *types) {
+    try {
+      std::string bytes = ToWire(options, type, input);
+      if (type != types->front()) *types = {type};
+      return bytes;
+    } catch (const Failure& failure) {
+      if (complaint.empty()) complaint = failure.what();
+    }
+  }
+  throw Failure(kMalformed, complaint + " (read as " +
+                                types->front()->descriptor->full_name() +
+                                "; see --type)");
+}
+
+std::set<int32_t> Statuses(const std::vector<std::string>& names) {
+  std::set<int32_t> statuses;
+  for (const std::string& name : names) {
+    tarn::StatusCodes status;
+    if (!tarn::StatusCodes_Parse(name, &status)) {
+      std::vector<std::string> declared;
+      const auto* descriptor = tarn::StatusCodes_descriptor();
+      for (int i = 0; i < descriptor->value_count(); ++i) {
+        declared.push_back(descriptor->value(i)->name());
+      }
+      throw Failure(kUnknownName,
+                    "no status " + name + DidYouMean(name, declared));
+    }
+    statuses.insert(status);
+  }
+  return statuses;
+}
+
+ExitCode Draw(const Options& options, const Type& type, const Record& record,
+              Output* output) {
+  const auto message = ParseRecord(options.input, type, record);
+  if (message == nullptr) return kMalformed;
+  const std::vector<Node> nodes = NodesOf(*message);
+  const std::vector<Branch> branches =
+      Select(nodes, options.depth, Statuses(options.only));
+  const std::string& name = type.descriptor->name();
+  if (options.json) {
+    PrintJson(name, nodes, branches, output);
+  } else if (options.dot) {
+    PrintDot(name, nodes, branches, output);
+  } else {
+    if (record.number > 1) output->Write('\n');
+    TextTree(output).Print(name, nodes, branches);
+  }
+  return kFine;
+}
+
+}  // namespace
+
+ExitCode RunTree(const Command& command, const Arguments& arguments) {
+  CommandLine line(command.name, command.summary, arguments);
+  Options options;
+  line.Input(&options.input);
+  line.app()
+      .add_option("--type", options.type,
+                  "Type of the message; found out when it is not given")
+      ->type_name("TYPE");
+  line.app()
+      .add_option("--only", options.only,
+                  "Draw only nodes of these statuses, and what is above them: "
+                  "comm_error,power_outage")
+      ->delimiter(',')
+      ->allow_extra_args(false)
+      ->type_name("STATUS,...");
+  line.app()
+      .add_option("--depth", options.depth, "Levels to draw")
+      ->check(CLI::PositiveNumber)
+      ->type_name("N");
+  auto* dot = line.app().add_flag("--dot", options.dot, "For Graphviz");
+  line.app()
+      .add_flag("--json", options.json, "For other programs")
+      ->excludes(dot);
+  line.Color(&options.output);
+  line.Parse();
+
+  Schema schema;
+  Statuses(options.only);
+  const Type* type = nullptr;
+  if (!options.type.empty()) {
+    type = &schema.Find(options.type);
+    if (!HoldsNodes(*type->descriptor)) {
+      throw Failure(kUsage, type->descriptor->full_name() + " holds no nodes");
+    }
+  }
+  Output output(options.output.color);
+  std::vector<const Type*> types =
+      type != nullptr ? std::vector<const Type*>{type} : Candidates(&schema);
+  const auto draw = [&](const Record& record) {
+    return Draw(options, LikeliestType(types, record.bytes), record, &output);
+  };
+  ExitCode status;
+  if (type == nullptr && options.input.frame == "none") {
+    Record record;
+    const std::string bytes = ReadUntyped(options.input, &types);
+    record.bytes = bytes;
+    status = draw(record);
+  } else {
+    status = ForEachRecord(options.input, type, draw);
+  }
+  output.Flush();
+  return status;
+}
+
+}  // namespace inspector
