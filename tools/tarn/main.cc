@@ -8,6 +8,7 @@
 
 #include "command.h"
 #include "command_line.h"
+#include "fingerprint.h"
 #include "schema.h"
 
 namespace inspector {
@@ -19,7 +20,9 @@ constexpr Command kCommands[] = {
     {"decode", RunDecode, "Show a message as text, JSON, hex or binary"},
     {"encode", RunEncode, "Turn text or JSON into wire bytes"},
     {"guess", RunGuess, "Rank the types that some bytes can be"},
+    {"fingerprint", RunFingerprint, "Show a short checksum of the schema"},
     {"list", RunList, "List the message types and enums"},
+    {"status", RunStatus, "Show a status report as a table, worst first"},
     {"tree", RunTree, "Draw the nodes of a sign network as a tree"},
 };
 
@@ -40,7 +43,7 @@ void PrintVersion() {
   std::cout << "tarn " TARN_VERSION "\nlibschema " TARN_VERSION << "\nprotobuf "
             << google::protobuf::internal::VersionString(
                    GOOGLE_PROTOBUF_VERSION)
-            << "\n";
+            << "\nschema " << Fingerprint(Schema(), nullptr) << "\n";
 }
 
 const Command& FindCommand(const std::string& name) {

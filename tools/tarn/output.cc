@@ -154,6 +154,13 @@ void Output::Paint(Color color) {
   Write(kCodes[static_cast<int>(color)]);
 }
 
+void Output::Painted(Color color, std::string_view text) {
+  if (color == Color::kNone || text.empty()) return Write(text);
+  Paint(color);
+  Write(text);
+  Paint(Color::kNone);
+}
+
 void Output::Untrusted(std::string_view text) {
   if (terminal_) {
     Write(Escaped(text));

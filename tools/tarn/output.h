@@ -56,6 +56,8 @@ class Output {
 
   // Switches the colour where there is colour; kNone is back to normal.
   void Paint(Color color);
+  // The text in a colour, and back to normal.
+  void Painted(Color color, std::string_view text);
 
   // Untrusted text without quotes: on a terminal, control characters and bytes
   // that are not UTF-8 are written as \x1b.

@@ -3,6 +3,8 @@
 
 #include <tarn/Network.pb.h>
 
+#include <utility>
+
 namespace inspector {
 namespace {
 
@@ -65,6 +67,21 @@ StatusLook LookOf(int32_t status) {
       WordsOf(static_cast<tarn::StatusCodes>(status));
   return {*words != '\0' ? words : "status " + std::to_string(status), severity,
           ColorOf(severity)};
+}
+
+bool WorseStatus::operator()(int32_t a, int32_t b) const {
+  return std::make_pair(LookOf(a).severity, a) <
+         std::make_pair(LookOf(b).severity, b);
+}
+
+void PrintTally(const StatusTally& tally, Output* output) {
+  for (const auto& entry : tally) {
+    if (entry.first != tally.begin()->first) output->Write(", ");
+    const StatusLook look = LookOf(entry.first);
+    output->Number(entry.second);
+    output->Write(' ');
+    output->Painted(look.color, look.words);
+  }
 }
 
 }  // namespace inspector

@@ -4,6 +4,7 @@
 #define TOOLS_TARN_STATUS_WORDS_H_
 
 #include <cstdint>
+#include <map>
 #include <string>
 
 #include "output.h"
@@ -21,6 +22,15 @@ struct StatusLook {
 
 // Any number has a look; one that is not declared is odd.
 StatusLook LookOf(int32_t status);
+
+// Orders statuses from bad to good.
+struct WorseStatus {
+  bool operator()(int32_t a, int32_t b) const;
+};
+
+// How many there are of each status. Printed as "2 retrying, 5 ok".
+using StatusTally = std::map<int32_t, int, WorseStatus>;
+void PrintTally(const StatusTally& tally, Output* output);
 
 }  // namespace inspector
 

@@ -80,7 +80,7 @@ class TextTree {
   void Print(const std::string& type, const std::vector<Node>& nodes,
              const std::vector<Branch>& branches) {
     Measure(branches, 0);
-    Painted(Color::kBold, type);
+    out_.Painted(Color::kBold, type);
     const std::string counts = InWords(CountNodes(nodes));
     out_.Write(": ");
     out_.Write(counts.empty() ? "no nodes" : counts);
@@ -125,18 +125,18 @@ class TextTree {
     const std::string counts = InWords(branch.counts);
     const std::string place = PlaceOf(node);
     const std::string& rest = counts.empty() ? place : counts;
-    Painted(Color::kDim, prefix);
-    Painted(branch.wanted ? Color::kNone : Color::kDim, label);
+    out_.Painted(Color::kDim, prefix);
+    out_.Painted(branch.wanted ? Color::kNone : Color::kDim, label);
     const std::string status = StatusOf(node);
     if (!status.empty() || node.error || !rest.empty()) {
       out_.Spaces(label_width_ - Width(prefix) - Width(label));
       if (node.error) {
-        Painted(Color::kRed, " !");
+        out_.Painted(Color::kRed, " !");
       } else if (errors_) {
         out_.Spaces(2);
       }
       out_.Write(' ');
-      Painted(LookOf(node.status).color, status);
+      out_.Painted(LookOf(node.status).color, status);
     }
     if (!rest.empty()) {
       out_.Spaces(2 + status_width_ - status.size());
@@ -144,18 +144,16 @@ class TextTree {
     }
     out_.Write('\n');
     if (counts.empty() || place.empty()) return;
-    Painted(Color::kDim, below + (branch.branches.empty() ? "   " : "│  "));
+    out_.Painted(Color::kDim,
+                 below + (branch.branches.empty() ? "   " : "│  "));
     out_.Write(place);
     out_.Write('\n');
   }
 
-  static void Tally(const std::vector<Node>& nodes,
-                    std::map<std::pair<Severity, int32_t>, int>* tally,
+  static void Tally(const std::vector<Node>& nodes, StatusTally* tally,
                     int* errors) {
     for (const Node& node : nodes) {
-      if (node.has_status) {
-        ++(*tally)[{LookOf(node.status).severity, node.status}];
-      }
+      if (node.has_status) ++(*tally)[node.status];
       *errors += node.error ? 1 : 0;
       Tally(node.children, tally, errors);
     }
@@ -163,30 +161,17 @@ class TextTree {
 
   // How many nodes have each status, worst first.
   void PrintTotals(const std::vector<Node>& nodes) {
-    std::map<std::pair<Severity, int32_t>, int> tally;
+    StatusTally tally;
     int errors = 0;
     Tally(nodes, &tally, &errors);
-    bool first = true;
-    const auto total = [&](int count, const std::string& words, Color color) {
-      if (!first) out_.Write(", ");
-      first = false;
-      out_.Number(count);
+    if (errors > 0) {
+      out_.Number(errors);
       out_.Write(' ');
-      Painted(color, words);
-    };
-    if (errors > 0) total(errors, "in error (!)", Color::kRed);
-    for (const auto& [status, count] : tally) {
-      const StatusLook look = LookOf(status.second);
-      total(count, look.words, look.color);
+      out_.Painted(Color::kRed, "in error (!)");
+      if (!tally.empty()) out_.Write(", ");
     }
-    if (!first) out_.Write('\n');
-  }
-
-  void Painted(Color color, std::string_view text) {
-    if (color == Color::kNone || text.empty()) return out_.Write(text);
-    out_.Paint(color);
-    out_.Write(text);
-    out_.Paint(Color::kNone);
+    PrintTally(tally, &out_);
+    if (errors > 0 || !tally.empty()) out_.Write('\n');
   }
 
   Output& out_;
