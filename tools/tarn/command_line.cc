@@ -22,6 +22,10 @@ void CommandLine::Type(std::string* type) {
 void CommandLine::File(InputOptions* options) {
   app_.add_option("FILE", options->file,
                   "File to read; - or nothing is standard input");
+  Form(options);
+}
+
+void CommandLine::Form(InputOptions* options) {
   app_.add_option("--from", options->from,
                   "Form of the input: auto, binary, hex, base64, text or json")
       ->check(

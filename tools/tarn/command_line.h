@@ -44,9 +44,10 @@ class CommandLine {
   // The positional TYPE; required.
   void Type(std::string* type);
   // The positional FILE with --from and --max-size, and the options of streams:
-  // --frame and --keep-going.
+  // --frame and --keep-going. Form() is for those without one FILE.
   void Input(InputOptions* options);
   void File(InputOptions* options);
+  void Form(InputOptions* options);
   void Stream(InputOptions* options);
   // --color, and for commands that show text of messages --show-secrets.
   void Color(OutputOptions* options);

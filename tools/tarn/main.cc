@@ -21,6 +21,7 @@ constexpr Command kCommands[] = {
     {"encode", RunEncode, "Turn text or JSON into wire bytes"},
     {"guess", RunGuess, "Rank the types that some bytes can be"},
     {"describe", RunDescribe, "Explain a message, field, enum or value"},
+    {"diff", RunDiff, "Show how two messages differ in meaning"},
     {"fingerprint", RunFingerprint, "Show a short checksum of the schema"},
     {"list", RunList, "List the message types and enums"},
     {"status", RunStatus, "Show a status report as a table, worst first"},

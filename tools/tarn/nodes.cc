@@ -40,18 +40,24 @@ std::string TextOf(const Message& message, const char* name) {
   return number == 0 ? "" : std::to_string(number);
 }
 
-void Collect(const Message& message, std::vector<Node>* nodes);
+void Collect(const Message& message, const std::string& holder,
+             std::vector<Node>* nodes);
 
-// Adds the nodes that a message field holds.
+// Adds the nodes that a message field holds. `holder` is the path of the
+// message.
 void CollectField(const Message& message, const FieldDescriptor& field,
-                  std::vector<Node>* nodes) {
+                  const std::string& holder, std::vector<Node>* nodes) {
   const auto& reflection = *message.GetReflection();
-  if (field.is_repeated()) {
-    for (int i = 0; i < reflection.FieldSize(message, &field); ++i) {
-      Collect(reflection.GetRepeatedMessage(message, &field, i), nodes);
-    }
-  } else if (reflection.HasField(message, &field)) {
-    Collect(reflection.GetMessage(message, &field), nodes);
+  const std::string path =
+      holder.empty() ? field.name() : holder + "." + field.name();
+  if (!field.is_repeated()) {
+    if (!reflection.HasField(message, &field)) return;
+    return Collect(reflection.GetMessage(message, &field), path, nodes);
+  }
+  const bool lists = field.message_type() != tarn::ChildTypes::descriptor();
+  for (int i = 0; i < reflection.FieldSize(message, &field); ++i) {
+    Collect(reflection.GetRepeatedMessage(message, &field, i),
+            lists ? path + "[" + std::to_string(i) + "]" : path, nodes);
   }
 }
 
@@ -73,25 +79,38 @@ Node MakeNode(const Message& message, const FieldDescriptor& member) {
     node.error = reflection.GetInt32(message, flags) != 0;
   }
   if (const auto* children = type.FindFieldByName("children")) {
-    CollectField(message, *children, &node.children);
+    CollectField(message, *children, "", &node.children);
   }
   return node;
 }
 
-void Collect(const Message& message, std::vector<Node>* nodes) {
+void Collect(const Message& message, const std::string& holder,
+             std::vector<Node>* nodes) {
   const Descriptor& type = *message.GetDescriptor();
   if (const FieldDescriptor* member = MemberFor(type)) {
     nodes->push_back(MakeNode(message, *member));
+    nodes->back().holder = holder;
     return;
   }
-  const size_t before = nodes->size();
+  if (&type == tarn::ChildTypes::descriptor()) {
+    const FieldDescriptor* member =
+        message.GetReflection()->GetOneofFieldDescriptor(message,
+                                                         type.oneof_decl(0));
+    nodes->push_back(
+        member == nullptr
+            ? Node()
+            : MakeNode(message.GetReflection()->GetMessage(message, member),
+                       *member));
+    nodes->back().wrapper = &message;
+    nodes->back().holder = holder;
+    return;
+  }
   for (int i = 0; i < type.field_count(); ++i) {
     const FieldDescriptor* field = type.field(i);
-    if (field->message_type() != nullptr && HoldsNodes(*field->message_type()))
-      CollectField(message, *field, nodes);
-  }
-  if (&type == tarn::ChildTypes::descriptor() && nodes->size() == before) {
-    nodes->emplace_back();
+    if (field->message_type() != nullptr &&
+        HoldsNodes(*field->message_type())) {
+      CollectField(message, *field, holder, nodes);
+    }
   }
 }
 
@@ -114,7 +133,7 @@ bool HoldsNodes(const Descriptor& type) {
 
 std::vector<Node> NodesOf(const Message& message) {
   std::vector<Node> nodes;
-  Collect(message, &nodes);
+  Collect(message, "", &nodes);
   return nodes;
 }
 

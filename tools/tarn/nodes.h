@@ -17,6 +17,8 @@ struct Node {
   const google::protobuf::Message* message = nullptr;
   // As ChildTypes names its members; empty: no kind.
   std::string kind;
+  const google::protobuf::Message* wrapper = nullptr;  // its ChildTypes
+  std::string holder;  // of a top node: the field that it is in
   std::string name;
   std::string uuid;
   int32_t status = 0;
