@@ -11,7 +11,7 @@ A case is a folder; tarn runs inside of it. Its files:
   env      NAME=VALUE lines
   stdout, stderr, exit
            what is expected; a file left out stands for nothing, or for 0.
-           All that a terminal got is in stdout.
+           What a terminal got that is both stdout and stderr is in stdout.
 --update writes these from what tarn does now. Read the difference.
 """
 import os
@@ -68,9 +68,13 @@ def run(tarn, case):
     if terminal:
         reader.join()
         os.close(master)
+    shown = b"".join(screen)
+    if "stdout" in terminal:
+        stdout = shown
+    elif "stderr" in terminal:
+        stderr = shown
     return {
-        "stdout": b"".join(screen) if "stdout" in terminal or "stderr" in terminal and not stdout
-        else stdout or b"",
+        "stdout": stdout or b"",
         "stderr": stderr or b"",
         "exit": b"" if process.returncode == 0 else b"%d\n" % process.returncode,
     }

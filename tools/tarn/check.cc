@@ -93,6 +93,7 @@ class Checker : public WalkVisitor {
     if (field.kind == Kind::kInt32) {
       level.numbers[field.number] = static_cast<int32_t>(item.number_value);
     } else if (field.number == level.rules->uuid) {
+      if (level.uuid.empty()) Uuid(stack, level.begin, item.bytes());
       level.uuid = item.bytes();
     }
   }
@@ -140,7 +141,7 @@ class Checker : public WalkVisitor {
       return seen >> field & 1 ? level.numbers[field] : 0;
     };
     if (rules.node && seen == 0) Advise(stack, "a node without a kind");
-    if (rules.uuid != 0) Uuid(stack, level);
+    if (rules.uuid != 0 && level.uuid.empty()) Advise(stack, "no uuid");
     if (rules.product != 0) {
       const int64_t a = number(rules.factors[0]);
       const int64_t b = number(rules.factors[1]);
@@ -220,11 +221,11 @@ class Checker : public WalkVisitor {
              enumeration.descriptor->full_name());
   }
 
-  void Uuid(const Stack& stack, const Level& level) {
-    if (level.uuid.empty()) return Advise(stack, "no uuid");
-    const auto [first, fresh] = uuids_.try_emplace(level.uuid, level.begin);
+  void Uuid(const Stack& stack, const char* node, std::string_view uuid) {
+    if (uuid.empty()) return;
+    const auto [first, fresh] = uuids_.try_emplace(uuid, node);
     if (fresh) return;
-    Advise(stack, "uuid " + std::string(level.uuid) +
+    Advise(stack, "uuid " + std::string(uuid) +
                       " again, as of the node at byte " +
                       std::to_string(record_.offset +
                                      (first->second - record_.bytes.data())));
@@ -279,12 +280,12 @@ ExitCode RunCheck(const Command& command, const Arguments& arguments) {
   line.app()
       .add_option("--budget", options.budget,
                   "Largest size that the receiver takes, as 500, 4K or 1M")
-      ->transform(CLI::AsSizeValue(false))
+      ->transform(SizeValue())
       ->type_name("SIZE");
   line.app()
       .add_option("--fail-on", options.fail_on,
-                  "Least severity that makes the exit status 1: advice, "
-                  "warning (if not given) or error")
+                  "Least severity that makes the exit status 1; warning if not "
+                  "given")
       ->check(CLI::IsMember({"advice", "warning", "error"}))
       ->type_name("SEVERITY");
   line.Color(&options.output);

@@ -7,6 +7,11 @@
 
 namespace inspector {
 
+CLI::Validator SizeValue() {
+  // Its own description is longer than all else in the help.
+  return CLI::Validator(CLI::AsSizeValue(false)).description("");
+}
+
 CommandLine::CommandLine(const std::string& verb, const std::string& summary,
                          const std::vector<std::string>& arguments)
     : app_(summary, "tarn " + verb),
@@ -26,22 +31,20 @@ void CommandLine::File(InputOptions* options) {
 }
 
 void CommandLine::Form(InputOptions* options) {
-  app_.add_option("--from", options->from,
-                  "Form of the input: auto, binary, hex, base64, text or json")
+  app_.add_option("--from", options->from, "Form of the input")
       ->check(
           CLI::IsMember({"auto", "binary", "hex", "base64", "text", "json"}))
       ->type_name("FORM");
   app_.add_option("--max-size", options->max_size,
                   "Largest message to read, as 500, 64K or 64M; 64M if not "
                   "given")
-      ->transform(CLI::AsSizeValue(false))
+      ->transform(SizeValue())
       ->type_name("SIZE");
 }
 
 void CommandLine::Stream(InputOptions* options) {
   app_.add_option("--frame", options->frame,
-                  "What is in front of each message of a stream: none, varint, "
-                  "u32be or u32le")
+                  "Length in front of each message of a stream")
       ->check(CLI::IsMember({"none", "varint", "u32be", "u32le"}))
       ->type_name("FRAME");
   app_.add_flag("--keep-going", options->keep_going,
@@ -54,8 +57,7 @@ void CommandLine::Input(InputOptions* options) {
 }
 
 void CommandLine::Color(OutputOptions* options) {
-  app_.add_option("--color", options->color,
-                  "Colours: auto (on a terminal), always or never")
+  app_.add_option("--color", options->color, "Colours; auto is on a terminal")
       ->check(CLI::IsMember({"auto", "always", "never"}))
       ->type_name("WHEN");
 }

@@ -23,6 +23,9 @@ struct OutputOptions {
   bool show_secrets = false;
 };
 
+// Makes an option take sizes as 500, 64K or 1M, a K being 1024.
+CLI::Validator SizeValue();
+
 // Wraps the parser of one command. A command declares its options, calls
 // Parse(), and does its work:
 //

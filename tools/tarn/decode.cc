@@ -102,8 +102,8 @@ ExitCode RunDecode(const Command& command, const Arguments& arguments) {
   line.Input(&options.input);
   line.app()
       .add_option("--to", options.to,
-                  "Form of the output: text, json (one line a message), hex or "
-                  "binary")
+                  "Form of the output; text if not given, json is one line a "
+                  "message")
       ->check(CLI::IsMember({"text", "json", "hex", "binary"}))
       ->type_name("FORM");
   line.app().add_flag("--pretty", options.pretty, "JSON over many lines");

@@ -36,8 +36,7 @@ ExitCode RunEncode(const Command& command, const Arguments& arguments) {
   line.File(&options.input);
   line.Stream(&options.input);
   line.app()
-      .add_option("--to", options.to,
-                  "Form of the output: binary, hex or base64")
+      .add_option("--to", options.to, "Form of the output; binary if not given")
       ->check(CLI::IsMember({"binary", "hex", "base64"}))
       ->type_name("FORM");
   line.app().footer(

@@ -12,6 +12,7 @@
 
 #include "failure.h"
 #include "json_check.h"
+#include "salvage.h"
 #include "walker.h"
 
 namespace inspector {
@@ -25,16 +26,49 @@ namespace io = google::protobuf::io;
 class FirstError : public io::ErrorCollector {
  public:
   void AddError(int line, int column, const std::string& message) override {
-    if (!text_.empty()) return;
-    text_ = line < 0 ? message
-                     : "line " + std::to_string(line + 1) + ", column " +
-                           std::to_string(column + 1) + ": " + message;
+    if (!message_.empty()) return;
+    line_ = line;
+    column_ = column;
+    message_ = message;
+    if (message_.back() == '.') message_.pop_back();
   }
-  const std::string& text() const { return text_; }
+  int line() const { return line_; }  // from 0; -1: none
+  int column() const { return column_; }
+  const std::string& message() const { return message_; }
 
  private:
-  std::string text_;
+  int line_ = -1;
+  int column_ = 0;
+  std::string message_;
 };
+
+// Where a place of the text parser is in its text; it counts bytes, and a tab
+// to the next column of eight.
+size_t OffsetOf(std::string_view text, int line, int column) {
+  size_t at = 0;
+  for (; line > 0 && at < text.size(); ++at) line -= text[at] == '\n';
+  for (int here = 0; here < column && at < text.size(); ++at) {
+    here = text[at] == '\t' ? (here / 8 + 1) * 8 : here + 1;
+  }
+  return at;
+}
+
+// Names and values it reports behind them, at the next token. This goes back.
+size_t BackToWord(std::string_view text, size_t offset,
+                  const std::string& message) {
+  for (const std::string_view quote :
+       {"Unknown enumeration value of \"", "Value: \"", "has no field named \"",
+        "Non-repeated field \"", "Field \""}) {
+    const size_t found = message.find(quote);
+    if (found == message.npos) continue;
+    const size_t begin = found + quote.size();
+    const std::string word =
+        message.substr(begin, message.find('"', begin) - begin);
+    const size_t at = text.substr(0, offset).rfind(word);
+    return at == text.npos ? offset : at;
+  }
+  return offset;
+}
 
 // The text parser names a field that does not exist; this offers the nearest.
 std::string Suggestion(const std::string& error) {
@@ -115,16 +149,25 @@ std::string EncodeText(const Type& type, std::string_view text,
   parser.SetRecursionLimit(kMaxDepth);
   io::ArrayInputStream stream(text.data(), text.size());
   if (!parser.Parse(&stream, message.get())) {
-    std::string reason = error.text();
-    if (!reason.empty() && reason.back() == '.') reason.pop_back();
-    throw Failure(kMalformed, place + reason + Suggestion(reason));
+    const std::string& reason = error.message();
+    const size_t at =
+        BackToWord(text, OffsetOf(text, error.line(), error.column()), reason);
+    throw Failure(kMalformed, place + LineAndColumn(text, at) + ": " + reason +
+                                  Suggestion(reason));
   }
   const size_t unknown = FindUnknownComment(text);
   if (unknown != text.npos) {
     Complain(place + LineAndColumn(text, unknown) +
              ": unknown fields, which stand in comments, are left out");
   }
-  return Canonical(*message);
+  // The text parser takes strings that are no UTF-8.
+  std::string bytes = Canonical(*message);
+  if (WalkVisitor visitor; !Walk(type, bytes, visitor)) {
+    const Damage damage = Assess(type, bytes, 0);
+    throw Failure(kMalformed, place + damage.path + ": " + damage.reason +
+                                  " of the encoded message");
+  }
+  return bytes;
 }
 
 std::string EncodeJson(const Type& type, std::string_view json,
@@ -135,8 +178,12 @@ std::string EncodeJson(const Type& type, std::string_view json,
   }
   std::string fields(json);
   if (findings.unknown_end != 0) {
-    Complain(place + LineAndColumn(json, findings.unknown_begin) +
-             ": unknown fields, which stand in \"@unknown\", are left out");
+    // Undeclared numbers are listed there too, but have their field as well.
+    const std::string_view listed = json.substr(
+        findings.unknown_begin, findings.unknown_end - findings.unknown_begin);
+    if (listed.find("\"wireType\"") != listed.npos)
+      Complain(place + LineAndColumn(json, findings.unknown_begin) +
+               ": unknown fields, which stand in \"@unknown\", are left out");
     fields.erase(findings.unknown_begin,
                  findings.unknown_end - findings.unknown_begin);
   }

@@ -12,7 +12,7 @@
 namespace inspector {
 namespace {
 
-// Types shown unless all are asked for; more where they are level.
+// Types shown unless all are asked for.
 constexpr size_t kShown = 5;
 
 // What speaks for and against a type.
@@ -59,12 +59,10 @@ class Gatherer : public WalkVisitor {
     Named(stack, item);
     Number(item);
     const Field& field = *item.field;
-    // A sender leaves zero and nothing out.
-    if (!field.repeated && stack.top().field != nullptr &&
-        stack.top().field->map) {
-      return;
-    }
-    if (!field.repeated &&
+    // A sender leaves zero and nothing out, but not in map entries.
+    const Frame& frame = stack.top();
+    const bool entry = frame.field != nullptr && frame.field->map;
+    if (!field.repeated && !entry &&
         (item.wire() == 2 ? item.data == item.end : item.number_value == 0)) {
       ++evidence_.disorder;
     }
@@ -118,7 +116,7 @@ class Gatherer : public WalkVisitor {
 auto Rank(const Evidence& e) {
   return std::make_tuple(!e.accepted,
                          e.accepted ? 0 : -static_cast<int64_t>(e.explained),
-                         e.unknown, e.undeclared + e.no_uuids + e.strange_texts,
+                         e.unknown, e.undeclared + e.strange_texts, e.no_uuids,
                          e.disorder, -e.uuids);
 }
 
@@ -172,8 +170,13 @@ void Print(const std::vector<Candidate>& candidates, std::string_view bytes,
         Rank(candidate.evidence) != Rank(candidates[i - 1].evidence)) {
       rank = i + 1;
     }
-    const bool nothing = candidate.evidence.fields == 0 && i > 0;
-    if (!all && (rank > kShown || nothing)) continue;
+    // All that share the first rank are shown, whatever their number.
+    if (!all && rank > 1 && i >= kShown) {
+      output->Write("     ");
+      output->Number(candidates.size() - i);
+      output->Write(" less likely types: see --all\n");
+      return;
+    }
     const std::string number = std::to_string(rank);
     output->Spaces(3 - std::min<size_t>(3, number.size()));
     output->Write(number);
@@ -187,7 +190,8 @@ void Print(const std::vector<Candidate>& candidates, std::string_view bytes,
   }
 }
 
-ExitCode Guess(Schema* schema, const Record& record, bool all, Output* output) {
+ExitCode Guess(const InputOptions& input, const Record& record, bool all,
+               Schema* schema, Output* output) {
   if (record.number > 1) output->Write('\n');
   if (record.bytes.empty()) {
     output->Write("no bytes: an empty message of any type\n");
@@ -203,7 +207,10 @@ ExitCode Guess(Schema* schema, const Record& record, bool all, Output* output) {
                      return Rank(a.evidence) < Rank(b.evidence);
                    });
   Print(candidates, record.bytes, all, output);
-  return candidates.front().evidence.accepted ? kFine : kMalformed;
+  if (candidates.front().evidence.accepted) return kFine;
+  output->Flush();
+  Complain(Place(input, record, 0) + "no message type parses these bytes");
+  return kMalformed;
 }
 
 }  // namespace
@@ -222,7 +229,7 @@ ExitCode RunGuess(const Command& command, const Arguments& arguments) {
   Output output(options.color);
   const ExitCode status =
       ForEachRecord(input, nullptr, [&](const Record& record) {
-        return Guess(&schema, record, all, &output);
+        return Guess(input, record, all, &schema, &output);
       });
   output.Flush();
   return status;

@@ -19,6 +19,8 @@ namespace inspector {
 namespace {
 
 constexpr size_t kChunk = 256 << 10;
+constexpr std::string_view kBase64 =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/-_=";
 
 std::string NameOf(const std::string& file) {
   return file == "-" ? "standard input" : file;
@@ -245,6 +247,16 @@ bool LooksLikeJson(std::string_view text) {
   return inside.front() == '"' || inside.front() == '}';
 }
 
+// Why a text is not made of digits.
+std::string NotDigits(std::string_view text, std::string_view digits,
+                      const std::string& form) {
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (digits.find(text[i]) != digits.npos || IsSpace(text[i])) continue;
+    return "byte " + std::to_string(i) + ": not a " + form + " digit";
+  }
+  return "the number of " + form + " digits does not make whole bytes";
+}
+
 // The form of an input that nobody named. A line feed is the commonest first
 // byte of a message (field 1 with a length), and a rare one of any text.
 std::string Detect(std::string_view input, std::string* bytes) {
@@ -268,13 +280,15 @@ std::string_view ToWire(const InputOptions& options, const Type* type,
   }
   if (form == "hex") {
     if (!FromHex(input, storage)) {
-      throw Failure(kMalformed, name + "these are not hexadecimal digits");
+      throw Failure(
+          kMalformed,
+          name + NotDigits(input, "0123456789abcdefABCDEFxX,:", "hexadecimal"));
     }
     return *storage;
   }
   if (form == "base64") {
     if (!FromBase64(input, storage)) {
-      throw Failure(kMalformed, name + "this is not base64");
+      throw Failure(kMalformed, name + NotDigits(input, kBase64, "base64"));
     }
     return *storage;
   }

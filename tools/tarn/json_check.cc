@@ -37,6 +37,7 @@ class Checker {
     Expected inside;  // of an object: its type; of a list or map: each element
     size_t unknown = std::string_view::npos;  // where "@unknown" begins
     size_t comma = std::string_view::npos;    // the one in front of it
+    uint64_t seen = 0;                        // fields, a bit each
   };
 
   bool Fail(size_t offset, const std::string& reason) {
@@ -130,12 +131,28 @@ class Checker {
       names.push_back(field.descriptor->json_name());
       if (name == field.name || name == names.back()) {
         expected_ = {level.inside.type, &field};
-        return true;
+        return Once(field, begin);
       }
     }
     return Fail(begin, level.inside.type->descriptor->full_name() +
                            " has no field " + std::string(name) +
                            DidYouMean(name, names));
+  }
+
+  // A field can be there once, and of a oneof one member.
+  bool Once(const Field& field, size_t begin) {
+    uint64_t& seen = levels_.back().seen;
+    const uint64_t bit = uint64_t{1} << field.number;
+    if ((seen & bit) != 0) {
+      return Fail(begin, field.descriptor->full_name() + " is there twice");
+    }
+    if ((seen & field.rivals) != 0) {
+      return Fail(begin, "another member of " +
+                             field.descriptor->containing_oneof()->full_name() +
+                             " is there already");
+    }
+    seen |= bit;
+    return true;
   }
 
   // The member "@unknown", if that is what ends here, can be cut out.
@@ -166,7 +183,12 @@ class Checker {
       if (at_ == begin) return Fail(at_, "expected a value");
     }
     const std::string_view value = json_.substr(begin, at_ - begin);
-    if (expected_.field == nullptr || value == "null") return true;
+    if (expected_.field == nullptr) return true;
+    if (value == "null") {
+      // As good as absent.
+      levels_.back().seen &= ~(uint64_t{1} << expected_.field->number);
+      return true;
+    }
     if (test_ != nullptr && !test_(*expected_.type, *expected_.field, value)) {
       return Fail(begin, std::string(value) + " is no value for " +
                              expected_.field->descriptor->full_name());

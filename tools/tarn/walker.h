@@ -186,14 +186,15 @@ class Walker {
   bool AtInputEnd() { return stack_.depth_ == 0 || top().clipped; }
 
   // Each of these reads what it is named after and moves on, or reports what
-  // is wrong.
+  // is wrong. Items go by reference, since copies of what was just written cost
+  // more than all else.
   void Step();
   void End();
-  void Known(Item item);
-  void Number(Item item);
-  void Text(Item item);
-  void Packed(Item item);
-  void Unknown(Item item);
+  void Known(Item& item);
+  void Number(Item& item);
+  void Text(Item& item);
+  void Packed(Item& item);
+  void Unknown(Item& item);
   void EndGroup(const Item& item);
   void Enter(const Item& item, bool clipped);
   bool Length(Item* item, bool may_be_clipped);
@@ -281,7 +282,7 @@ void Walker<Visitor>::End() {
 }
 
 template <class Visitor>
-inline void Walker<Visitor>::Known(Item item) {
+inline void Walker<Visitor>::Known(Item& item) {
   switch (item.field->kind) {
     case Kind::kInt32:
     case Kind::kUint32:
@@ -304,7 +305,7 @@ inline void Walker<Visitor>::Known(Item item) {
 }
 
 template <class Visitor>
-inline void Walker<Visitor>::Number(Item item) {
+inline void Walker<Visitor>::Number(Item& item) {
   const char* end = top().end;
   if (p_ = item.value; p_ < end && static_cast<signed char>(*p_) >= 0) {
     item.number_value = static_cast<unsigned char>(*p_);
@@ -318,7 +319,7 @@ inline void Walker<Visitor>::Number(Item item) {
 }
 
 template <class Visitor>
-inline void Walker<Visitor>::Text(Item item) {
+inline void Walker<Visitor>::Text(Item& item) {
   if (!Length(&item, false)) return;
   if (item.field->kind == Kind::kString) {
     const char* bad = FindInvalidUtf8(item.data, item.end);
@@ -329,7 +330,7 @@ inline void Walker<Visitor>::Text(Item item) {
 }
 
 template <class Visitor>
-void Walker<Visitor>::Packed(Item item) {
+void Walker<Visitor>::Packed(Item& item) {
   if (!Length(&item, false)) return;
   visitor_.Packed(stack_, item);
   Item element = item;
@@ -348,7 +349,7 @@ void Walker<Visitor>::Packed(Item item) {
 }
 
 template <class Visitor>
-void Walker<Visitor>::Unknown(Item item) {
+void Walker<Visitor>::Unknown(Item& item) {
   if (item.number() == 0) return Broken(Problem::kZeroNumber, p_, item);
   const char* end = top().end;
   switch (item.wire()) {
