@@ -20,6 +20,11 @@ from elftools.elf.relocation import RelocationSection
 
 LIBRARY = DEBUG_FILE = VERSION = OBJDUMP = ""
 
+# How code begins that an indirect branch may lead to: endbr64; bti c, or paciasp
+# which also signs the return address.
+BRANCH_TARGETS = {"EM_X86_64": {"f30f1efa"},
+                  "EM_AARCH64": {"5f2403d5", "3f2303d5"}}
+
 # 53 messages, and the two entry classes of the maps.
 DEFAULT_INSTANCES = 53 + 2
 
@@ -78,6 +83,36 @@ class BuiltFile(unittest.TestCase):
     def test_has_no_run_path_and_no_text_relocations(self):
         for name in ("DT_RPATH", "DT_RUNPATH", "DT_TEXTREL"):
             self.assertEqual(self.tags(name), [])
+
+    def test_exported_functions_begin_with_the_mark_of_a_branch_target(self):
+        text = self.elf.get_section_by_name(".text")
+        code, start = text.data(), text.header.sh_addr
+        marks = BRANCH_TARGETS[self.elf.header.e_machine]
+        functions = [s for s in
+                     self.elf.get_section_by_name(".dynsym").iter_symbols()
+                     if s["st_info"]["type"] == "STT_FUNC"
+                     and s["st_shndx"] != "SHN_UNDEF"]
+        self.assertGreater(len(functions), 1000)
+        unmarked = [s.name for s in functions
+                    if code[s["st_value"] - start:][:4].hex() not in marks]
+        self.assertEqual(unmarked, [])
+
+    def test_stack_is_guarded_where_that_needs_no_other_library(self):
+        imported = {s.name for s in
+                    self.elf.get_section_by_name(".dynsym").iter_symbols()
+                    if s["st_shndx"] == "SHN_UNDEF"}
+        self.assertEqual("__stack_chk_fail" in imported,
+                         self.elf.header.e_machine == "EM_X86_64")
+
+    def test_debug_information_names_no_folder_of_the_build(self):
+        with open(DEBUG_FILE, "rb") as debug:
+            units = [unit.get_top_DIE().attributes for unit in
+                     ELFFile(debug).get_dwarf_info().iter_CUs()]
+        self.assertEqual(
+            [(unit["DW_AT_comp_dir"].value, unit["DW_AT_name"].value)
+             for unit in units],
+            [(b"/usr/src/schema", b"/usr/src/schema/tarn/Tarn.pb.cc"),
+             (b"/usr/src/schema", b"/usr/src/schema/tarn/Network.pb.cc")])
 
     def test_debug_link_names_the_debug_file(self):
         self.assertIsNone(self.elf.get_section_by_name(".debug_info"))
