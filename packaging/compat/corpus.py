@@ -1,0 +1,51 @@
+"""Holds the golden messages of the last release to what they were."""
+
+import hashlib
+import os
+import subprocess
+
+from . import binary
+from .verdict import Finding, Level
+
+
+def manifest(tree):
+    """Checksums of all golden messages, by path."""
+    return {str(path.relative_to(tree)):
+            hashlib.sha256(path.read_bytes()).hexdigest()
+            for path in sorted((tree / "corpus").rglob("*"))
+            if path.is_file() and path.suffix != ".md"}
+
+
+def write_manifest(tree, output):
+    output.write_text("".join(f"{digest}  {path}\n" for path, digest
+                              in manifest(tree).items()))
+
+
+def compare(tree, released):
+    """Golden messages may be added; none is ever changed or removed."""
+    now = manifest(tree)
+    findings = []
+    for line in released.read_text().splitlines():
+        digest, path = line.split("  ", 1)
+        if path not in now:
+            findings.append(Finding(Level.WIRE, f"{path} was removed"))
+        elif now[path] != digest:
+            findings.append(Finding(Level.WIRE, f"{path} was changed"))
+    return findings
+
+
+def replay(tree, library):
+    """Has the library read and write every golden message."""
+    if not (tree / "corpus").exists():
+        return []
+    binary.run("cmake", "--preset", "dev", cwd=tree)
+    binary.run("cmake", "--build", "--preset", "dev", "--target",
+               "corpus_test", cwd=tree)
+    done = subprocess.run(
+        [tree / "build" / "dev" / "tests" / "corpus_test", "--gtest_brief=1"],
+        env=dict(os.environ, LD_LIBRARY_PATH=str(library.parent)),
+        stdout=subprocess.PIPE, stderr=subprocess.STDOUT, encoding="utf-8",
+        check=False)
+    if done.returncode != 0:
+        return [Finding(Level.WIRE, f"golden messages:\n{done.stdout}")]
+    return []
