@@ -25,18 +25,22 @@ def run(*command, cwd=None):
     return done.stdout
 
 
+def library(tree, processor):
+    return tree / "build" / PRESETS[processor] / "libschema.so"
+
+
 def build(tree, processor):
     """Builds the library as packages ship it; returns the file."""
     preset = PRESETS[processor]
     run("cmake", "--preset", preset, cwd=tree)
     run("cmake", "--build", "--preset", preset, "--target", "schema",
         cwd=tree)
-    return tree / "build" / preset / "libschema.so"
+    return library(tree, processor)
 
 
-def facts(library):
+def facts(path):
     """What the loader reads from the file, one promise a line."""
-    with open(library, "rb") as file:
+    with open(path, "rb") as file:
         elf = ELFFile(file)
         tags = list(elf.get_section_by_name(".dynamic").iter_tags())
         segments = {s.header.p_type: s.header for s in elf.iter_segments()}
@@ -67,18 +71,18 @@ def compare_facts(processor, old, new):
              for fact in new if fact not in old])
 
 
-def write_interface(library, output):
+def write_interface(path, output):
     """Writes what abidw reads from the library and its debug information."""
     with tempfile.NamedTemporaryFile(suffix=".abi") as file:
         run("abidw", "--no-corpus-path", "--no-comp-dir-path",
-            "--no-show-locs", "--out-file", file.name, library)
+            "--no-show-locs", "--out-file", file.name, path)
         output.write_bytes(lzma.compress(file.read(), preset=9))
 
 
-def abidiff(old, library, suppressions, *options):
+def abidiff(old, new, suppressions, *options):
     done = subprocess.run(
         ["abidiff", "--leaf-changes-only", "--suppressions", suppressions,
-         *options, old, library],
+         *options, old, new],
         stdout=subprocess.PIPE, stderr=subprocess.STDOUT, encoding="utf-8",
         check=False)
     if done.returncode & ABIDIFF_ERROR:
@@ -86,15 +90,15 @@ def abidiff(old, library, suppressions, *options):
     return bool(done.returncode & ABIDIFF_CHANGE), done.stdout
 
 
-def compare_interface(processor, interface, library, suppressions):
+def compare_interface(processor, interface, path, suppressions):
     with tempfile.NamedTemporaryFile(suffix=".abi") as old:
         old.write(lzma.decompress(interface.read_bytes()))
         old.flush()
-        broken, report = abidiff(old.name, library, suppressions,
+        broken, report = abidiff(old.name, path, suppressions,
                                  "--no-added-syms")
         if broken:
             return [Finding(Level.BINARY, f"{processor}: abidiff:\n{report}")]
-        grown, _ = abidiff(old.name, library, suppressions)
+        grown, _ = abidiff(old.name, path, suppressions)
         if grown:
             return [Finding(Level.ADDITION, f"{processor}: new symbols")]
     return []

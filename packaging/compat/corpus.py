@@ -36,8 +36,6 @@ def compare(tree, released):
 
 def replay(tree, library):
     """Has the library read and write every golden message."""
-    if not (tree / "corpus").exists():
-        return []
     binary.run("cmake", "--preset", "dev", cwd=tree)
     binary.run("cmake", "--build", "--preset", "dev", "--target",
                "corpus_test", cwd=tree)
