@@ -168,7 +168,7 @@ CASES = [
     ("library_writes_other_bytes",
      [Edit(CMAKE, r"--include_source_info \${schema_files}",
            r"\g<0>\n  COMMAND sed -i "
-           r"s/WriteInt32ToArray.1,.this->_internal_line_num../\\g<0>+1/ "
+           r"s/WriteInt32ToArray.1,.this->_internal_line_num../&+1/ "
            r"${generated_dir}/tarn/Tarn.pb.cc")], [], "wire break"),
     ("package_renamed",
      [Edit(TARN, r"package tarn;", "package tarns;")], [], "wire break"),
