@@ -181,9 +181,10 @@ std::string EncodeJson(const Type& type, std::string_view json,
     // Undeclared numbers are listed there too, but have their field as well.
     const std::string_view listed = json.substr(
         findings.unknown_begin, findings.unknown_end - findings.unknown_begin);
-    if (listed.find("\"wireType\"") != listed.npos)
+    if (listed.find("\"wireType\"") != listed.npos) {
       Complain(place + LineAndColumn(json, findings.unknown_begin) +
                ": unknown fields, which stand in \"@unknown\", are left out");
+    }
     fields.erase(findings.unknown_begin,
                  findings.unknown_end - findings.unknown_begin);
   }

@@ -170,11 +170,12 @@ void Print(const std::vector<Candidate>& candidates, std::string_view bytes,
         Rank(candidate.evidence) != Rank(candidates[i - 1].evidence)) {
       rank = i + 1;
     }
-    // All that share the first rank are shown, whatever their number.
-    if (!all && rank > 1 && i >= kShown) {
+    // All that can be it are shown, whatever their number.
+    const bool level = rank == 1 && candidate.evidence.accepted;
+    if (!all && !level && i >= kShown) {
       output->Write("     ");
       output->Number(candidates.size() - i);
-      output->Write(" less likely types: see --all\n");
+      output->Write(" more types: see --all\n");
       return;
     }
     const std::string number = std::to_string(rank);

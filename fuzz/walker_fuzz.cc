@@ -1,0 +1,63 @@
+// Fuzzes the walker against the runtime: the two verdicts must be the same, and
+// what is salvaged of a rejected message must parse. The first byte of the
+// input chooses the message type, the rest is the message.
+#include <google/protobuf/message.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string_view>
+#include <vector>
+
+#include "encoding.h"
+#include "printer.h"
+#include "salvage.h"
+#include "walker.h"
+
+namespace {
+
+using inspector::Schema;
+using inspector::Type;
+
+[[noreturn]] void Fail(const Type& type, const char* what) {
+  std::fprintf(stderr, "%s: %s\n", type.descriptor->full_name().c_str(), what);
+  std::abort();
+}
+
+struct Goer : inspector::WalkVisitor {
+  bool Fail(const inspector::Stack& stack, const inspector::Error& error) {
+    inspector::ErrorPath(error, stack);
+    return true;
+  }
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  static Schema* schema = [] {
+    google::protobuf::SetLogHandler(nullptr);
+    return new Schema();
+  }();
+  static const auto& messages =
+      *new std::vector<const google::protobuf::Descriptor*>(schema->Messages());
+  if (size == 0) return 0;
+  const Type& type = schema->Table(*messages[data[0] % messages.size()]);
+  const std::string_view bytes(reinterpret_cast<const char*>(data) + 1,
+                               size - 1);
+
+  const auto message = inspector::NewMessage(type);
+  const bool accepted = message->ParseFromArray(bytes.data(), bytes.size());
+  const inspector::Survey survey = inspector::SurveyMessage(type, bytes);
+  if (survey.accepted != accepted) Fail(type, "another verdict");
+
+  // Going on behind errors must end, and come to the same verdict.
+  Goer goer;
+  if (inspector::Walk(type, bytes, goer) != accepted) {
+    Fail(type, "another verdict when going on");
+  }
+  if (accepted) return 0;
+  const inspector::Damage damage = inspector::Assess(type, bytes, 0);
+  if (!message->ParseFromString(damage.salvaged)) {
+    Fail(type, "what is salvaged does not parse");
+  }
+  return 0;
+}
