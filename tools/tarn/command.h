@@ -22,12 +22,13 @@ struct Command {
 ExitCode RunAnnotate(const Command& command, const Arguments& arguments);
 ExitCode RunCheck(const Command& command, const Arguments& arguments);
 ExitCode RunDecode(const Command& command, const Arguments& arguments);
-ExitCode RunEncode(const Command& command, const Arguments& arguments);
-ExitCode RunGuess(const Command& command, const Arguments& arguments);
 ExitCode RunDescribe(const Command& command, const Arguments& arguments);
 ExitCode RunDiff(const Command& command, const Arguments& arguments);
+ExitCode RunEncode(const Command& command, const Arguments& arguments);
 ExitCode RunFingerprint(const Command& command, const Arguments& arguments);
+ExitCode RunGuess(const Command& command, const Arguments& arguments);
 ExitCode RunList(const Command& command, const Arguments& arguments);
+ExitCode RunSample(const Command& command, const Arguments& arguments);
 ExitCode RunStatus(const Command& command, const Arguments& arguments);
 ExitCode RunTree(const Command& command, const Arguments& arguments);
 

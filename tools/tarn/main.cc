@@ -24,6 +24,7 @@ constexpr Command kCommands[] = {
     {"fingerprint", RunFingerprint, "Show a short checksum of the schema"},
     {"guess", RunGuess, "Rank the types that some bytes can be"},
     {"list", RunList, "List the message types and enums"},
+    {"sample", RunSample, "Make up believable messages"},
     {"status", RunStatus, "Show a status report as a table, worst first"},
     {"tree", RunTree, "Draw the nodes of a sign network as a tree"},
 };
