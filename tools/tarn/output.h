@@ -34,8 +34,7 @@ class Output {
 
   void Write(std::string_view text) {
     char* p = Reserve(text.size());
-    std::memcpy(p, text.data(), text.size());
-    end_ = p + text.size();
+    end_ = p + text.copy(p, text.size());
   }
   void Write(char c) {
     char* p = Reserve(1);
