@@ -54,6 +54,14 @@ int32_t DrawInt(Random& random) {
   return -static_cast<int32_t>(random.Below(1000));
 }
 
+// Lists are short, but a list of numbers can also be a whole table. Had the
+// compiler seen short ones only, it would copy long ones byte by byte.
+uint32_t DrawCount(Random& random, const FieldDescriptor* field) {
+  if (!field->is_repeated()) return 1;
+  if (field->is_packed() && random.Chance(25)) return random.Below(2000);
+  return 1 + random.Below(5);
+}
+
 // The kind of node to expect below a message of the given type.
 const char* NodeBelow(Random& random, const std::string& type) {
   if (type == "Server") return "client";
@@ -154,7 +162,7 @@ void Draw(Random& random, Message& message) {
   for (int i = 0; i < type->field_count(); ++i) {
     const FieldDescriptor* field = type->field(i);
     if (field->is_map() || !random.Chance(85)) continue;
-    const uint32_t count = field->is_repeated() ? 1 + random.Below(5) : 1;
+    const uint32_t count = DrawCount(random, field);
     for (uint32_t n = 0; n < count; ++n) DrawField(random, field, message);
   }
 }
