@@ -3,6 +3,7 @@
 
 #include <iostream>
 
+#include "declaration.h"
 #include "failure.h"
 
 namespace inspector {
@@ -68,6 +69,7 @@ void CommandLine::Secrets(OutputOptions* options) {
 }
 
 void CommandLine::Parse() {
+  if (AsksForDeclaration(arguments_)) throw DeclarationOf(app_);
   try {
     app_.parse(arguments_);
   } catch (const CLI::CallForHelp&) {

@@ -32,44 +32,9 @@ struct Entity {
   const EnumValueDescriptor* value = nullptr;
 };
 
-std::string PackageOf(const Schema& schema) {
-  return schema.files().front()->package() + ".";
-}
-
-// The name without its package.
-std::string Bare(const Schema& schema, const std::string& name) {
-  const std::string package = PackageOf(schema);
-  return name.rfind(package, 0) == 0 ? name.substr(package.size()) : name;
-}
-
-// Every name that can be described, and the bare names of fields.
-std::vector<std::string> AllNames(const Schema& schema) {
-  std::vector<std::string> names;
-  for (const Descriptor* message : schema.Messages()) {
-    names.push_back(Bare(schema, message->full_name()));
-    for (int i = 0; i < message->field_count(); ++i) {
-      names.push_back(Bare(schema, message->field(i)->full_name()));
-    }
-    for (int i = 0; i < message->oneof_decl_count(); ++i) {
-      names.push_back(Bare(schema, message->oneof_decl(i)->full_name()));
-    }
-  }
-  for (const EnumDescriptor* enumeration : schema.Enums()) {
-    names.push_back(Bare(schema, enumeration->full_name()));
-    for (int i = 0; i < enumeration->value_count(); ++i) {
-      names.push_back(names[names.size() - 1 - i] + '.' +
-                      enumeration->value(i)->name());
-    }
-    for (int i = 0; i < enumeration->value_count(); ++i) {
-      names.push_back(Bare(schema, enumeration->value(i)->full_name()));
-    }
-  }
-  return names;
-}
-
 [[noreturn]] void Unknown(const Schema& schema, const std::string& name) {
   std::string fields;
-  for (const std::string& known : AllNames(schema)) {
+  for (const std::string& known : schema.Names()) {
     const size_t dot = known.rfind('.');
     if (dot != known.npos && known.substr(dot + 1) == name) {
       fields += (fields.empty() ? "; there is " : ", ") + known;
@@ -78,13 +43,14 @@ std::vector<std::string> AllNames(const Schema& schema) {
   throw Failure(
       kUnknownName,
       "no message, field, enum or value " + name +
-          (fields.empty() ? DidYouMean(Bare(schema, name), AllNames(schema))
+          (fields.empty() ? DidYouMean(schema.Bare(name), schema.Names())
                           : fields));
 }
 
 Entity Find(const Schema& schema, const std::string& name) {
   const DescriptorPool& pool = *schema.files().front()->pool();
-  const std::string full = PackageOf(schema) + Bare(schema, name);
+  const std::string full =
+      schema.files().front()->package() + "." + schema.Bare(name);
   Entity entity;
   entity.message = pool.FindMessageTypeByName(full);
   entity.field = pool.FindFieldByName(full);
@@ -113,10 +79,10 @@ std::string TypeOf(const Schema& schema, const FieldDescriptor& field) {
   }
   std::string type = field.is_repeated() ? "repeated " : "";
   if (field.message_type() != nullptr) {
-    return type + Bare(schema, field.message_type()->full_name());
+    return type + schema.Bare(field.message_type()->full_name());
   }
   if (field.enum_type() != nullptr) {
-    return type + Bare(schema, field.enum_type()->full_name());
+    return type + schema.Bare(field.enum_type()->full_name());
   }
   return type + field.type_name();
 }
@@ -163,7 +129,7 @@ std::vector<std::string> UsesOf(const Schema& schema, const void* type) {
           field.is_map() ? *field.message_type()->map_value() : field;
       if (held.message_type() == type ||
           (held.enum_type() != nullptr && held.enum_type() == type)) {
-        uses.push_back(Bare(schema, field.full_name()));
+        uses.push_back(schema.Bare(field.full_name()));
       }
     }
   }
@@ -330,8 +296,7 @@ class Page {
     }
     const std::vector<std::string> uses =
         UsesOf(schema_, field.containing_type());
-    const std::string part =
-        Bare(schema_, field.containing_type()->full_name());
+    const std::string part = schema_.Bare(field.containing_type()->full_name());
     Property("Used in",
              uses.empty() ? part : part + ", which is in " + Joined(uses));
   }
@@ -368,7 +333,7 @@ class Page {
     Heading("value", value.full_name(), *value.file(), schema_.Comment(value));
     out_.Write('\n');
     Property("Number", std::to_string(value.number()));
-    Property("Enum", Bare(schema_, value.type()->full_name()));
+    Property("Enum", schema_.Bare(value.type()->full_name()));
     Property("Bytes", value.number() == 0 ? "00, not sent outside of lists"
                                           : HexOf(value.number()));
     Property("JSON", '"' + value.name() + '"');

@@ -9,6 +9,7 @@
 #include "command.h"
 #include "command_line.h"
 #include "fingerprint.h"
+#include "hidden.h"
 #include "schema.h"
 
 namespace inspector {
@@ -39,7 +40,8 @@ void PrintUsage(std::ostream& out) {
          "  --version    Show the versions of tarn and what it is built on\n"
          "\nExit status: 0 fine, 1 findings or differences, 2 usage, 3 "
          "malformed"
-         "\ninput, 4 unknown type or field, 5 input or output failed.\n";
+         "\ninput, 4 unknown type or field, 5 input or output failed.\n"
+         "\nForms of input, streams and examples: man tarn\n";
 }
 
 void PrintVersion() {
@@ -56,6 +58,21 @@ const Command& FindCommand(const std::string& name) {
     names.emplace_back(command.name);
   }
   throw Failure(kUsage, "no verb " + name + DidYouMean(name, names));
+}
+
+// What is no verb: for the build, and for shells that complete a word.
+bool RunHidden(const std::string& verb, const Arguments& arguments) {
+  const std::vector<Command> commands(std::begin(kCommands),
+                                      std::end(kCommands));
+  if (verb == "manual") {
+    PrintManual(commands);
+  } else if (verb == "complete" && arguments.size() > 1) {
+    // Behind "--".
+    PrintCandidates(commands, {arguments.begin() + 1, arguments.end()});
+  } else {
+    return false;
+  }
+  return true;
 }
 
 ExitCode Run(Arguments arguments) {
@@ -77,6 +94,7 @@ ExitCode Run(Arguments arguments) {
     const Command& command = FindCommand(arguments.front());
     return command.run(command, {"--help"});
   }
+  if (RunHidden(verb, arguments)) return kFine;
   const Command& command = FindCommand(verb);
   return command.run(command, arguments);
 }

@@ -128,10 +128,8 @@ const Type& Schema::Find(const std::string& name) {
   }
   std::vector<std::string> names;
   for (const Descriptor* message : Messages()) names.push_back(message->name());
-  const std::string bare =
-      name.rfind(package, 0) == 0 ? name.substr(package.size()) : name;
   throw Failure(kUnknownName,
-                "no message type " + name + DidYouMean(bare, names));
+                "no message type " + name + DidYouMean(Bare(name), names));
 }
 
 const Type& Schema::Table(const Descriptor& descriptor) {
@@ -210,6 +208,35 @@ std::vector<const EnumDescriptor*> Schema::Enums() const {
     }
   }
   return enums;
+}
+
+std::string Schema::Bare(const std::string& name) const {
+  const std::string package = files_.front()->package() + ".";
+  return name.rfind(package, 0) == 0 ? name.substr(package.size()) : name;
+}
+
+std::vector<std::string> Schema::Names() const {
+  std::vector<std::string> names;
+  for (const Descriptor* message : Messages()) {
+    names.push_back(Bare(message->full_name()));
+    for (int i = 0; i < message->field_count(); ++i) {
+      names.push_back(Bare(message->field(i)->full_name()));
+    }
+    for (int i = 0; i < message->oneof_decl_count(); ++i) {
+      names.push_back(Bare(message->oneof_decl(i)->full_name()));
+    }
+  }
+  for (const EnumDescriptor* enumeration : Enums()) {
+    const std::string name = Bare(enumeration->full_name());
+    names.push_back(name);
+    for (int i = 0; i < enumeration->value_count(); ++i) {
+      names.push_back(name + '.' + enumeration->value(i)->name());
+    }
+    for (int i = 0; i < enumeration->value_count(); ++i) {
+      names.push_back(Bare(enumeration->value(i)->full_name()));
+    }
+  }
+  return names;
 }
 
 const DescriptorPool& Schema::Documented() {

@@ -91,6 +91,13 @@ class Schema {
   std::vector<const google::protobuf::Descriptor*> Messages() const;
   std::vector<const google::protobuf::EnumDescriptor*> Enums() const;
 
+  // A full name without its package.
+  std::string Bare(const std::string& name) const;
+
+  // What all that has a comment is called, values both with their enum and by
+  // themselves.
+  std::vector<std::string> Names() const;
+
   // The comment in front of a message, field, enum or enum value, given by its
   // full name; lines are joined, paragraphs are kept apart by "\n\n".
   std::string Comment(const google::protobuf::Descriptor& message);
