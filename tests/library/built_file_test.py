@@ -1,7 +1,8 @@
 #!/usr/bin/python3
 """The built library as a file: what it needs, exports and does when loaded.
 
-Usage: built_file_test.py LIBRARY DEBUG_FILE VERSION OBJDUMP [unittest options]
+Usage: built_file_test.py LIBRARY DEBUG_FILE VERSION OBJDUMP trained|untrained
+                          [unittest options]
 
 Reads the file of any processor, so that a cross-built library passes through
 the same checks.
@@ -18,7 +19,7 @@ from elftools.elf.dynamic import DynamicSection
 from elftools.elf.elffile import ELFFile
 from elftools.elf.relocation import RelocationSection
 
-LIBRARY = DEBUG_FILE = VERSION = OBJDUMP = ""
+LIBRARY = DEBUG_FILE = VERSION = OBJDUMP = PROFILE = ""
 
 # How code begins that an indirect branch may lead to: endbr64; bti c, or paciasp
 # which also signs the return address.
@@ -104,13 +105,23 @@ class BuiltFile(unittest.TestCase):
         self.assertEqual("__stack_chk_fail" in imported,
                          self.elf.header.e_machine == "EM_X86_64")
 
-    def test_debug_information_names_no_folder_of_the_build(self):
+    def units(self):
+        """What the debug information says of each compiled source."""
         with open(DEBUG_FILE, "rb") as debug:
-            units = [unit.get_top_DIE().attributes for unit in
-                     ELFFile(debug).get_dwarf_info().iter_CUs()]
+            return [unit.get_top_DIE().attributes for unit in
+                    ELFFile(debug).get_dwarf_info().iter_CUs()]
+
+    def test_is_compiled_with_a_profile_where_one_was_trained(self):
+        # The compiler notes down its options; without the profile's file,
+        # this one makes it fail.
+        trained = [b"-fprofile-use" in unit["DW_AT_producer"].value
+                   for unit in self.units()]
+        self.assertEqual(trained, [PROFILE == "trained"] * 2)
+
+    def test_debug_information_names_no_folder_of_the_build(self):
         self.assertEqual(
             [(unit["DW_AT_comp_dir"].value, unit["DW_AT_name"].value)
-             for unit in units],
+             for unit in self.units()],
             [(b"/usr/src/schema", b"/usr/src/schema/tarn/Tarn.pb.cc"),
              (b"/usr/src/schema", b"/usr/src/schema/tarn/Network.pb.cc")])
 
@@ -187,5 +198,5 @@ class BuiltFile(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    LIBRARY, DEBUG_FILE, VERSION, OBJDUMP = sys.argv[1:5]
-    unittest.main(argv=sys.argv[:1] + sys.argv[5:], verbosity=2)
+    LIBRARY, DEBUG_FILE, VERSION, OBJDUMP, PROFILE = sys.argv[1:6]
+    unittest.main(argv=sys.argv[:1] + sys.argv[6:], verbosity=2)
