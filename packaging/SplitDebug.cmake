@@ -7,7 +7,7 @@ get_filename_component(name ${DEBUG_FILE} NAME)
 # where the file is.
 foreach(arguments
         "--only-keep-debug;${LIBRARY};${name}"
-        "--strip-unneeded;${LIBRARY}"
+        "--strip-unneeded;--remove-section=.comment;${LIBRARY}"
         "--add-gnu-debuglink=${name};${LIBRARY}")
   execute_process(COMMAND ${OBJCOPY} ${arguments} WORKING_DIRECTORY ${folder}
                           COMMAND_ERROR_IS_FATAL ANY)
