@@ -1,0 +1,84 @@
+"""Draws the figures of the benchmarks as SVG, the same for the same numbers."""
+import contextlib
+
+import matplotlib
+from matplotlib import pyplot
+
+# Seen on a light page and on a dark one alike.
+INK = '#808080'
+COLOURS = ['#3b82c4', '#d9822b', '#3a9d6e', '#b05fa8', '#a38b2c', '#c4524a']
+
+matplotlib.use('svg')
+matplotlib.rcParams.update({
+    'svg.hashsalt': 'schema',
+    'svg.fonttype': 'none',
+    'font.family': 'sans-serif',
+    'font.size': 10,
+    'axes.edgecolor': INK,
+    'axes.labelcolor': INK,
+    'axes.prop_cycle': matplotlib.cycler(color=COLOURS),
+    'axes.spines.right': False,
+    'axes.spines.top': False,
+    'axes.titlecolor': INK,
+    'grid.alpha': 0.3,
+    'grid.color': INK,
+    'legend.frameon': False,
+    'legend.labelcolor': INK,
+    'text.color': INK,
+    'xtick.color': INK,
+    'ytick.color': INK,
+})
+
+
+@contextlib.contextmanager
+def figure(path, title, x, y, size=(7.5, 4)):
+    """Axes to draw on; the labels name the units. Written to path at the end."""
+    drawing, axes = pyplot.subplots(figsize=size)
+    axes.set_title(title)
+    axes.set_xlabel(x)
+    axes.set_ylabel(y)
+    axes.grid(True)
+    axes.set_axisbelow(True)
+    try:
+        yield axes
+        if axes.get_legend_handles_labels()[1]:
+            axes.legend()
+        drawing.savefig(path, transparent=True, bbox_inches='tight',
+                        metadata={'Date': None, 'Creator': None})
+    finally:
+        pyplot.close(drawing)
+
+
+def lines(path, title, x, y, series, log=False):
+    """One line for each name in series: {name: [(x, y), ...]}."""
+    with figure(path, title, x, y) as axes:
+        for name, points in series.items():
+            axes.plot(*zip(*points), marker='o', markersize=3, label=name)
+        if log:
+            axes.set_xscale('log')
+            axes.set_yscale('log')
+
+
+def bars(path, title, x, series, groups, mark=None, log=False):
+    """Bars that lie, a group below the other: series is {name: [number for
+    each group]}, None where there is no number. A line marks one number."""
+    height = 0.8 / len(series)
+    with figure(path, title, x, '',
+                (7.5, 1 + 0.24 * len(groups) * (len(series) + 0.5))) as axes:
+        for index, (name, numbers) in enumerate(series.items()):
+            for group, number in enumerate(numbers):
+                if number is None:
+                    continue
+                place = group + height * (index - (len(series) - 1) / 2)
+                axes.barh(place, number, height,
+                          color=COLOURS[index % len(COLOURS)],
+                          label=name if numbers.index(number) == group else None)
+                axes.text(number, place, f' {number:.3g}', va='center',
+                          fontsize=8)
+        axes.set_yticks(range(len(groups)), groups)
+        axes.invert_yaxis()
+        axes.grid(False, axis='y')
+        if mark is not None:
+            axes.axvline(mark, color=INK, linewidth=1, linestyle='--')
+        if log:
+            axes.set_xscale('log')

@@ -1,0 +1,161 @@
+#!/usr/bin/python3
+"""Runs the benchmarks of a build and says what came out.
+
+usage: run.py BUILD [--rounds N] [--part PART]... [--update] [--quick]
+
+A part is a module with three functions:
+
+run(build_dir, rounds, progress)  measures, and returns what JSON can hold.
+                                  One round is a quick look: enough to fill
+                                  every table, too little to be believed.
+                                  progress(text) shows how far it is.
+markdown(results)                 the tables, ratios first
+draw(results, folder)             writes folder/<part>-*.svg by chart.py
+"""
+import argparse
+import importlib.util
+import json
+import pathlib
+import platform
+import re
+import subprocess
+import sys
+import time
+
+HERE = pathlib.Path(__file__).resolve().parent
+DOCS = HERE.parent / 'docs'
+sys.path.insert(0, str(HERE))
+
+# The parts, each a module beside its programs.
+PARTS = {
+    'peers': 'peers/peers.py',
+}
+
+
+def load(part):
+    spec = importlib.util.spec_from_file_location(part, HERE / PARTS[part])
+    module = importlib.util.module_from_spec(spec)
+    spec.loader.exec_module(module)
+    return module
+
+
+def output(*command):
+    return subprocess.run(command, check=True, capture_output=True,
+                          text=True).stdout.strip()
+
+
+def processor():
+    for line in pathlib.Path('/proc/cpuinfo').read_text().splitlines():
+        if line.startswith('model name'):
+            return line.split(':', 1)[1].strip()
+    return platform.machine()
+
+
+def setting(build_dir, name):
+    """The setting of a build in its CMake cache."""
+    cache = (build_dir / 'CMakeCache.txt').read_text()
+    found = re.search(f'^{name}:[A-Z]+=(.*)$', cache, re.MULTILINE)
+    return found[1] if found else ''
+
+
+def surroundings(build_dir):
+    """What a figure is worth nothing without."""
+    compiler = setting(build_dir, 'CMAKE_CXX_COMPILER')
+    return {
+        'processor': processor(),
+        'kernel': platform.release(),
+        'system': platform.freedesktop_os_release()['PRETTY_NAME'],
+        'compiler': output(compiler, '--version').splitlines()[0],
+        'build type': setting(build_dir, 'CMAKE_BUILD_TYPE'),
+        'Protocol Buffers': output('protoc', '--version').split()[-1],
+        'day': time.strftime('%Y-%m-%d', time.gmtime()),
+    }
+
+
+class Progress:
+    """Shows on a terminal how far a part is, on one line."""
+
+    def __init__(self, part):
+        self.part = part
+
+    def __call__(self, text):
+        if sys.stderr.isatty():
+            print(f'\r\033[K{self.part}: {text}', end='', file=sys.stderr,
+                  flush=True)
+
+    def end(self):
+        if sys.stderr.isatty():
+            print('\r\033[K', end='', file=sys.stderr)
+
+
+def replace_section(page, part, text):
+    """Puts the text between the two marks of a part."""
+    begin, end = f'<!-- bench:{part} -->', f'<!-- /bench:{part} -->'
+    old = page.read_text()
+    if old.count(begin) != 1 or old.count(end) != 1:
+        sys.exit(f'run.py: {page} lacks the marks {begin} and {end}')
+    head, rest = old.split(begin)
+    _, tail = rest.split(end)
+    page.write_text(f'{head}{begin}\n{text.strip()}\n{end}{tail}')
+
+
+def publish(part, module, document, section):
+    """Writes what the documentation shows."""
+    results = HERE / 'results'
+    results.mkdir(exist_ok=True)
+    (results / f'{part}.json').write_text(document)
+    figures = DOCS / 'performance'
+    figures.mkdir(exist_ok=True)
+    for old in figures.glob(f'{part}-*.svg'):
+        old.unlink()
+    module.draw(json.loads(document)['results'], figures)
+    replace_section(DOCS / 'performance.md', part, section)
+
+
+def arguments():
+    parser = argparse.ArgumentParser(
+        description='Runs the benchmarks of a build.')
+    parser.add_argument('build', type=pathlib.Path)
+    parser.add_argument('--rounds', type=int, default=10, metavar='N',
+                        help='how often everything is measured, in turn')
+    parser.add_argument('--part', action='append', choices=PARTS,
+                        help='run this part alone; may be given repeatedly')
+    parser.add_argument('--update', action='store_true',
+                        help='write bench/results and docs/performance')
+    parser.add_argument('--quick', action='store_true',
+                        help='one round, only to see that all works')
+    given = parser.parse_args()
+    if given.rounds < 1:
+        parser.error('--rounds: at least 1')
+    if given.quick and given.update:
+        parser.error('--quick measures nothing worth an --update')
+    if not (given.build / 'CMakeCache.txt').exists():
+        parser.error(f'{given.build} is not a build folder')
+    return given
+
+
+def main():
+    given = arguments()
+    about = surroundings(given.build)
+    origin = '; '.join(f'{name} {value}' for name, value in about.items())
+    print(origin)
+    target = given.build / 'bench'
+    for part in given.part or PARTS:
+        module = load(part)
+        progress = Progress(part)
+        begin = time.monotonic()
+        results = module.run(given.build, 1 if given.quick else given.rounds,
+                             progress)
+        progress.end()
+        section = module.markdown(results)
+        print(f'\n## {part} ({time.monotonic() - begin:.0f} s)\n\n{section}')
+        document = json.dumps({'about': about, 'results': results}, indent=1,
+                              sort_keys=True) + '\n'
+        target.mkdir(parents=True, exist_ok=True)
+        (target / f'{part}.json').write_text(document)
+        if given.update:
+            publish(part, module, document, f'{section}\n\n*{origin}*')
+
+
+if __name__ == '__main__':
+    main()
