@@ -1,5 +1,8 @@
 // tarn check: what would trouble the other side, or a person who looks closely.
+#include <array>
+#include <memory>
 #include <unordered_map>
+#include <vector>
 
 #include "command.h"
 #include "command_line.h"
@@ -38,10 +41,7 @@ struct Rules {
   // minimum <= maximum
   uint32_t minimum = 0;
   uint32_t maximum = 0;
-
-  bool any() const {
-    return node || uuid != 0 || product != 0 || count != 0 || minimum != 0;
-  }
+  bool any = false;
 };
 
 uint32_t NumberOf(const Type& type, const char* name) {
@@ -67,16 +67,42 @@ Rules RulesOf(const Type& type) {
   if (rules.count != 0) rules.list = type.Find(NumberOf(type, "frameConfig"));
   rules.minimum = NumberOf(type, "minimumDimming");
   rules.maximum = NumberOf(type, "maximumDimming");
+  rules.any = rules.node || rules.uuid != 0 || rules.product != 0 ||
+              rules.count != 0 || rules.minimum != 0;
   return rules;
 }
 
+// A record that is open.
+struct Level {
+  const Rules* rules = nullptr;
+  const char* begin = nullptr;
+  std::string_view uuid;
+  int32_t numbers[64];  // of the fields that were seen
+};
+
+// What one message after another is checked with.
+struct RuleBook {
+  // Null: nothing is expected of the type.
+  const Rules* For(const Type& type) {
+    if (rules.size() <= type.index) rules.resize(type.index + 1);
+    std::unique_ptr<Rules>& place = rules[type.index];
+    if (place == nullptr) place = std::make_unique<Rules>(RulesOf(type));
+    return place->any ? place.get() : nullptr;
+  }
+
+  std::vector<std::unique_ptr<Rules>> rules;  // by the type's index
+  std::array<Level, kMaxDepth + 1> levels;
+};
+
 class Checker : public WalkVisitor {
  public:
-  Checker(const Options& options, const Record& record,
-          std::unordered_map<const Type*, Rules>* rules, Output* output)
-      : options_(options), record_(record), rules_(*rules), out_(*output) {
-    levels_.resize(1);
-  }
+  Checker(const Options& options, const Record& record, RuleBook* book,
+          Output* output)
+      : options_(options),
+        record_(record),
+        book_(*book),
+        out_(*output),
+        levels_(book->levels) {}
 
   // To be called in front of the walk.
   void Start(const Type& type) { Begin(0, &type, record_.bytes.data()); }
@@ -187,28 +213,15 @@ class Checker : public WalkVisitor {
   }
 
  private:
-  // A record that is open.
-  struct Level {
-    const Rules* rules = nullptr;
-    const char* begin = nullptr;
-    std::string_view uuid;
-    int32_t numbers[64];  // of the fields that were seen
-  };
-
   static std::string Name(const Type& type, uint32_t number) {
     return std::string(type.Find(number)->name);
   }
 
   void Begin(size_t depth, const Type* type, const char* begin) {
-    if (levels_.size() <= depth) levels_.resize(depth + 1);
     Level& level = levels_[depth];
     level.begin = begin;
     level.uuid = {};
-    level.rules = nullptr;
-    if (type == nullptr) return;
-    auto [place, fresh] = rules_.try_emplace(type);
-    if (fresh) place->second = RulesOf(*type);
-    if (place->second.any()) level.rules = &place->second;
+    level.rules = type == nullptr ? nullptr : book_.For(*type);
   }
 
   void Number(const Stack& stack, const Item& item) {
@@ -238,9 +251,9 @@ class Checker : public WalkVisitor {
 
   const Options& options_;
   const Record& record_;
-  std::unordered_map<const Type*, Rules>& rules_;
+  RuleBook& book_;
   Output& out_;
-  std::vector<Level> levels_;
+  std::array<Level, kMaxDepth + 1>& levels_;
   std::unordered_map<std::string_view, const char*> uuids_;
   Severity worst_ = Severity::kAdvice;
   bool any_ = false;
@@ -249,8 +262,8 @@ class Checker : public WalkVisitor {
 };
 
 ExitCode Check(const Options& options, const Type& type, const Record& record,
-               std::unordered_map<const Type*, Rules>* rules, Output* output) {
-  Checker checker(options, record, rules, output);
+               RuleBook* book, Output* output) {
+  Checker checker(options, record, book, output);
   if (options.budget != 0 && record.bytes.size() > options.budget) {
     checker.Find(Severity::kError, record.bytes.data(), "",
                  std::to_string(record.bytes.size()) +
@@ -294,10 +307,10 @@ ExitCode RunCheck(const Command& command, const Arguments& arguments) {
   Schema schema;
   const Type& type = schema.Find(options.type);
   Output output(options.output.color);
-  std::unordered_map<const Type*, Rules> rules;
+  RuleBook book;
   const ExitCode status =
       ForEachRecord(options.input, &type, [&](const Record& record) {
-        return Check(options, type, record, &rules, &output);
+        return Check(options, type, record, &book, &output);
       });
   output.Flush();
   return status;

@@ -140,11 +140,13 @@ const Type& Schema::Table(const Descriptor& descriptor) {
   // are; and the map may move while they are built.
   Type& table = *type;
   table.descriptor = &descriptor;
+  table.index = types_.size() - 1;
   for (int i = 0; i < descriptor.field_count(); ++i) {
     const FieldDescriptor& from = *descriptor.field(i);
     const uint32_t number = from.number();
     GOOGLE_CHECK_LE(number, kMaxFieldNumber) << from.full_name();
     if (table.fields.size() <= number) table.fields.resize(number + 1);
+    table.limit = table.fields.size();
     const auto [kind, wire] = KindOf(from);
     Field& field = table.fields[number];
     field.descriptor = &from;

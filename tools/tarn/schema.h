@@ -62,10 +62,12 @@ struct Field {
 struct Type {
   const google::protobuf::Descriptor* descriptor;
   std::vector<Field> fields;  // by number
+  uint32_t limit = 0;         // how many those are
   int slots = 0;              // repeated fields
+  size_t index = 0;           // among the types of the schema that has it
 
   const Field* Find(uint32_t number) const {
-    return number < fields.size() && fields[number].kind != Kind::kNone
+    return number < limit && fields[number].kind != Kind::kNone
                ? &fields[number]
                : nullptr;
   }

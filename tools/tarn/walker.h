@@ -187,17 +187,18 @@ class Walker {
 
   // Each of these reads what it is named after and moves on, or reports what
   // is wrong. Items go by reference, since copies of what was just written cost
-  // more than all else.
-  void Step();
+  // more than all else. What nearly every item passes is always inlined: left
+  // to itself the compiler calls it, and the walk takes a seventh longer.
+  [[gnu::always_inline]] void Step();
   void End();
-  void Known(Item& item);
-  void Number(Item& item);
-  void Text(Item& item);
+  [[gnu::always_inline]] void Known(Item& item);
+  [[gnu::always_inline]] void Number(Item& item);
+  [[gnu::always_inline]] void Text(Item& item);
   void Packed(Item& item);
   void Unknown(Item& item);
   void EndGroup(const Item& item);
   void Enter(const Item& item, bool clipped);
-  bool Length(Item* item, bool may_be_clipped);
+  [[gnu::always_inline]] bool Length(Item* item, bool may_be_clipped);
   bool Fixed(Item* item, int size);
 
   void Leave() {
@@ -206,7 +207,7 @@ class Walker {
   }
 
   // Enters the item into the top record's books and goes on behind it.
-  void Done(const Item& item) {
+  [[gnu::always_inline]] void Done(const Item& item) {
     const Field& field = *item.field;
     Frame& frame = top();
     frame.seen = (frame.seen & ~field.rivals) | uint64_t{1} << field.number;
