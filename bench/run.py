@@ -29,6 +29,7 @@ sys.path.insert(0, str(HERE))
 # The parts, each a module beside its programs.
 PARTS = {
     'peers': 'peers/peers.py',
+    'load': 'cost/load.py',
     'tarn': 'tarn/tarn.py',
 }
 
