@@ -30,6 +30,8 @@ sys.path.insert(0, str(HERE))
 PARTS = {
     'peers': 'peers/peers.py',
     'load': 'cost/load.py',
+    'growth': 'cost/growth.py',
+    'worst': 'cost/worst.py',
     'tarn': 'tarn/tarn.py',
 }
 

@@ -24,8 +24,9 @@ using Clock = std::chrono::steady_clock;
 // The default instance of Server.
 constexpr char kPrototype[] = "_ZN4tarn25_Server_default_instance_E";
 // name: "a"
-constexpr char kBytes[] = "\x0a\x01"
-                          "a";
+constexpr char kBytes[] =
+    "\x0a\x01"
+    "a";
 
 long long Since(Clock::time_point begin) {
   return std::chrono::nanoseconds(Clock::now() - begin).count();
@@ -67,7 +68,6 @@ int main(int argc, char* argv[]) {
     std::fprintf(stderr, "load: %s is another library\n", argv[1]);
     return 1;
   }
-  std::printf(
-      "{\"dlopen\": %lld, \"message\": %lld, \"descriptor\": %lld}\n", loaded,
-      message_there, descriptor_there);
+  std::printf("{\"dlopen\": %lld, \"message\": %lld, \"descriptor\": %lld}\n",
+              loaded, message_there, descriptor_there);
 }
