@@ -40,7 +40,7 @@ def call(program, kind, place, *arguments):
         surroundings['GLIBC_TUNABLES'] = 'glibc.malloc.mxfast=0'
         place = 'heap'
     return json.loads(subprocess.run(
-        [program, kind, place, *map(str, arguments)], check=True,
+        [program, *map(str, (kind, place, *arguments))], check=True,
         env=surroundings, capture_output=True).stdout)
 
 
@@ -87,11 +87,16 @@ def per(point, step):
     return point[step] / point['size']
 
 
+def word(name):
+    """What a line of the drawing counts."""
+    return WORDS[name.partition(',')[0]]
+
+
 def bends(name, results):
     """What a node costs as the message outgrows the caches."""
     points = [point for point in results['series'][name]
               if point['size'] >= FIT_FROM]
-    kind = WORDS[name.split(',')[0]]
+    kind = word(name)
     rows = [[f'{point["size"]:,}', f'{point["live_bytes"] / 1e6:.3g}',
              *(f'{per(point, step):.0f}' for step in STEPS),
              f'{point["random_read"]:.1f}'] for point in points]
@@ -114,7 +119,7 @@ def markdown(results):
                f'{per(point, "space_used"):.0f}']
               for name, point in zip(names, largest)]
     tables = '\n\n'.join(
-        f'{name}, nanoseconds for each {WORDS[name.split(',')[0]]}:\n\n'
+        f'{name}, nanoseconds for each {word(name)}:\n\n'
         f'{bends(name, results)}' for name in names)
     return f"""\
 Trees are a server, its clients with {4} displays of {12} modules each; maps \

@@ -43,6 +43,8 @@ using google::protobuf::UnknownFieldSet;
 // octave shows all that can happen.
 constexpr int kFewest = 2048;
 constexpr int kMost = 2 * kFewest + 64;
+// Parsed once more so many times as large, to see whether that is different.
+constexpr int kTimes = 256;
 // Records inside one another that a search goes down.
 constexpr int kDepth = 12;
 
@@ -93,6 +95,7 @@ class Searcher {
     std::string unit;                       // in words
     const Descriptor* unit_type = nullptr;  // that the unit belongs to
     uint64_t memory = 0;
+    uint64_t many_memory = 0;  // of kTimes such inputs behind one another
     double ratio() const {
       return bytes.empty() ? 0 : static_cast<double>(memory) / bytes.size();
     }
@@ -110,6 +113,9 @@ class Searcher {
       input.memory = Peak(type, input.bytes);
       if (input.ratio() > worst.ratio()) worst = input;
     }
+    std::string many;
+    for (int i = 0; i < kTimes; ++i) many += worst.bytes;
+    worst.many_memory = Peak(type, many);
     return worst;
   }
 
@@ -365,9 +371,11 @@ class Searcher {
 
 void Print(const char* place, const Searcher::Input& input) {
   std::printf(
-      ", \"%s\": {\"bytes\": %zu, \"memory\": %llu, \"in\": \"%s\", "
+      ", \"%s\": {\"bytes\": %zu, \"memory\": %llu, \"times\": %d, "
+      "\"memory_of_all\": %llu, \"in\": \"%s\", "
       "\"unit\": \"%s\"}",
       place, input.bytes.size(), static_cast<unsigned long long>(input.memory),
+      kTimes, static_cast<unsigned long long>(input.many_memory),
       input.unit_type->name().c_str(), input.unit.c_str());
 }
 

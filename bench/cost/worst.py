@@ -45,8 +45,8 @@ def markdown(results):
     best = min(rate(now[place]) for now in types for place in PLACES)
     return f"""\
 The most memory that parsing can be made to take for each byte of input, over \
-inputs of some kilobytes and more; the message itself comes on top, some \
-hundred bytes. Each figure is that of an input that was found by search, \
+inputs of some kilobytes; {results['types'][0]['heap']['times']} times as much \
+of the same takes no more for each byte. Each figure is that of an input that was found by search, \
 parsed, and counted: what is held at the peak of the parse, with what glibc \
 adds to each piece. The unit that the input repeats is shown; `7?` is an empty \
 length-delimited field of a number that the type does not have.
@@ -55,7 +55,8 @@ Every type takes {best:.0f} bytes and more for each byte of input, because \
 unknown fields are kept: one of two bytes becomes a string of its own and an \
 entry of a list. Where a list holds messages, an element of two bytes becomes \
 an object. On an arena, members of a `oneof` that replace one another all stay \
-until the arena goes: `ChildTypes` of two kinds in turn take most.
+until the arena goes: two kinds of node in turn are the worst for whatever \
+holds a `ChildTypes`.
 
 A receiver that wants to spend no more than {BUDGET >> 20} MiB on a message \
 of an unfriendly sender refuses those larger than the last column says; for \

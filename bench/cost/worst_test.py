@@ -31,6 +31,10 @@ def main(worst, descriptor_set):
         for place in ('heap', 'arena'):
             if now[place]['memory'] < 40 * now[place]['bytes']:
                 sys.exit(f'{now}: unknown fields alone take more')
+            all_bytes = now[place]['times'] * now[place]['bytes']
+            if now[place]['memory_of_all'] / all_bytes > 1.02 * (
+                    now[place]['memory'] / now[place]['bytes']):
+                sys.exit(f'{now}: a larger input takes more')
     for name in ('ChildTypes', 'NetworkStatusReport', 'KT4Products'):
         kind = factory.GetPrototype(pool.FindMessageTypeByName('tarn.' + name))
         said = next(now for now in found if now['type'] == name)
