@@ -32,6 +32,7 @@ PARTS = {
     'load': 'cost/load.py',
     'growth': 'cost/growth.py',
     'worst': 'cost/worst.py',
+    'capacity': 'cost/capacity.py',
     'tarn': 'tarn/tarn.py',
 }
 
