@@ -118,6 +118,22 @@ class BuiltFile(unittest.TestCase):
                    for unit in self.units()]
         self.assertEqual(trained, [PROFILE == "trained"] * 2)
 
+    def addresses(self, method):
+        """Where the given method of each message lies in the file."""
+        with open(DEBUG_FILE, "rb") as debug:
+            table = ELFFile(debug).get_section_by_name(".symtab")
+            wanted = re.compile(r"_ZNK?4tarn\d+[A-Za-z0-9_]+?" + method)
+            return [symbol["st_value"] for symbol in table.iter_symbols()
+                    if wanted.fullmatch(symbol.name)]
+
+    def test_is_laid_out_by_the_profile_where_one_was_trained(self):
+        # Code that the trainer never ran goes before all that it ran.
+        never = self.addresses("12GetClassDataEv")
+        often = self.addresses("14_InternalParseEPKcPN6google8protobuf8"
+                               "internal12ParseContextE")
+        self.assertEqual((len(never), len(often)), (53, 53))
+        self.assertEqual(max(never) < min(often), PROFILE == "trained")
+
     def test_debug_information_names_no_folder_of_the_build(self):
         self.assertEqual(
             [(unit["DW_AT_comp_dir"].value, unit["DW_AT_name"].value)
