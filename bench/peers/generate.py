@@ -9,6 +9,7 @@ is: neither knows maps, whose entries become structures, and their enums are
 closed, so that numbers stand for them.
 """
 import pathlib
+import re
 import sys
 
 from google.protobuf import descriptor_pb2
@@ -43,6 +44,11 @@ def camel(name):
     return ''.join(words) if words[0][0].isalpha() else 'F' + ''.join(words)
 
 
+def snake(name):
+    """A name as protobuf-c makes one of it."""
+    return re.sub('(?<=[^A-Z_])(?=[A-Z])', '_', name).lower()
+
+
 def type_names(field):
     if field.type == FIELD.TYPE_MESSAGE:
         name = field.type_name.rsplit('.', 1)[-1]
@@ -69,6 +75,11 @@ def macro(field):
 def fields_h(messages):
     names = ' '.join(f'X({message.name})' for message in messages)
     yield f'#define SCHEMA_MESSAGES(X) {names}\n'
+    names = ' '.join(f'X({name}, {snake(name)})' for message in messages
+                     for name in [message.name] +
+                     [f'{message.name}__{entry.name}'
+                      for entry in message.nested_type])
+    yield f'#define SCHEMA_C_NAMES(X) {names}\n'
     for message in messages:
         yield f'#define SCHEMA_FIELDS_{message.name}(X) \\\n'
         for field in message.field:
