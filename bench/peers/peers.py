@@ -1,15 +1,292 @@
 """The library beside the other ways to move the same values."""
+import json
+import math
+import os
+import statistics
+import subprocess
+
+import chart
+
+# In the order of the tables: program, what people call it, Debian's package.
+CONTESTANTS = {
+    'ours': ('libschema', 'libprotobuf-dev'),
+    'plain': ('the same sources, plain -O2', 'libprotobuf-dev'),
+    'lite': ('the lite runtime', 'libprotobuf-dev'),
+    'protobuf_c': ('protobuf-c', 'libprotobuf-c-dev'),
+    'nanopb': ('nanopb', 'libnanopb-dev'),
+    'protozero': ('protozero into structs', 'libprotozero-dev'),
+    'msgpack': ('MessagePack', 'libmsgpack-cxx-dev'),
+    'json': ('JSON by simdjson and RapidJSON', 'libsimdjson-dev'),
+    'flatbuffers': ('FlatBuffers', 'libflatbuffers-dev'),
+    'capnp': ("Cap'n Proto", 'libcapnp-dev'),
+}
+TREES = ['tree, 5 KB', 'tree, 50 KB', 'tree, 1.2 MB']
+PAYLOADS = TREES + ['report, 20 keys', 'report, 2,000 keys', '40 products',
+                    'file, 1 MB', '1,000 bools', '1,000 enums',
+                    'frame, 9 bytes']
+BEST = ('parse block', 'serialize cached')
+FOREIGN = ('parse new', 'serialize array')
+# Against whom, the peer's operations, ours, and the ratios aimed at.
+AIMS = {
+    'plain -O2, both into a new message':
+        ('plain', ('parse new', BEST[1]), ('parse new', BEST[1]), (1.25, 1.5)),
+    'plain -O2, both into an arena':
+        ('plain', BEST, BEST, (1.35, 1.5)),
+    'plain -O2 used naively: new message, new string':
+        ('plain', ('parse new', 'serialize string'), BEST, (2.0, 1.7)),
+    'lite runtime, both into an arena':
+        ('lite', BEST, BEST, (1.2, 1.3)),
+    'protobuf-c': ('protobuf_c', FOREIGN, BEST, (2.0, 2.2)),
+    'nanopb': ('nanopb', FOREIGN, BEST, (2.0, 2.2)),
+    'JSON, simdjson and RapidJSON': ('json', FOREIGN, BEST, (3.0, 3.0)),
+    'MessagePack': ('msgpack', FOREIGN, BEST, (1.3, 1.5)),
+    'protozero, a walk that stores nothing':
+        ('protozero', ('walk', None), BEST, (0.45, None)),
+}
+# What every contestant can do, from plain structs and back to every value.
+THROUGH = ['encode', 'decode']
+USES = ['build', 'parse new', 'parse reused', 'parse arena', 'parse block',
+        'serialize string', 'serialize reused', 'serialize array',
+        'serialize cached', 'copy', 'read', 'destroy']
+
+
+def program(build_dir, contestant):
+    return build_dir / 'bench' / 'peers' / f'bench_peers_{contestant}'
+
+
+def pin():
+    """Keeps this process on one core."""
+    os.sched_setaffinity(0, {max(os.sched_getaffinity(0))})
+
+
+def measure(build_dir, contestant, seconds):
+    """The time of each operation in ns: {payload: {operation: time}}."""
+    command = [program(build_dir, contestant), '--benchmark_format=json',
+               f'--benchmark_min_time={seconds}']
+    done = subprocess.run(command, check=True, stdout=subprocess.PIPE,
+                          stderr=subprocess.PIPE, preexec_fn=pin)
+    times = {}
+    for entry in json.loads(done.stdout)['benchmarks']:
+        payload, operation, *manual = entry['name'].split('/')
+        time = entry['real_time' if manual else 'cpu_time']
+        times.setdefault(payload, {})[operation] = time
+    return times
+
+
+def count(build_dir, contestant):
+    """Sizes and allocations, of a run that is not timed."""
+    library = build_dir / 'bench' / 'peers' / 'libbench_peers_allocations.so'
+    done = subprocess.run(
+        [program(build_dir, contestant), '--count'], check=True,
+        stdout=subprocess.PIPE, env=os.environ | {'LD_PRELOAD': str(library)})
+    return json.loads(done.stdout)
+
+
+def summary(numbers):
+    """The median, and the lowest and highest."""
+    return [round(number, 4) for number in
+            (statistics.median(numbers), min(numbers), max(numbers))]
+
+
+def tree_ratios(rounds, peer, theirs, ours):
+    """How many times as long a peer takes, as the geometric mean of the trees,
+    in each round."""
+    return [statistics.geometric_mean(
+        times[peer][tree][theirs] / times['ours'][tree][ours]
+        for tree in TREES) for times in rounds]
+
+
+def versions():
+    packages = sorted({package for _, package in CONTESTANTS.values()}
+                      | {'rapidjson-dev', 'libbenchmark-dev'})
+    done = subprocess.run(
+        ['dpkg-query', '--show', '--showformat=${Package} ${Version}\n']
+        + packages, check=True, stdout=subprocess.PIPE, text=True)
+    return dict(line.split() for line in done.stdout.splitlines())
+
+
+def summarize(rounds, counts):
+    times = {
+        contestant: {
+            payload: {
+                operation: summary([one[contestant][payload][operation]
+                                    for one in rounds])
+                for operation in operations}
+            for payload, operations in rounds[0][contestant].items()}
+        for contestant in CONTESTANTS}
+    aims = {
+        label: [their and summary(tree_ratios(rounds, peer, their, our))
+                for their, our in zip(theirs, ours)]
+        for label, (peer, theirs, ours, _) in AIMS.items()}
+    through = {
+        contestant: {
+            operation: summary(tree_ratios(rounds, contestant, operation,
+                                           operation))
+            for operation in THROUGH}
+        for contestant in CONTESTANTS}
+    return {'rounds': len(rounds), 'times': times, 'aims': aims,
+            'through': through, 'counts': counts}
 
 
 def run(build_dir, rounds, progress):
-    del build_dir
-    progress('nothing yet')
-    return {'rounds': rounds}
+    counts = {}
+    for contestant in CONTESTANTS:
+        progress(f'counting allocations of {contestant}')
+        counts[contestant] = count(build_dir, contestant)
+    measured = []
+    names = list(CONTESTANTS)
+    for number in range(rounds):
+        times = {}
+        # Nobody always comes first.
+        for contestant in names[number % len(names):] + names[:number
+                                                              % len(names)]:
+            progress(f'round {number + 1} of {rounds}, {contestant}')
+            times[contestant] = measure(build_dir, contestant,
+                                        0.01 if rounds > 1 else 0.00001)
+        measured.append(times)
+    return summarize(measured, counts) | {'versions': versions()}
+
+
+def row(*cells):
+    return '| ' + ' | '.join(cells) + ' |'
+
+
+def table(head, rows):
+    return '\n'.join([row(*head), '|---|' + '--:|' * (len(head) - 1)]
+                     + [row(*cells) for cells in rows])
+
+
+def number(value):
+    """Three figures, and a unit of time."""
+    for unit, size in (('s', 1e9), ('ms', 1e6), ('µs', 1e3), ('ns', 1)):
+        if value >= size or unit == 'ns':
+            scaled = value / size
+            digits = max(0, 2 - math.floor(math.log10(scaled))) if scaled else 0
+            return f'{scaled:.{min(digits, 2)}f} {unit}'
+    return ''
+
+
+def spread(ratio):
+    median, low, high = ratio
+    return f'**{median:.2f}** ({low:.2f}–{high:.2f})'
+
+
+def verdict(ratio, aim):
+    if ratio is None:
+        return '–', '–'
+    word = 'reached' if ratio[0] >= aim else 'not reached'
+    return spread(ratio), f'{aim:g}: {word}'
+
+
+def aims_table(results):
+    return table(
+        ['against', 'parse', 'aim', 'serialize', 'aim'],
+        [(label, *verdict(results['aims'][label][0], aims[0]),
+          *verdict(results['aims'][label][1], aims[1]))
+         for label, (_, _, _, aims) in AIMS.items()])
+
+
+def through_table(results):
+    def cells(contestant, title):
+        times = results['times'][contestant][TREES[1]]
+        sizes = results['counts'][contestant]
+        yield title
+        for operation in THROUGH:
+            yield spread(results['through'][contestant][operation])
+        yield number(times['read'][0])
+        for payload in (TREES[1], 'report, 20 keys', '40 products',
+                        'file, 1 MB'):
+            yield f'{sizes[payload]["size"]:,}' if payload in sizes else '–'
+    return table(
+        ['', 'values to bytes', 'bytes to values', 'read again',
+         'tree, 50 KB', 'report, 20 keys', '40 products', 'file, 1 MB'],
+        [list(cells(contestant, title))
+         for contestant, (title, _) in CONTESTANTS.items()])
+
+
+def uses_table(results):
+    times = results['times']['ours']
+    return table(['median'] + PAYLOADS,
+                 [[use] + [number(times[payload][use][0])
+                           for payload in PAYLOADS] for use in USES])
+
+
+def allocations_table(results):
+    counts = results['counts']['ours']
+    def cell(payload, use):
+        calls, size = counts[payload]['allocations'][use]
+        return f'{calls:,}; {size:,}' if calls else '0'
+    return table(['calls; bytes'] + PAYLOADS,
+                 [[use] + [cell(payload, use) for payload in PAYLOADS]
+                  for use in USES if use != 'destroy'])
+
+
+def pitfalls(results):
+    """Each pitfall with the figure that shows it."""
+    times = results['times']['ours']
+
+    def ratio(payload, slow, fast):
+        return f'{times[payload][slow][0] / times[payload][fast][0]:.2f}'
+    return table(
+        ['how many times as long', ''],
+        [('a new message as one that is reused, 40 products',
+          ratio('40 products', 'parse new', 'parse reused')),
+         ('the same, tree of 50 KB: its nodes stand in a oneof, which frees '
+          'them when it is cleared', ratio(TREES[1], 'parse new',
+                                           'parse reused')),
+         ('a new arena as a new message, frame of 9 bytes',
+          ratio('frame, 9 bytes', 'parse arena', 'parse new')),
+         ('a new message as an arena that is reset, tree of 50 KB',
+          ratio(TREES[1], 'parse new', 'parse block')),
+         ('the size computed twice as once, tree of 50 KB',
+          ratio(TREES[1], 'serialize array', 'serialize cached')),
+         ('the same, frame of 9 bytes',
+          ratio('frame, 9 bytes', 'serialize array', 'serialize cached'))])
 
 
 def markdown(results):
-    return f'{results["rounds"]} rounds'
+    rounds = results['rounds']
+    packages = ', '.join(f'{name} {version}' for name, version
+                         in results['versions'].items())
+    return f'''How many times as long the other takes, as the geometric mean of the three
+trees: the median of {rounds} rounds, the lowest and the highest.
+
+{aims_table(results)}
+
+Through the whole way, the same ratios; the time that reading every value of a
+message takes once more, tree of 50 KB; and bytes on the wire:
+
+{through_table(results)}
+
+What using the library in each way takes:
+
+{uses_table(results)}
+
+What that allocates, when it is done a second time:
+
+{allocations_table(results)}
+
+The pitfalls:
+
+{pitfalls(results)}
+
+*{packages}*'''
 
 
 def draw(results, folder):
-    del results, folder
+    labels = list(AIMS)
+    chart.bars(
+        folder / 'peers-ratios.svg', 'Time of others, libschema = 1',
+        'times as long (geometric mean of three trees, median of rounds)',
+        {name: [ratios and ratios[0] for ratios in
+                (results['aims'][label][side] for label in labels)]
+         for side, name in enumerate(['parse', 'serialize'])},
+        labels, mark=1)
+    others = [name for name in CONTESTANTS if name != 'ours']
+    chart.bars(
+        folder / 'peers-through.svg',
+        'Plain structs to bytes, and bytes to every value read, libschema = 1',
+        'times as long (geometric mean of three trees, median of rounds)',
+        {operation: [results['through'][name][operation][0]
+                     for name in others] for operation in THROUGH},
+        [CONTESTANTS[name][0] for name in others], mark=1)
