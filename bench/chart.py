@@ -32,7 +32,7 @@ matplotlib.rcParams.update({
 
 @contextlib.contextmanager
 def figure(path, title, x, y, size=(7.5, 4)):
-    """Axes to draw on; the labels name the units. Written to path at the end."""
+    """Axes to draw on, written to path at the end. Labels name the units."""
     drawing, axes = pyplot.subplots(figsize=size)
     axes.set_title(title)
     axes.set_xlabel(x)
@@ -66,13 +66,12 @@ def bars(path, title, x, series, groups, mark=None, log=False):
     with figure(path, title, x, '',
                 (7.5, 1 + 0.24 * len(groups) * (len(series) + 0.5))) as axes:
         for index, (name, numbers) in enumerate(series.items()):
-            for group, number in enumerate(numbers):
-                if number is None:
-                    continue
-                place = group + height * (index - (len(series) - 1) / 2)
-                axes.barh(place, number, height,
-                          color=COLOURS[index % len(COLOURS)],
-                          label=name if numbers.index(number) == group else None)
+            there = [(group + height * (index - (len(series) - 1) / 2), number)
+                     for group, number in enumerate(numbers)
+                     if number is not None]
+            places, lengths = zip(*there)
+            axes.barh(places, lengths, height, label=name)
+            for place, number in there:
                 axes.text(number, place, f' {number:.3g}', va='center',
                           fontsize=8)
         axes.set_yticks(range(len(groups)), groups)

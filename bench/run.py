@@ -104,6 +104,14 @@ def replace_section(page, part, text):
     page.write_text(f'{head}{begin}\n{text.strip()}\n{end}{tail}')
 
 
+def document_of(about, results):
+    """Results as JSON, a list of plain numbers or texts on one line."""
+    text = json.dumps({'about': about, 'results': results}, indent=1,
+                      sort_keys=True, ensure_ascii=False)
+    return re.sub(r'\[([^][{}]*)\]',
+                  lambda found: f'[{" ".join(found[1].split())}]', text) + '\n'
+
+
 def publish(part, module, document, section):
     """Writes what the documentation shows."""
     results = HERE / 'results'
@@ -154,8 +162,7 @@ def main():
         progress.end()
         section = module.markdown(results)
         print(f'\n## {part} ({time.monotonic() - begin:.0f} s)\n\n{section}')
-        document = json.dumps({'about': about, 'results': results}, indent=1,
-                              sort_keys=True) + '\n'
+        document = document_of(about, results)
         target.mkdir(parents=True, exist_ok=True)
         (target / f'{part}.json').write_text(document)
         if given.update:

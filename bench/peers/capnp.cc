@@ -23,20 +23,20 @@ capnp::Text::Reader Text(const std::string& text) {
 #define FILL_ENUM FILL_NUMBER
 #define FILL_STRING(name, Camel) \
   if (!in.name.empty()) out.set##Camel(Text(in.name));
-#define FILL_BYTES(name, Camel)                         \
-  out.set##Camel(capnp::Data::Reader(                   \
+#define FILL_BYTES(name, Camel)       \
+  out.set##Camel(capnp::Data::Reader( \
       reinterpret_cast<const uint8_t*>(in.name.data()), in.name.size()));
 #define FILL_MESSAGE(name, Camel) \
   if (in.name) Fill(*in.name, out.init##Camel());
 #define FILL_CHOICE FILL_MESSAGE
-#define FILL_EACH(name, Camel, add)                                   \
-  if (!in.name.empty()) {                                             \
+#define FILL_EACH(name, Camel, add)                                     \
+  if (!in.name.empty()) {                                               \
     auto list = out.init##Camel(static_cast<uint32_t>(in.name.size())); \
-    uint32_t i = 0;                                                   \
-    for (const auto& x : in.name) {                                   \
-      add;                                                            \
-      ++i;                                                            \
-    }                                                                 \
+    uint32_t i = 0;                                                     \
+    for (const auto& x : in.name) {                                     \
+      add;                                                              \
+      ++i;                                                              \
+    }                                                                   \
   }
 #define FILL_NUMBERS(name, Camel) FILL_EACH(name, Camel, list.set(i, x))
 #define FILL_ENUMS FILL_NUMBERS
@@ -47,10 +47,10 @@ capnp::Text::Reader Text(const std::string& text) {
             list[i].setValue(x.second))
 #define FILL_FIELD(what, number, name, lower, Camel, kind, type) \
   FILL_##what(name, Camel)
-#define DEFINE_FILL(Type)                                      \
-  void Fill([[maybe_unused]] const model::Type& in,            \
-            [[maybe_unused]] cp::Type::Builder out) {          \
-    SCHEMA_FIELDS_##Type(FILL_FIELD)                           \
+#define DEFINE_FILL(Type)                             \
+  void Fill([[maybe_unused]] const model::Type& in,   \
+            [[maybe_unused]] cp::Type::Builder out) { \
+    SCHEMA_FIELDS_##Type(FILL_FIELD)                  \
   }
 SCHEMA_MESSAGES(DEFINE_FILL)
 
@@ -77,10 +77,10 @@ std::string_view View(capnp::Data::Reader data) {
 
 template <typename T>
 struct RootOf;
-#define DEFINE_ROOT_OF(Type)      \
-  template <>                     \
-  struct RootOf<model::Type> {    \
-    using type = cp::Type;        \
+#define DEFINE_ROOT_OF(Type)   \
+  template <>                  \
+  struct RootOf<model::Type> { \
+    using type = cp::Type;     \
   };
 SCHEMA_MESSAGES(DEFINE_ROOT_OF)
 
@@ -122,8 +122,4 @@ void Enter(const Payload<T>& payload, Contest& contest) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  return RunContest(argc, argv, [](const auto& payload, Contest& contest) {
-    Enter(payload, contest);
-  });
-}
+CONTEST_MAIN(Enter)

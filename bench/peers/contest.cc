@@ -26,8 +26,9 @@ int Contest::Count() const {
   }
   const char* separator = "{";
   for (const auto& [payload, operations] : operations_) {
-    std::cout << separator << "\n\"" << payload << "\": {\"size\": "
-              << sizes_.at(payload) << ", \"allocations\": {";
+    std::cout << separator << "\n\"" << payload
+              << "\": {\"size\": " << sizes_.at(payload)
+              << ", \"allocations\": {";
     separator = ",";
     const char* inner = "";
     for (const auto& [name, operation] : operations) {
@@ -35,9 +36,8 @@ int Contest::Count() const {
       const AllocationCount before = *count;
       operation();
       const AllocationCount after = *count;
-      std::cout << inner << '"' << name << "\": ["
-                << after.calls - before.calls << ", "
-                << after.bytes - before.bytes << ']';
+      std::cout << inner << '"' << name << "\": [" << after.calls - before.calls
+                << ", " << after.bytes - before.bytes << ']';
       inner = ", ";
     }
     std::cout << "}}";

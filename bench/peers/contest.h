@@ -23,20 +23,19 @@ class Contest {
   template <typename T, typename F>
   void Time(const Payload<T>& payload, const std::string& name, F operation) {
     Keep(payload.name, name, operation);
-    benchmark::RegisterBenchmark(
-        (payload.name + "/" + name).c_str(),
-        [operation](benchmark::State& state) mutable {
-          for (auto _ : state) operation();
-        });
+    benchmark::RegisterBenchmark((payload.name + "/" + name).c_str(),
+                                 [operation](benchmark::State& state) mutable {
+                                   for (auto _ : state) operation();
+                                 });
   }
 
-  // Times the destruction of what make() returns, some at a time.
+  // Times the destruction of what make() returns, a batch at a time.
   template <typename T, typename F>
   void TimeDestruction(const Payload<T>& payload, F make) {
     benchmark::RegisterBenchmark(
         (payload.name + "/destroy").c_str(),
-        [make, count = 1 + 20000 / payload.bytes.size()](
-            benchmark::State& state) {
+        [make,
+         count = 1 + 20000 / payload.bytes.size()](benchmark::State& state) {
           std::vector<decltype(make())> made;
           for (auto _ : state) {
             for (size_t i = 0; i < count; ++i) made.push_back(make());
@@ -44,8 +43,9 @@ class Contest {
             made.clear();
             const std::chrono::duration<double> took =
                 std::chrono::steady_clock::now() - begin;
-            state.SetIterationTime(took.count() / static_cast<double>(count));
+            state.SetIterationTime(took.count());
           }
+          state.counters["batch"] = static_cast<double>(count);
         })
         ->UseManualTime();
   }
@@ -96,5 +96,13 @@ int RunContest(int argc, char** argv, F enter) {
   payloads.ForEach([&](const auto& payload) { enter(payload, contest); });
   return contest.Run(argc, argv);
 }
+
+// The main function of a contestant with such a function template.
+#define CONTEST_MAIN(enter)                                                   \
+  int main(int argc, char** argv) {                                           \
+    return RunContest(argc, argv, [](const auto& payload, Contest& contest) { \
+      enter(payload, contest);                                                \
+    });                                                                       \
+  }
 
 #endif  // SCHEMA_BENCH_PEERS_CONTEST_H_

@@ -17,14 +17,14 @@ SCHEMA_MESSAGES(DECLARE_FILL)
 // What a table points to is written before the table.
 #define PART_NUMBER(name, type)
 #define PART_ENUM PART_NUMBER
-#define PART_STRING(name, type)                \
-  Offset<flatbuffers::String> name;            \
+#define PART_STRING(name, type)     \
+  Offset<flatbuffers::String> name; \
   if (!in.name.empty()) name = builder.CreateString(in.name);
-#define PART_BYTES(name, type)                                       \
-  const auto name = builder.CreateVector(                            \
+#define PART_BYTES(name, type)            \
+  const auto name = builder.CreateVector( \
       reinterpret_cast<const uint8_t*>(in.name.data()), in.name.size());
-#define PART_MESSAGE(name, type)               \
-  Offset<fb::type> name;                       \
+#define PART_MESSAGE(name, type) \
+  Offset<fb::type> name;         \
   if (in.name) name = Fill(*in.name, builder);
 #define PART_CHOICE PART_MESSAGE
 #define PART_NUMBERS(name, type) \
@@ -32,19 +32,19 @@ SCHEMA_MESSAGES(DECLARE_FILL)
 #define PART_ENUMS PART_NUMBERS
 #define PART_STRINGS(name, type) \
   const auto name = builder.CreateVectorOfStrings(in.name);
-#define PART_EACH(name, Element, make)                     \
-  Offset<flatbuffers::Vector<Offset<Element>>> name;       \
-  if (!in.name.empty()) {                                  \
-    std::vector<Offset<Element>> parts;                    \
-    parts.reserve(in.name.size());                         \
-    for (const auto& x : in.name) parts.push_back(make);   \
-    name = builder.CreateVector(parts);                    \
+#define PART_EACH(name, Element, make)                   \
+  Offset<flatbuffers::Vector<Offset<Element>>> name;     \
+  if (!in.name.empty()) {                                \
+    std::vector<Offset<Element>> parts;                  \
+    parts.reserve(in.name.size());                       \
+    for (const auto& x : in.name) parts.push_back(make); \
+    name = builder.CreateVector(parts);                  \
   }
 #define PART_MESSAGES(name, type) PART_EACH(name, fb::type, Fill(x, builder))
-#define PART_MAP(name, type)                               \
-  PART_EACH(name, fb::StatusEntry,                         \
-            fb::CreateStatusEntry(                         \
-                builder, builder.CreateString(x.first), x.second))
+#define PART_MAP(name, type) \
+  PART_EACH(                 \
+      name, fb::StatusEntry, \
+      fb::CreateStatusEntry(builder, builder.CreateString(x.first), x.second))
 #define PART(what, number, name, lower, Camel, kind, type) \
   PART_##what(name, type)
 
@@ -53,10 +53,10 @@ SCHEMA_MESSAGES(DECLARE_FILL)
 #define ADD_STRING(name, lower, type) out.add_##lower(name);
 #define ADD_BYTES ADD_STRING
 #define ADD_MESSAGE ADD_STRING
-#define ADD_CHOICE(name, lower, type)                 \
-  if (in.name) {                                      \
-    out.add_types_type(fb::ChildTypesKind_##type);    \
-    out.add_types(name.Union());                      \
+#define ADD_CHOICE(name, lower, type)              \
+  if (in.name) {                                   \
+    out.add_types_type(fb::ChildTypesKind_##type); \
+    out.add_types(name.Union());                   \
   }
 #define ADD_NUMBERS ADD_STRING
 #define ADD_ENUMS ADD_STRING
@@ -65,11 +65,11 @@ SCHEMA_MESSAGES(DECLARE_FILL)
 #define ADD_MAP ADD_STRING
 #define ADD(what, number, name, lower, Camel, kind, type) \
   ADD_##what(name, lower, type)
-#define DEFINE_FILL(Type)                                              \
-  Offset<fb::Type> Fill([[maybe_unused]] const model::Type& in,        \
-                        Builder& builder) {                            \
-    SCHEMA_FIELDS_##Type(PART) fb::Type##Builder out(builder);         \
-    SCHEMA_FIELDS_##Type(ADD) return out.Finish();                     \
+#define DEFINE_FILL(Type)                                       \
+  Offset<fb::Type> Fill([[maybe_unused]] const model::Type& in, \
+                        Builder& builder) {                     \
+    SCHEMA_FIELDS_##Type(PART) fb::Type##Builder out(builder);  \
+    SCHEMA_FIELDS_##Type(ADD) return out.Finish();              \
   }
 SCHEMA_MESSAGES(DEFINE_FILL)
 
@@ -85,16 +85,17 @@ std::string_view View(const flatbuffers::Vector<uint8_t>* bytes) {
 template <typename T>
 class Elements {
  public:
+  using Iterator = typename flatbuffers::Vector<T>::const_iterator;
+
   explicit Elements(const flatbuffers::Vector<T>* vector) : vector_(vector) {}
-  auto begin() const { return vector_ ? vector_->begin() : Iterator(); }
-  auto end() const { return vector_ ? vector_->end() : Iterator(); }
+  Iterator begin() const {
+    return vector_ == nullptr ? Iterator(nullptr, 0) : vector_->begin();
+  }
+  Iterator end() const {
+    return vector_ == nullptr ? Iterator(nullptr, 0) : vector_->end();
+  }
 
  private:
-  struct Iterator {
-    operator typename flatbuffers::Vector<T>::const_iterator() const {
-      return {nullptr, 0};
-    }
-  };
   const flatbuffers::Vector<T>* vector_;
 };
 
@@ -115,10 +116,10 @@ class Elements {
 
 template <typename T>
 struct RootOf;
-#define DEFINE_ROOT_OF(Type)      \
-  template <>                     \
-  struct RootOf<model::Type> {    \
-    using type = fb::Type;        \
+#define DEFINE_ROOT_OF(Type)   \
+  template <>                  \
+  struct RootOf<model::Type> { \
+    using type = fb::Type;     \
   };
 SCHEMA_MESSAGES(DEFINE_ROOT_OF)
 
@@ -154,9 +155,8 @@ void Enter(const Payload<T>& payload, Contest& contest) {
                [&payload, builder = std::make_shared<Builder>()] {
                  Write(payload.value, *builder);
                });
-  contest.Time(payload, "verify", [held] {
-    benchmark::DoNotOptimize(Verify<Root>(*held));
-  });
+  contest.Time(payload, "verify",
+               [held] { benchmark::DoNotOptimize(Verify<Root>(*held)); });
   contest.Time(payload, "read", [held] {
     benchmark::DoNotOptimize(Read<Root>(*held, Touch()));
   });
@@ -168,8 +168,4 @@ void Enter(const Payload<T>& payload, Contest& contest) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  return RunContest(argc, argv, [](const auto& payload, Contest& contest) {
-    Enter(payload, contest);
-  });
-}
+CONTEST_MAIN(Enter)

@@ -85,7 +85,7 @@ def fields_h(messages):
         for field in message.field:
             kind, cpp, _, _ = type_names(field)
             if field.type == FIELD.TYPE_ENUM:
-                cpp = field.type_name[1:].replace('.', '_').removeprefix('tarn_')
+                cpp = '_'.join(field.type_name.split('.')[2:])
             yield (f'  X({macro(field)}, {field.number}, {field.name}, '
                    f'{field.name.lower()}, {camel(field.name)}, {kind}, '
                    f'{cpp}) \\\n')

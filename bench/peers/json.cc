@@ -13,8 +13,8 @@ namespace {
 using Writer = rapidjson::Writer<rapidjson::StringBuffer>;
 namespace ondemand = simdjson::ondemand;
 
-#define DECLARE(Type)                                \
-  void Write(const model::Type& m, Writer& out);     \
+#define DECLARE(Type)                            \
+  void Write(const model::Type& m, Writer& out); \
   void Read(ondemand::object in, model::Type& m);
 SCHEMA_MESSAGES(DECLARE)
 
@@ -50,9 +50,8 @@ void WriteMap(const T& map, Writer& out) {
   }
 #define WRITE_NUMBER(name) WRITE_IF(name, m.name != 0, Write(m.name, out))
 #define WRITE_ENUM WRITE_NUMBER
-#define WRITE_STRING(name)         \
-  WRITE_IF(name, !m.name.empty(),  \
-           Write(std::string_view(m.name), out))
+#define WRITE_STRING(name) \
+  WRITE_IF(name, !m.name.empty(), Write(std::string_view(m.name), out))
 // A payload with bytes is not entered.
 #define WRITE_BYTES(name)
 #define WRITE_MESSAGE(name) WRITE_IF(name, m.name, Write(*m.name, out))
@@ -65,11 +64,10 @@ void WriteMap(const T& map, Writer& out) {
 #define WRITE_MAP(name) WRITE_IF(name, !m.name.empty(), WriteMap(m.name, out))
 #define WRITE_FIELD(what, number, name, lower, Camel, kind, type) \
   WRITE_##what(name)
-#define DEFINE_WRITE(Type)                                          \
-  void Write([[maybe_unused]] const model::Type& m, Writer& out) {  \
-    out.StartObject();                                              \
-    SCHEMA_FIELDS_##Type(WRITE_FIELD)                               \
-    out.EndObject();                                                \
+#define DEFINE_WRITE(Type)                                         \
+  void Write([[maybe_unused]] const model::Type& m, Writer& out) { \
+    out.StartObject();                                             \
+    SCHEMA_FIELDS_##Type(WRITE_FIELD) out.EndObject();             \
   }
 SCHEMA_MESSAGES(DEFINE_WRITE)
 
@@ -123,13 +121,13 @@ void Get(Value&& in, std::map<std::string, int32_t>& out) {
     Get(field.value(), m.name);                                  \
     continue;                                                    \
   }
-#define DEFINE_READ(Type)                                                  \
-  void Read(ondemand::object in, [[maybe_unused]] model::Type& m) {        \
-    for (auto field : in) {                                                \
-      const std::string_view key = field.unescaped_key();                  \
-      SCHEMA_FIELDS_##Type(READ_FIELD)                                     \
-      throw std::runtime_error("unknown key");                             \
-    }                                                                      \
+#define DEFINE_READ(Type)                                           \
+  void Read(ondemand::object in, [[maybe_unused]] model::Type& m) { \
+    for (auto field : in) {                                         \
+      const std::string_view key = field.unescaped_key();           \
+      SCHEMA_FIELDS_##Type(READ_FIELD) throw std::runtime_error(    \
+          "unknown key");                                           \
+    }                                                               \
   }
 SCHEMA_MESSAGES(DEFINE_READ)
 
@@ -156,8 +154,4 @@ void Enter(const Payload<T>& payload, Contest& contest) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  return RunContest(argc, argv, [](const auto& payload, Contest& contest) {
-    Enter(payload, contest);
-  });
-}
+CONTEST_MAIN(Enter)

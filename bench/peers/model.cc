@@ -13,7 +13,8 @@ SCHEMA_MESSAGES(DEFINE_HASH)
 
 namespace {
 
-#define DECLARE_WRITE(Type) void Write(const Type& m, protozero::pbf_writer out);
+#define DECLARE_WRITE(Type) \
+  void Write(const Type& m, protozero::pbf_writer out);
 SCHEMA_MESSAGES(DECLARE_WRITE)
 
 #define WRITE_NUMBER(number, name, kind) \
@@ -32,27 +33,27 @@ SCHEMA_MESSAGES(DECLARE_WRITE)
   for (const auto& x : m.name) out.add_##kind(number, x);
 #define WRITE_MESSAGES(number, name, kind) \
   for (const auto& x : m.name) Write(x, {out, number});
-#define WRITE_MAP(number, name, kind)           \
-  for (const auto& [key, value] : m.name) {     \
-    protozero::pbf_writer entry(out, number);   \
-    entry.add_string(1, key);                   \
-    entry.add_enum(2, value);                   \
+#define WRITE_MAP(number, name, kind)         \
+  for (const auto& [key, value] : m.name) {   \
+    protozero::pbf_writer entry(out, number); \
+    entry.add_string(1, key);                 \
+    entry.add_enum(2, value);                 \
   }
 #define WRITE_FIELD(what, number, name, lower, Camel, kind, type) \
   WRITE_##what(number, name, kind)
-#define DEFINE_WRITE(Type)                                                   \
-  void Write([[maybe_unused]] const Type& m, protozero::pbf_writer out) {    \
-    SCHEMA_FIELDS_##Type(WRITE_FIELD)                                        \
+#define DEFINE_WRITE(Type)                                                \
+  void Write([[maybe_unused]] const Type& m, protozero::pbf_writer out) { \
+    SCHEMA_FIELDS_##Type(WRITE_FIELD)                                     \
   }
 SCHEMA_MESSAGES(DEFINE_WRITE)
 
 }  // namespace
 
-#define DEFINE_ENCODE(Type)             \
-  std::string Encode(const Type& m) {   \
-    std::string bytes;                  \
+#define DEFINE_ENCODE(Type)                 \
+  std::string Encode(const Type& m) {       \
+    std::string bytes;                      \
     Write(m, protozero::pbf_writer(bytes)); \
-    return bytes;                       \
+    return bytes;                           \
   }
 SCHEMA_MESSAGES(DEFINE_ENCODE)
 

@@ -31,8 +31,8 @@ SCHEMA_MESSAGES(DECLARE_STRUCT)
 #define MEMBER_MAP(name, type) std::map<std::string, int32_t> name;
 #define MEMBER(what, number, name, lower, Camel, kind, type) \
   MEMBER_##what(name, type)
-#define DEFINE_STRUCT(Type) \
-  struct Type {             \
+#define DEFINE_STRUCT(Type)      \
+  struct Type {                  \
     SCHEMA_FIELDS_##Type(MEMBER) \
   };
 SCHEMA_MESSAGES(DEFINE_STRUCT)

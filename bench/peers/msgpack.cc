@@ -61,18 +61,23 @@ MSGPACK_API_VERSION_NAMESPACE(MSGPACK_DEFAULT_API_NS) {
 }
 }  // namespace msgpack
 
-int main(int argc, char** argv) {
-  return RunContest(argc, argv, [](const auto& payload, Contest& contest) {
-    const auto bytes = std::make_shared<msgpack::sbuffer>();
-    EnterStructs(
-        payload, contest,
-        [bytes](const auto& value) {
-          bytes->clear();
-          msgpack::pack(*bytes, value);
-          return bytes->size();
-        },
-        [bytes](auto& message) {
-          msgpack::unpack(bytes->data(), bytes->size())->convert(message);
-        });
-  });
+namespace {
+
+template <typename T>
+void Enter(const Payload<T>& payload, Contest& contest) {
+  const auto bytes = std::make_shared<msgpack::sbuffer>();
+  EnterStructs(
+      payload, contest,
+      [bytes](const T& value) {
+        bytes->clear();
+        msgpack::pack(*bytes, value);
+        return bytes->size();
+      },
+      [bytes](T& message) {
+        msgpack::unpack(bytes->data(), bytes->size())->convert(message);
+      });
 }
+
+}  // namespace
+
+CONTEST_MAIN(Enter)

@@ -8,18 +8,17 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "contest.h"
-#include "span.h"
+#include "c_structs.h"
 
 namespace {
 
 template <typename T>
 struct MessageOf;
-#define DEFINE_MESSAGE_OF(Type)                                           \
-  template <>                                                             \
-  struct MessageOf<model::Type> {                                         \
-    using type = tarn_##Type;                                             \
-    static constexpr const pb_msgdesc_t* kFields = tarn_##Type##_fields;  \
+#define DEFINE_MESSAGE_OF(Type)                                          \
+  template <>                                                            \
+  struct MessageOf<model::Type> {                                        \
+    using type = tarn_##Type;                                            \
+    static constexpr const pb_msgdesc_t* kFields = tarn_##Type##_fields; \
   };
 SCHEMA_MESSAGES(DEFINE_MESSAGE_OF)
 
@@ -33,43 +32,43 @@ SCHEMA_MESSAGES(DECLARE_FILL)
 #define FILL_ENUM FILL_NUMBER
 #define FILL_STRING(number, name) \
   if (!in.name.empty()) out->name = Copy(in.name);
-#define FILL_BYTES(number, name)                                            \
-  out->name = static_cast<pb_bytes_array_t*>(                               \
-      std::malloc(PB_BYTES_ARRAY_T_ALLOCSIZE(in.name.size())));             \
-  out->name->size = static_cast<pb_size_t>(in.name.size());                 \
+#define FILL_BYTES(number, name)                                \
+  out->name = static_cast<pb_bytes_array_t*>(                   \
+      std::malloc(PB_BYTES_ARRAY_T_ALLOCSIZE(in.name.size()))); \
+  out->name->size = static_cast<pb_size_t>(in.name.size());     \
   std::memcpy(out->name->bytes, in.name.data(), in.name.size());
 #define FILL_MESSAGE(number, name) \
   if (in.name) {                   \
     out->has_##name = true;        \
     Fill(*in.name, &out->name);    \
   }
-#define FILL_CHOICE(number, name)      \
-  if (in.name) {                       \
-    out->which_types = number;         \
-    Fill(*in.name, &out->types.name);  \
+#define FILL_CHOICE(number, name)     \
+  if (in.name) {                      \
+    out->which_types = number;        \
+    Fill(*in.name, &out->types.name); \
   }
-#define FILL_EACH(name, add)                                       \
-  if (!in.name.empty()) {                                          \
-    out->name = static_cast<decltype(out->name)>(                  \
-        std::calloc(in.name.size(), sizeof(*out->name)));          \
-    for (const auto& x : in.name) {                                \
-      auto& next = out->name[out->name##_count++];                 \
-      add;                                                         \
-    }                                                              \
+#define FILL_EACH(name, add)                              \
+  if (!in.name.empty()) {                                 \
+    out->name = static_cast<decltype(out->name)>(         \
+        std::calloc(in.name.size(), sizeof(*out->name))); \
+    for (const auto& x : in.name) {                       \
+      auto& next = out->name[out->name##_count++];        \
+      add;                                                \
+    }                                                     \
   }
 #define FILL_NUMBERS(number, name) \
   FILL_EACH(name, next = static_cast<std::decay_t<decltype(next)>>(x))
 #define FILL_ENUMS FILL_NUMBERS
 #define FILL_STRINGS(number, name) FILL_EACH(name, next = Copy(x))
 #define FILL_MESSAGES(number, name) FILL_EACH(name, Fill(x, &next))
-#define FILL_MAP(number, name)           \
+#define FILL_MAP(number, name)              \
   FILL_EACH(name, next.key = Copy(x.first); \
             next.value = static_cast<tarn_StatusCodes>(x.second))
 #define FILL_FIELD(what, number, name, lower, Camel, kind, type) \
   FILL_##what(number, name)
-#define DEFINE_FILL(Type)                               \
-  void Fill(const model::Type& in, tarn_##Type* out) {  \
-    SCHEMA_FIELDS_##Type(FILL_FIELD)                    \
+#define DEFINE_FILL(Type)                              \
+  void Fill(const model::Type& in, tarn_##Type* out) { \
+    SCHEMA_FIELDS_##Type(FILL_FIELD)                   \
   }
 SCHEMA_MESSAGES(DEFINE_FILL)
 
@@ -128,51 +127,29 @@ class Owner {
 };
 
 template <typename T>
-Owner<T> Build(const T& value) {
-  Owner<T> message;
-  Fill(value, &*message);
-  return message;
-}
-
-template <typename T>
-Owner<T> Parse(const Payload<T>& payload) {
-  Owner<T> message;
-  benchmark::DoNotOptimize(message.Parse(payload.bytes));
-  return message;
-}
-
-template <typename T>
 void Enter(const Payload<T>& payload, Contest& contest) {
   // Debian's build counts the bytes of a field with 16 bits.
   if constexpr (std::is_same_v<T, model::FileMessage>) return;
-  const auto message = std::make_shared<Owner<T>>(Build(payload.value));
-  const auto array = std::make_shared<std::string>(payload.bytes.size(), '\0');
-  contest.Check(payload, "size", message->Write(*array) == array->size());
-  contest.CheckBytes(payload, *array);
-  contest.CheckValues(payload, Walk(*Parse(payload), Hash()));
-
-  contest.Time(payload, "build", [&payload] { Build(payload.value); });
-  contest.Time(payload, "parse new", [&payload] { Parse(payload); });
-  contest.Time(payload, "decode", [&payload] {
-    benchmark::DoNotOptimize(Walk(*Parse(payload), Touch()));
-  });
-  contest.Time(payload, "serialize array", [message, array] {
-    benchmark::DoNotOptimize(message->Write(*array));
-  });
-  contest.Time(payload, "encode", [&payload, array] {
-    benchmark::DoNotOptimize(Build(payload.value).Write(*array));
-  });
-  contest.Time(payload, "read", [message] {
-    benchmark::DoNotOptimize(&**message);
-    benchmark::DoNotOptimize(Walk(**message, Touch()));
-  });
-  contest.TimeDestruction(payload, [&payload] { return Parse(payload); });
+  EnterCStructs(
+      payload, contest,
+      [](const T& value) {
+        Owner<T> message;
+        Fill(value, &*message);
+        return message;
+      },
+      [](const std::string& bytes) {
+        Owner<T> message;
+        benchmark::DoNotOptimize(message.Parse(bytes));
+        return message;
+      },
+      [](const Owner<T>& message, std::string& array) {
+        return message.Write(array);
+      },
+      [](const Owner<T>& message, auto visitor) {
+        return Walk(*message, visitor);
+      });
 }
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  return RunContest(argc, argv, [](const auto& payload, Contest& contest) {
-    Enter(payload, contest);
-  });
-}
+CONTEST_MAIN(Enter)

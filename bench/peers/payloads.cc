@@ -13,8 +13,8 @@ class Random {
 
   // From low to high, both included.
   int32_t From(int32_t low, int32_t high) {
-    return low + static_cast<int32_t>(
-                     engine_() % (static_cast<uint32_t>(high - low) + 1));
+    return low + static_cast<int32_t>(engine_() %
+                                      (static_cast<uint32_t>(high - low) + 1));
   }
   bool In100(int32_t percent) { return From(1, 100) <= percent; }
   template <size_t kSize>

@@ -69,7 +69,7 @@ def measure(build_dir, contestant, seconds):
     for entry in json.loads(done.stdout)['benchmarks']:
         payload, operation, *manual = entry['name'].split('/')
         time = entry['real_time' if manual else 'cpu_time']
-        times.setdefault(payload, {})[operation] = time
+        times.setdefault(payload, {})[operation] = time / entry.get('batch', 1)
     return times
 
 
@@ -142,7 +142,7 @@ def run(build_dir, rounds, progress):
                                                               % len(names)]:
             progress(f'round {number + 1} of {rounds}, {contestant}')
             times[contestant] = measure(build_dir, contestant,
-                                        0.01 if rounds > 1 else 0.00001)
+                                        0.005 if rounds > 1 else 0.00001)
         measured.append(times)
     return summarize(measured, counts) | {'versions': versions()}
 
@@ -156,14 +156,12 @@ def table(head, rows):
                      + [row(*cells) for cells in rows])
 
 
-def number(value):
-    """Three figures, and a unit of time."""
-    for unit, size in (('s', 1e9), ('ms', 1e6), ('µs', 1e3), ('ns', 1)):
-        if value >= size or unit == 'ns':
-            scaled = value / size
-            digits = max(0, 2 - math.floor(math.log10(scaled))) if scaled else 0
-            return f'{scaled:.{min(digits, 2)}f} {unit}'
-    return ''
+def number(time):
+    """Three figures and a unit, of a time in ns."""
+    for unit, size in (('ns', 1), ('µs', 1e3), ('ms', 1e6), ('s', 1e9)):
+        if time < 999.5 * size or unit == 's':
+            return f'{time / size:#.3g} {unit}'.replace('. ', ' ')
+    raise ValueError(time)
 
 
 def spread(ratio):
@@ -187,21 +185,34 @@ def aims_table(results):
 
 
 def through_table(results):
-    def cells(contestant, title):
-        times = results['times'][contestant][TREES[1]]
-        sizes = results['counts'][contestant]
-        yield title
-        for operation in THROUGH:
-            yield spread(results['through'][contestant][operation])
-        yield number(times['read'][0])
-        for payload in (TREES[1], 'report, 20 keys', '40 products',
-                        'file, 1 MB'):
-            yield f'{sizes[payload]["size"]:,}' if payload in sizes else '–'
     return table(
-        ['', 'values to bytes', 'bytes to values', 'read again',
-         'tree, 50 KB', 'report, 20 keys', '40 products', 'file, 1 MB'],
-        [list(cells(contestant, title))
+        ['', 'values to bytes', 'bytes to values', 'read again, 50 KB'],
+        [[title] + [spread(results['through'][contestant][operation])
+                    for operation in THROUGH]
+         + [number(results['times'][contestant][TREES[1]]['read'][0])]
          for contestant, (title, _) in CONTESTANTS.items()])
+
+
+def sizes_table(results):
+    """What a contestant cannot express has a dash."""
+    payloads = (TREES[1], 'report, 20 keys', '40 products', 'file, 1 MB')
+
+    def cells(title, counts):
+        yield title
+        for payload in payloads:
+            yield f'{counts[payload]["size"]:,}' if payload in counts else '–'
+        for operation in THROUGH:
+            yield allocations(counts, TREES[1], operation)
+    return table(
+        ['bytes'] + list(payloads)
+        + ['allocated for the tree, values to bytes', 'bytes to values'],
+        [list(cells(title, results['counts'][contestant]))
+         for contestant, (title, _) in CONTESTANTS.items()])
+
+
+def allocations(counts, payload, operation):
+    calls, size = counts[payload]['allocations'][operation]
+    return f'{calls:,} × {size / calls:,.0f}' if calls else '0'
 
 
 def uses_table(results):
@@ -213,62 +224,71 @@ def uses_table(results):
 
 def allocations_table(results):
     counts = results['counts']['ours']
-    def cell(payload, use):
-        calls, size = counts[payload]['allocations'][use]
-        return f'{calls:,}; {size:,}' if calls else '0'
-    return table(['calls; bytes'] + PAYLOADS,
-                 [[use] + [cell(payload, use) for payload in PAYLOADS]
+    return table(['calls × bytes'] + PAYLOADS,
+                 [[use] + [allocations(counts, payload, use)
+                           for payload in PAYLOADS]
                   for use in USES if use != 'destroy'])
 
 
-def pitfalls(results):
-    """Each pitfall with the figure that shows it."""
-    times = results['times']['ours']
+# The message, what to use, what not, both as operations.
+ADVICE = [
+    ('tree, 50 KB', 'parse block', 'parse new',
+     'arena with a block, reset', 'new message'),
+    ('tree, 50 KB', 'parse block', 'parse reused',
+     'arena with a block, reset', 'reused message, whose oneofs free'),
+    ('40 products', 'parse reused', 'parse new',
+     'reused message', 'new message'),
+    ('frame, 9 bytes', 'parse new', 'parse arena', 'new message', 'new arena'),
+    ('frame, 9 bytes', 'parse new', 'parse block',
+     'new message', 'arena with a block, reset'),
+    ('tree, 50 KB', 'serialize cached', 'serialize array',
+     'array, size computed once', 'array, size computed twice'),
+    ('frame, 9 bytes', 'serialize cached', 'serialize array',
+     'array, size computed once', 'array, size computed twice'),
+    ('tree, 1.2 MB', 'serialize cached', 'serialize string',
+     'array, size computed once', 'new string'),
+]
 
-    def ratio(payload, slow, fast):
-        return f'{times[payload][slow][0] / times[payload][fast][0]:.2f}'
+
+def advice_table(results):
+    times = results['times']['ours']
     return table(
-        ['how many times as long', ''],
-        [('a new message as one that is reused, 40 products',
-          ratio('40 products', 'parse new', 'parse reused')),
-         ('the same, tree of 50 KB: its nodes stand in a oneof, which frees '
-          'them when it is cleared', ratio(TREES[1], 'parse new',
-                                           'parse reused')),
-         ('a new arena as a new message, frame of 9 bytes',
-          ratio('frame, 9 bytes', 'parse arena', 'parse new')),
-         ('a new message as an arena that is reset, tree of 50 KB',
-          ratio(TREES[1], 'parse new', 'parse block')),
-         ('the size computed twice as once, tree of 50 KB',
-          ratio(TREES[1], 'serialize array', 'serialize cached')),
-         ('the same, frame of 9 bytes',
-          ratio('frame, 9 bytes', 'serialize array', 'serialize cached'))])
+        ['message', 'use', 'rather than', 'times as long'],
+        [(payload, good, bad,
+          f'{times[payload][slow][0] / times[payload][fast][0]:.2f}')
+         for payload, fast, slow, good, bad in ADVICE])
 
 
 def markdown(results):
     rounds = results['rounds']
     packages = ', '.join(f'{name} {version}' for name, version
                          in results['versions'].items())
-    return f'''How many times as long the other takes, as the geometric mean of the three
-trees: the median of {rounds} rounds, the lowest and the highest.
+    return f'''How many times as long the other takes, as the geometric mean of the
+three trees: the median of {rounds} rounds, the lowest and the highest.
 
 {aims_table(results)}
 
-Through the whole way, the same ratios; the time that reading every value of a
-message takes once more, tree of 50 KB; and bytes on the wire:
+The whole way, from plain structs to bytes and from bytes to every value read,
+in the same ratios; and the time of reading every value of the tree of 50 KB:
 
 {through_table(results)}
 
-What using the library in each way takes:
+Bytes on the wire, and allocations for the tree of 50 KB, how many and how
+large on average. A dash: it cannot express the message.
+
+{sizes_table(results)}
+
+The ways to use libschema, and how many times as long the other takes:
+
+{advice_table(results)}
+
+What each way takes:
 
 {uses_table(results)}
 
-What that allocates, when it is done a second time:
+What each allocates:
 
 {allocations_table(results)}
-
-The pitfalls:
-
-{pitfalls(results)}
 
 *{packages}*'''
 

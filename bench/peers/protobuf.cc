@@ -15,10 +15,10 @@ using google::protobuf::Arena;
 
 template <typename T>
 struct MessageOf;
-#define DEFINE_MESSAGE_OF(Type)       \
-  template <>                         \
-  struct MessageOf<model::Type> {     \
-    using type = tarn::Type;          \
+#define DEFINE_MESSAGE_OF(Type)   \
+  template <>                     \
+  struct MessageOf<model::Type> { \
+    using type = tarn::Type;      \
   };
 SCHEMA_MESSAGES(DEFINE_MESSAGE_OF)
 
@@ -43,15 +43,15 @@ SCHEMA_MESSAGES(DECLARE_FILL)
 #define FILL_STRINGS FILL_NUMBERS
 #define FILL_MESSAGES(name, lower, type) \
   FILL_EACH(name, lower, Fill(x, out->add_##lower()))
-#define FILL_MAP(name, lower, type)                                          \
-  for (const auto& [key, value] : in.name) {                                 \
-    (*out->mutable_##lower())[key] = static_cast<tarn::StatusCodes>(value);  \
+#define FILL_MAP(name, lower, type)                                         \
+  for (const auto& [key, value] : in.name) {                                \
+    (*out->mutable_##lower())[key] = static_cast<tarn::StatusCodes>(value); \
   }
 #define FILL_FIELD(what, number, name, lower, Camel, kind, type) \
   FILL_##what(name, lower, type)
-#define DEFINE_FILL(Type)                              \
-  void Fill(const model::Type& in, tarn::Type* out) {  \
-    SCHEMA_FIELDS_##Type(FILL_FIELD)                   \
+#define DEFINE_FILL(Type)                             \
+  void Fill(const model::Type& in, tarn::Type* out) { \
+    SCHEMA_FIELDS_##Type(FILL_FIELD)                  \
   }
 SCHEMA_MESSAGES(DEFINE_FILL)
 
@@ -142,9 +142,8 @@ void TimeParsing(const Payload<T>& payload, Contest& contest) {
     Arena arena;
     Parse(bytes, *Arena::CreateMessage<Message>(&arena));
   });
-  contest.Time(payload, "parse block", [&bytes, block] {
-    Parse(bytes, *block->Create());
-  });
+  contest.Time(payload, "parse block",
+               [&bytes, block] { Parse(bytes, *block->Create()); });
   contest.Time(payload, "decode", [&bytes, block] {
     auto* const message = block->Create();
     Parse(bytes, *message);
@@ -209,8 +208,4 @@ void Enter(const Payload<T>& payload, Contest& contest) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  return RunContest(argc, argv, [](const auto& payload, Contest& contest) {
-    Enter(payload, contest);
-  });
-}
+CONTEST_MAIN(Enter)

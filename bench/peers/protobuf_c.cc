@@ -5,8 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "contest.h"
-#include "span.h"
+#include "c_structs.h"
 
 namespace {
 
@@ -44,29 +43,29 @@ SCHEMA_MESSAGES(DECLARE_FILL)
   out->lower = static_cast<decltype(out->lower)>(in.name);
 #define FILL_STRING(number, name, lower, type) \
   if (!in.name.empty()) out->lower = Copy(in.name);
-#define FILL_BYTES(number, name, lower, type)                     \
-  out->lower.len = in.name.size();                                \
-  out->lower.data = Allocate<uint8_t>(in.name.size());            \
+#define FILL_BYTES(number, name, lower, type)          \
+  out->lower.len = in.name.size();                     \
+  out->lower.data = Allocate<uint8_t>(in.name.size()); \
   std::memcpy(out->lower.data, in.name.data(), in.name.size());
 #define FILL_MESSAGE(number, name, lower, type) \
   if (in.name) {                                \
     New(out->lower);                            \
     Fill(*in.name, out->lower);                 \
   }
-#define FILL_CHOICE(number, name, lower, type)                           \
-  if (in.name) {                                                         \
-    out->types_case = static_cast<Tarn__ChildTypes__TypesCase>(number);  \
-  }                                                                      \
+#define FILL_CHOICE(number, name, lower, type)                          \
+  if (in.name) {                                                        \
+    out->types_case = static_cast<Tarn__ChildTypes__TypesCase>(number); \
+  }                                                                     \
   FILL_MESSAGE(number, name, lower, type)
 // The elements of an empty list stay a null pointer, as after parsing.
-#define FILL_EACH(name, lower, add)                                          \
-  if (!in.name.empty()) {                                                    \
-    out->lower =                                                             \
+#define FILL_EACH(name, lower, add)                                            \
+  if (!in.name.empty()) {                                                      \
+    out->lower =                                                               \
         Allocate<std::remove_pointer_t<decltype(out->lower)>>(in.name.size()); \
-    for (const auto& x : in.name) {                                          \
-      auto& next = out->lower[out->n_##lower++];                             \
-      add;                                                                   \
-    }                                                                        \
+    for (const auto& x : in.name) {                                            \
+      auto& next = out->lower[out->n_##lower++];                               \
+      add;                                                                     \
+    }                                                                          \
   }
 #define FILL_NUMBERS(number, name, lower, type) \
   FILL_EACH(name, lower, next = static_cast<std::decay_t<decltype(next)>>(x))
@@ -75,15 +74,14 @@ SCHEMA_MESSAGES(DECLARE_FILL)
   FILL_EACH(name, lower, next = Copy(x))
 #define FILL_MESSAGES(number, name, lower, type) \
   FILL_EACH(name, lower, New(next); Fill(x, next))
-#define FILL_MAP(number, name, lower, type)              \
-  FILL_EACH(name, lower, New(next);                      \
-            next->key = Copy(x.first);                   \
+#define FILL_MAP(number, name, lower, type)                    \
+  FILL_EACH(name, lower, New(next); next->key = Copy(x.first); \
             next->value = static_cast<Tarn__StatusCodes>(x.second))
 #define FILL_FIELD(what, number, name, lower, Camel, kind, type) \
   FILL_##what(number, name, lower, type)
-#define DEFINE_FILL(Type)                                \
-  void Fill(const model::Type& in, Tarn__##Type* out) {  \
-    SCHEMA_FIELDS_##Type(FILL_FIELD)                     \
+#define DEFINE_FILL(Type)                               \
+  void Fill(const model::Type& in, Tarn__##Type* out) { \
+    SCHEMA_FIELDS_##Type(FILL_FIELD)                    \
   }
 SCHEMA_MESSAGES(DEFINE_FILL)
 
@@ -97,8 +95,7 @@ std::string_view View(const ProtobufCBinaryData& data) {
 #define TEXT(name, lower, Camel) View(m.lower)
 #define HAS(name, lower, Camel) m.lower != nullptr
 #define SUB(name, lower, Camel) *m.lower
-#define MANY(name, lower, Camel) \
-  Span(m.lower, m.n_##lower)
+#define MANY(name, lower, Camel) Span(m.lower, m.n_##lower)
 #define IS(number, name, lower, Camel, type) m.types_case == number
 #define CHOSEN SUB
 #define ELEMENT(x) Target(x)
@@ -115,15 +112,6 @@ std::enable_if_t<!std::is_pointer_v<T>, T> Target(T number) {
 }
 #include "walk.h"
 
-template <typename Message>
-Message* Parse(const std::string& bytes) {
-  Message kind;
-  Init(&kind);
-  return reinterpret_cast<Message*>(protobuf_c_message_unpack(
-      kind.base.descriptor, nullptr, bytes.size(),
-      reinterpret_cast<const uint8_t*>(bytes.data())));
-}
-
 // Frees a message and all that belongs to it.
 struct Free {
   template <typename Message>
@@ -131,59 +119,44 @@ struct Free {
     protobuf_c_message_free_unpacked(&message->base, nullptr);
   }
 };
-template <typename Message>
-using Owner = std::unique_ptr<Message, Free>;
+template <typename T>
+using Owner = std::unique_ptr<typename MessageOf<T>::type, Free>;
 
 template <typename T>
-auto Build(const T& value) {
+Owner<T> Build(const T& value) {
   typename MessageOf<T>::type* message;
   New(message);
   Fill(value, message);
-  return Owner<typename MessageOf<T>::type>(message);
+  return Owner<T>(message);
 }
 
-void ToArray(const ProtobufCMessage& message, std::string& array) {
-  const size_t size = protobuf_c_message_get_packed_size(&message);
+template <typename T>
+Owner<T> Parse(const std::string& bytes) {
+  using Message = typename MessageOf<T>::type;
+  Message kind;
+  Init(&kind);
+  return Owner<T>(reinterpret_cast<Message*>(protobuf_c_message_unpack(
+      kind.base.descriptor, nullptr, bytes.size(),
+      reinterpret_cast<const uint8_t*>(bytes.data()))));
+}
+
+// A program has to ask for the size before it has an array.
+template <typename T>
+size_t Write(const Owner<T>& message, std::string& array) {
+  const size_t size = protobuf_c_message_get_packed_size(&message->base);
   if (array.size() < size) array.resize(size);
-  benchmark::DoNotOptimize(protobuf_c_message_pack(
-      &message, reinterpret_cast<uint8_t*>(array.data())));
+  return protobuf_c_message_pack(&message->base,
+                                 reinterpret_cast<uint8_t*>(array.data()));
 }
 
 template <typename T>
 void Enter(const Payload<T>& payload, Contest& contest) {
-  using Message = typename MessageOf<T>::type;
-  const std::string& bytes = payload.bytes;
-  const std::shared_ptr<Message> message = Build(payload.value);
-  const auto array = std::make_shared<std::string>();
-  ToArray(message->base, *array);
-  contest.CheckBytes(payload, *array);
-  const Owner<Message> parsed(Parse<Message>(bytes));
-  contest.CheckValues(payload, Walk(*parsed, Hash()));
-
-  contest.Time(payload, "build", [&payload] { Build(payload.value); });
-  contest.Time(payload, "parse new",
-               [&bytes] { Owner<Message> parsed(Parse<Message>(bytes)); });
-  contest.Time(payload, "decode", [&bytes] {
-    const Owner<Message> parsed(Parse<Message>(bytes));
-    benchmark::DoNotOptimize(Walk(*parsed, Touch()));
-  });
-  contest.Time(payload, "serialize array",
-               [message, array] { ToArray(message->base, *array); });
-  contest.Time(payload, "encode", [&payload, array] {
-    ToArray(Build(payload.value)->base, *array);
-  });
-  contest.Time(payload, "read", [message] {
-    benchmark::DoNotOptimize(message.get());
-    benchmark::DoNotOptimize(Walk(*message, Touch()));
-  });
-  contest.TimeDestruction(
-      payload, [&bytes] { return Owner<Message>(Parse<Message>(bytes)); });
+  EnterCStructs(payload, contest, Build<T>, Parse<T>, Write<T>,
+                [](const Owner<T>& message, auto visitor) {
+                  return Walk(*message, visitor);
+                });
 }
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  return RunContest(argc, argv, [](const auto& payload, Contest& contest) {
-    Enter(payload, contest);
-  });
-}
+CONTEST_MAIN(Enter)

@@ -10,9 +10,9 @@ namespace {
 
 using protozero::pbf_reader;
 
-#define DECLARE(Type)                            \
-  void Read(pbf_reader in, model::Type& out);    \
-  template <typename V>                          \
+#define DECLARE(Type)                         \
+  void Read(pbf_reader in, model::Type& out); \
+  template <typename V>                       \
   uint64_t Pass(pbf_reader in, const model::Type*, V v);
 SCHEMA_MESSAGES(DECLARE)
 
@@ -35,12 +35,12 @@ std::pair<std::string_view, int32_t> ReadEntry(pbf_reader in) {
 #define READ_ENUM READ_NUMBER
 #define READ_STRING READ_NUMBER
 #define READ_BYTES READ_NUMBER
-#define READ_MESSAGE(name, kind)                                              \
-  out.name = std::make_unique<typename decltype(out.name)::element_type>();   \
+#define READ_MESSAGE(name, kind)                                            \
+  out.name = std::make_unique<typename decltype(out.name)::element_type>(); \
   Read(in.get_message(), *out.name);
 #define READ_CHOICE READ_MESSAGE
-#define READ_NUMBERS(name, kind)                     \
-  const auto range = in.get_packed_##kind();         \
+#define READ_NUMBERS(name, kind)             \
+  const auto range = in.get_packed_##kind(); \
   out.name.assign(range.begin(), range.end());
 #define READ_ENUMS READ_NUMBERS
 #define READ_STRINGS(name, kind) out.name.push_back(in.get_string());
@@ -51,14 +51,13 @@ std::pair<std::string_view, int32_t> ReadEntry(pbf_reader in) {
   case number: {                                                 \
     READ_##what(name, kind) break;                               \
   }
-#define DEFINE_READ(Type)                                            \
-  void Read(pbf_reader in, [[maybe_unused]] model::Type& out) {      \
-    while (in.next()) {                                              \
-      switch (in.tag()) {                                            \
-        SCHEMA_FIELDS_##Type(READ_FIELD)                             \
-        default: in.skip();                                          \
-      }                                                              \
-    }                                                                \
+#define DEFINE_READ(Type)                                       \
+  void Read(pbf_reader in, [[maybe_unused]] model::Type& out) { \
+    while (in.next()) {                                         \
+      switch (in.tag()) {                                       \
+        SCHEMA_FIELDS_##Type(READ_FIELD) default : in.skip();   \
+      }                                                         \
+    }                                                           \
   }
 SCHEMA_MESSAGES(DEFINE_READ)
 
@@ -72,22 +71,22 @@ std::string_view View(pbf_reader& in) {
 #define PASS_ENUM PASS_NUMBER
 #define PASS_STRING(number, name, kind, type) sum += v.Value(number, View(in));
 #define PASS_BYTES PASS_STRING
-#define PASS_MESSAGE(number, name, kind, type) \
+#define PASS_MESSAGE(number, name, kind, type)                      \
   sum += Pass(in.get_message(), static_cast<model::type*>(nullptr), \
               v.Sub(number, 0));
 #define PASS_CHOICE PASS_MESSAGE
-#define PASS_NUMBERS(number, name, kind, type)         \
-  for (const auto x : in.get_packed_##kind()) {        \
-    sum += v.Item(number, count[number]++, x);         \
+#define PASS_NUMBERS(number, name, kind, type)     \
+  for (const auto x : in.get_packed_##kind()) {    \
+    sum += v.Item(number, places.Next(number), x); \
   }
 #define PASS_ENUMS PASS_NUMBERS
 #define PASS_STRINGS(number, name, kind, type) \
-  sum += v.Item(number, count[number]++, View(in));
+  sum += v.Item(number, places.Next(number), View(in));
 #define PASS_MESSAGES(number, name, kind, type)                     \
   sum += Pass(in.get_message(), static_cast<model::type*>(nullptr), \
-              v.Sub(number, count[number]++));
-#define PASS_MAP(number, name, kind, type)                  \
-  const auto entry = ReadEntry(in.get_message());           \
+              v.Sub(number, places.Next(number)));
+#define PASS_MAP(number, name, kind, type)        \
+  const auto entry = ReadEntry(in.get_message()); \
   sum += v.Item(number, entry.first, entry.second);
 #define PASS_FIELD(what, number, name, lower, Camel, kind, type) \
   case number: {                                                 \
@@ -97,11 +96,10 @@ std::string_view View(pbf_reader& in) {
   template <typename V>                                       \
   uint64_t Pass(pbf_reader in, const model::Type*, V v) {     \
     uint64_t sum = v.Present();                               \
-    [[maybe_unused]] uint32_t count[32] = {};                 \
+    [[maybe_unused]] typename V::Places places;               \
     while (in.next()) {                                       \
       switch (in.tag()) {                                     \
-        SCHEMA_FIELDS_##Type(PASS_FIELD)                      \
-        default: in.skip();                                   \
+        SCHEMA_FIELDS_##Type(PASS_FIELD) default : in.skip(); \
       }                                                       \
     }                                                         \
     return sum;                                               \
@@ -124,8 +122,4 @@ void Enter(const Payload<T>& payload, Contest& contest) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  return RunContest(argc, argv, [](const auto& payload, Contest& contest) {
-    Enter(payload, contest);
-  });
-}
+CONTEST_MAIN(Enter)

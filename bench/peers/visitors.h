@@ -33,6 +33,11 @@ struct Touch {
     return Bits(number);
   }
 
+  // Numbers the elements of each list, where that matters: here it does not.
+  struct Places {
+    static uint32_t Next(uint32_t) { return 0; }
+  };
+
   static uint64_t Present() { return 0; }
   template <typename T>
   static uint64_t Value(uint32_t, T value) {
@@ -52,6 +57,14 @@ struct Touch {
 // order of map entries makes no difference.
 class Hash {
  public:
+  class Places {
+   public:
+    uint32_t Next(uint32_t field) { return next_[field]++; }
+
+   private:
+    uint32_t next_[32] = {};
+  };
+
   Hash() = default;
 
   uint64_t Present() const { return context_; }

@@ -18,18 +18,18 @@
   if (HAS(name, lower, Camel)) {                             \
     sum += Walk(SUB(name, lower, Camel), v.Sub(number, 0));  \
   }
-#define WALK_CHOICE(number, name, lower, Camel, kind, type)       \
-  if (IS(number, name, lower, Camel, type)) {                     \
-    sum += Walk(CHOSEN(name, lower, Camel), v.Sub(number, 0));    \
+#define WALK_CHOICE(number, name, lower, Camel, kind, type)    \
+  if (IS(number, name, lower, Camel, type)) {                  \
+    sum += Walk(CHOSEN(name, lower, Camel), v.Sub(number, 0)); \
   }
-#define WALK_EACH(name, lower, Camel, add)            \
-  {                                                   \
-    uint32_t i = 0;                                   \
-    for (const auto& x : MANY(name, lower, Camel)) {  \
-      sum += add;                                     \
-      ++i;                                            \
-    }                                                 \
-    (void)i;                                          \
+#define WALK_EACH(name, lower, Camel, add)           \
+  {                                                  \
+    uint32_t i = 0;                                  \
+    for (const auto& x : MANY(name, lower, Camel)) { \
+      sum += add;                                    \
+      ++i;                                           \
+    }                                                \
+    (void)i;                                         \
   }
 #define WALK_NUMBERS(number, name, lower, Camel, kind, type) \
   WALK_EACH(name, lower, Camel, v.Item(number, i, ELEMENT(x)))
@@ -47,11 +47,10 @@
   uint64_t Walk(MESSAGE_OF(Type) m, V v);
 SCHEMA_MESSAGES(DECLARE_WALK)
 
-#define DEFINE_WALK(Type)                   \
-  template <typename V>                     \
-  uint64_t Walk(MESSAGE_OF(Type) m, V v) {  \
-    uint64_t sum = v.Present();             \
-    SCHEMA_FIELDS_##Type(WALK_FIELD)        \
-    return sum;                             \
+#define DEFINE_WALK(Type)                        \
+  template <typename V>                          \
+  uint64_t Walk(MESSAGE_OF(Type) m, V v) {       \
+    uint64_t sum = v.Present();                  \
+    SCHEMA_FIELDS_##Type(WALK_FIELD) return sum; \
   }
 SCHEMA_MESSAGES(DEFINE_WALK)
