@@ -61,8 +61,10 @@ def lines(path, title, x, y, series, log=False):
 
 def bars(path, title, x, series, groups, mark=None, log=False):
     """Bars that lie, a group below the other: series is {name: [number for
-    each group]}, None where there is no number. A line marks one number."""
+    each group]}, None where there is no number. A line marks one number, from
+    which the bars of a logarithmic scale begin."""
     height = 0.8 / len(series)
+    begin = mark if log else 0
     with figure(path, title, x, '',
                 (7.5, 1 + 0.24 * len(groups) * (len(series) + 0.5))) as axes:
         for index, (name, numbers) in enumerate(series.items()):
@@ -70,10 +72,11 @@ def bars(path, title, x, series, groups, mark=None, log=False):
                      for group, number in enumerate(numbers)
                      if number is not None]
             places, lengths = zip(*there)
-            axes.barh(places, lengths, height, label=name)
+            axes.barh(places, [length - begin for length in lengths], height,
+                      left=begin, label=name)
             for place, number in there:
-                axes.text(number, place, f' {number:.3g}', va='center',
-                          fontsize=8)
+                axes.text(max(number, begin), place, f' {number:.3g}',
+                          va='center', fontsize=8)
         axes.set_yticks(range(len(groups)), groups)
         axes.invert_yaxis()
         axes.grid(False, axis='y')
@@ -81,3 +84,4 @@ def bars(path, title, x, series, groups, mark=None, log=False):
             axes.axvline(mark, color=INK, linewidth=1, linestyle='--')
         if log:
             axes.set_xscale('log')
+            axes.xaxis.set_major_formatter('{x:g}')

@@ -301,7 +301,7 @@ def draw(results, folder):
         {name: [ratios and ratios[0] for ratios in
                 (results['aims'][label][side] for label in labels)]
          for side, name in enumerate(['parse', 'serialize'])},
-        labels, mark=1)
+        labels, mark=1, log=True)
     others = [name for name in CONTESTANTS if name != 'ours']
     chart.bars(
         folder / 'peers-through.svg',
@@ -309,4 +309,4 @@ def draw(results, folder):
         'times as long (geometric mean of three trees, median of rounds)',
         {operation: [results['through'][name][operation][0]
                      for name in others] for operation in THROUGH},
-        [CONTESTANTS[name][0] for name in others], mark=1)
+        [CONTESTANTS[name][0] for name in others], mark=1, log=True)
