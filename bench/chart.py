@@ -61,10 +61,10 @@ def lines(path, title, x, y, series, log=False):
 
 def bars(path, title, x, series, groups, mark=None, log=False):
     """Bars that lie, a group below the other: series is {name: [number for
-    each group]}, None where there is no number. A line marks one number, from
-    which the bars of a logarithmic scale begin."""
+    each group]}, None where there is no number. A line marks one number: from
+    it the bars of a logarithmic scale begin."""
     height = 0.8 / len(series)
-    begin = mark if log else 0
+    begin = mark if log and mark else 0
     with figure(path, title, x, '',
                 (7.5, 1 + 0.24 * len(groups) * (len(series) + 0.5))) as axes:
         for index, (name, numbers) in enumerate(series.items()):
