@@ -165,8 +165,9 @@ class Receiver {
     const double begin = Seconds(CLOCK_MONOTONIC);
     double next_sync = begin + 1;
     epoll_event events[64];
-    for (double now = begin; now < begin + seconds;
-         now = Seconds(CLOCK_MONOTONIC)) {
+    while (true) {
+      const double now = Seconds(CLOCK_MONOTONIC);
+      if (now >= begin + seconds) break;
       const int count = Check(epoll_wait(epoll_, events, 64, -1), "epoll_wait");
       for (int i = 0; i < count; ++i) Read(&sites_[events[i].data.u32]);
       if (step_ == kSync && now >= next_sync) {

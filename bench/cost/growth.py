@@ -44,9 +44,9 @@ def call(program, kind, place, *arguments):
         env=surroundings, capture_output=True).stdout)
 
 
-def medians(runs):
-    return {name: statistics.median(run[name] for run in runs)
-            for name in runs[0]}
+def least(runs):
+    """Of each figure the least, which other programs disturbed least."""
+    return {name: min(run[name] for run in runs) for name in runs[0]}
 
 
 def run(build_dir, rounds, progress):
@@ -58,7 +58,7 @@ def run(build_dir, rounds, progress):
               for size in sizes[kind]]
     wanted += [(kind, place, SMALL, largest // SMALL)
                for kind in SIZES for place in PLACES]
-    found = {now: medians(runs) for now, runs in measure.in_turn(
+    found = {now: least(runs) for now, runs in measure.in_turn(
         min(rounds, PASSES),
         {now: lambda now=now: call(program, *now) for now in wanted},
         progress).items()}
@@ -126,12 +126,14 @@ Trees are a server, its clients with {4} displays of {12} modules each; maps \
 are the `status_packet` of a `NetworkStatusReport`, with keys like those of \
 nodes. Exponents are the power of the size by which a figure grows from \
 {FIT_FROM} on: 1 is linear. `visit` reads a byte or two of each node or entry, \
-and does nothing else.
+and does nothing else. Times are the better ones of {PASSES} passes.
 
 {measure.table(['', *STEPS, 'bytes requested', '`SpaceUsedLong`'], exponents)}
 
-![Trees](performance/growth-tree.svg)
-![Maps](performance/growth-map.svg)
+![Trees on the heap](performance/growth-tree-heap.svg)
+![Trees on an arena](performance/growth-tree-arena.svg)
+![Maps on the heap](performance/growth-map-heap.svg)
+![Maps on an arena](performance/growth-map-arena.svg)
 
 Bytes for each node or key of the largest message: on the wire; held after \
 parsing, with what the allocator adds; requested of it while parsing, which \
@@ -164,13 +166,13 @@ An arena asks for large pieces alone and has none of this.
 
 
 def draw(results, folder):
-    for kind, word in WORDS.items():
-        series = {}
-        for place in ('heap', 'arena'):
-            points = results['series'][f'{kind}, {place}']
-            for step in STEPS[:4]:
-                series[f'{step}, {place}'] = [
-                    (point['size'], point[step] / 1e3) for point in points]
-        chart.lines(folder / f'growth-{kind}.svg',
-                    f'Time over the number of {word}s', f'{word}s',
-                    'microseconds', series, log=True)
+    for name, points in results['series'].items():
+        kind, _, place = name.partition(', ')
+        if place == MERGED:
+            continue
+        chart.lines(folder / f'growth-{kind}-{place}.svg',
+                    f'Time over the number of {word(name)}s, {place}',
+                    f'{word(name)}s', 'microseconds',
+                    {step: [(point['size'], point[step] / 1e3)
+                            for point in points] for step in STEPS[:4]},
+                    log=True)
