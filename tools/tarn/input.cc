@@ -18,6 +18,8 @@
 namespace inspector {
 namespace {
 
+// Of the buffer: enough for most messages, and what a stream is read with.
+constexpr size_t kFirst = 16 << 10;
 constexpr size_t kChunk = 256 << 10;
 constexpr std::string_view kBase64 =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/-_=";
@@ -58,7 +60,8 @@ class Reader {
       }
       // Grow with what arrives, not with what a header announces.
       if (end_ == buffer_.size()) {
-        buffer_.resize(std::max(kChunk, buffer_.size() * 2));
+        buffer_.resize(buffer_.empty() ? kFirst
+                                       : std::max(kChunk, buffer_.size() * 2));
       }
       const ssize_t got =
           ::read(fd_, buffer_.data() + end_, buffer_.size() - end_);

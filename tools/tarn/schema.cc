@@ -22,6 +22,7 @@ using google::protobuf::FieldDescriptor;
 using google::protobuf::FileDescriptor;
 
 constexpr int kMaxFieldNumber = 63;
+constexpr char kPackage[] = "tarn.";
 
 enum Wire { kVarint = 0, kLength = 2, kFixed32 = 5 };
 
@@ -109,16 +110,18 @@ size_t Distance(std::string_view a, std::string_view b) {
 
 }  // namespace
 
-// Naming a class of each file keeps the library among those that are loaded.
-Schema::Schema()
-    : files_{tarn::Server::descriptor()->file(),
-             tarn::Wifi::descriptor()->file()} {}
-
+Schema::Schema() = default;
 Schema::~Schema() = default;
 
+// Naming a class of each file keeps the library among those that are loaded.
+std::vector<const FileDescriptor*> Schema::files() const {
+  return {tarn::Server::descriptor()->file(), tarn::Wifi::descriptor()->file()};
+}
+
 const Type& Schema::Find(const std::string& name) {
-  const std::string package = files_.front()->package() + ".";
-  const DescriptorPool* pool = files_.front()->pool();
+  const std::string package(kPackage);
+  // Builds the one file that has the type.
+  const DescriptorPool* pool = DescriptorPool::generated_pool();
   for (const std::string& full : {name, package + name}) {
     const Descriptor* descriptor = pool->FindMessageTypeByName(full);
     if (descriptor != nullptr && full.rfind(package, 0) == 0 &&
@@ -190,7 +193,7 @@ const Enum& Schema::EnumTable(const EnumDescriptor& descriptor) {
 
 std::vector<const Descriptor*> Schema::Messages() const {
   std::vector<const Descriptor*> messages;
-  for (const FileDescriptor* file : files_) {
+  for (const FileDescriptor* file : files()) {
     CollectMessages(*file, file->message_type_count(),
                     &FileDescriptor::message_type, &messages);
   }
@@ -199,7 +202,7 @@ std::vector<const Descriptor*> Schema::Messages() const {
 
 std::vector<const EnumDescriptor*> Schema::Enums() const {
   std::vector<const EnumDescriptor*> enums;
-  for (const FileDescriptor* file : files_) {
+  for (const FileDescriptor* file : files()) {
     for (int i = 0; i < file->enum_type_count(); ++i) {
       enums.push_back(file->enum_type(i));
     }
@@ -213,7 +216,7 @@ std::vector<const EnumDescriptor*> Schema::Enums() const {
 }
 
 std::string Schema::Bare(const std::string& name) const {
-  const std::string package = files_.front()->package() + ".";
+  const std::string package(kPackage);
   return name.rfind(package, 0) == 0 ? name.substr(package.size()) : name;
 }
 

@@ -84,9 +84,9 @@ class Schema {
   const Type& Table(const google::protobuf::Descriptor& descriptor);
 
   // The two schema files, in the order of their names in the library.
-  const std::vector<const google::protobuf::FileDescriptor*>& files() const {
-    return files_;
-  }
+  // Descriptors of a file are built when they are first asked for, which takes
+  // as long as much of what else a short run does.
+  std::vector<const google::protobuf::FileDescriptor*> files() const;
 
   // All message types of both files as declared, nested ones included but no
   // map entries.
@@ -112,7 +112,6 @@ class Schema {
   const google::protobuf::DescriptorPool& Documented();
   const Enum& EnumTable(const google::protobuf::EnumDescriptor& descriptor);
 
-  std::vector<const google::protobuf::FileDescriptor*> files_;
   std::unordered_map<const google::protobuf::Descriptor*, std::unique_ptr<Type>>
       types_;
   std::unordered_map<const google::protobuf::EnumDescriptor*,
