@@ -29,6 +29,7 @@ sys.path.insert(0, str(HERE))
 # The parts, each a module beside its programs.
 PARTS = {
     'peers': 'peers/peers.py',
+    'tried': 'tried/tried.py',
     'load': 'cost/load.py',
     'growth': 'cost/growth.py',
     'worst': 'cost/worst.py',
@@ -68,7 +69,7 @@ def surroundings(build_dir):
     compiler = setting(build_dir, 'CMAKE_CXX_COMPILER')
     return {
         'processor': processor(),
-        'kernel': platform.release(),
+        'kernel': 'Linux ' + '.'.join(platform.release().split('.')[:2]),
         'system': platform.freedesktop_os_release()['PRETTY_NAME'],
         'compiler': output(compiler, '--version').splitlines()[0],
         'build type': setting(build_dir, 'CMAKE_BUILD_TYPE'),

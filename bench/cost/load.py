@@ -11,10 +11,10 @@ from elftools.elf.elffile import ELFFile
 from elftools.elf.relocation import RelocationSection
 
 LIBRARIES = {'libschema.so.0': 'libschema.so.0',
-             'plain': 'bench/cost/libschema_plain.so'}
+             'plain': 'bench/libschema_plain.so'}
 # Files with the symbols of each.
 SYMBOLS = {'libschema.so.0': 'libschema.debug',
-           'plain': 'bench/cost/libschema_plain.so'}
+           'plain': 'bench/libschema_plain.so'}
 MOMENTS = {'dlopen': 'the library is loaded',
            'message': 'a first message is parsed',
            'descriptor': 'its descriptor is there'}

@@ -11,6 +11,7 @@ import chart
 CONTESTANTS = {
     'ours': ('libschema', 'libprotobuf-dev'),
     'plain': ('the same sources, plain -O2', 'libprotobuf-dev'),
+    'plain_ndebug': ('plain -O2 -DNDEBUG', 'libprotobuf-dev'),
     'lite': ('the lite runtime', 'libprotobuf-dev'),
     'protobuf_c': ('protobuf-c', 'libprotobuf-c-dev'),
     'nanopb': ('nanopb', 'libnanopb-dev'),
@@ -32,6 +33,11 @@ AIMS = {
         ('plain', ('parse new', BEST[1]), ('parse new', BEST[1]), (1.25, 1.5)),
     'plain -O2, both into an arena':
         ('plain', BEST, BEST, (1.35, 1.5)),
+    'plain -O2 -DNDEBUG, both into a new message':
+        ('plain_ndebug', ('parse new', BEST[1]), ('parse new', BEST[1]),
+         (None, None)),
+    'plain -O2 -DNDEBUG, both into an arena':
+        ('plain_ndebug', BEST, BEST, (None, None)),
     'plain -O2 used naively: new message, new string':
         ('plain', ('parse new', 'serialize string'), BEST, (2.0, 1.7)),
     'lite runtime, both into an arena':
@@ -59,12 +65,15 @@ def pin():
     os.sched_setaffinity(0, {max(os.sched_getaffinity(0))})
 
 
-def measure(build_dir, contestant, seconds):
-    """The time of each operation in ns: {payload: {operation: time}}."""
-    command = [program(build_dir, contestant), '--benchmark_format=json',
+def measure(contestant, seconds, payloads='.', environment=None):
+    """The time of each operation of a program in ns:
+    {payload: {operation: time}}. payloads is a regular expression."""
+    command = [contestant, '--benchmark_format=json',
+               f'--benchmark_filter={payloads}',
                f'--benchmark_min_time={seconds}']
     done = subprocess.run(command, check=True, stdout=subprocess.PIPE,
-                          stderr=subprocess.PIPE, preexec_fn=pin)
+                          stderr=subprocess.PIPE, preexec_fn=pin,
+                          env=os.environ | (environment or {}))
     times = {}
     for entry in json.loads(done.stdout)['benchmarks']:
         payload, operation, *manual = entry['name'].split('/')
@@ -141,7 +150,7 @@ def run(build_dir, rounds, progress):
         for contestant in names[number % len(names):] + names[:number
                                                               % len(names)]:
             progress(f'round {number + 1} of {rounds}, {contestant}')
-            times[contestant] = measure(build_dir, contestant,
+            times[contestant] = measure(program(build_dir, contestant),
                                         0.005 if rounds > 1 else 0.00001)
         measured.append(times)
     return summarize(measured, counts) | {'versions': versions()}
@@ -172,6 +181,8 @@ def spread(ratio):
 def verdict(ratio, aim):
     if ratio is None:
         return '–', '–'
+    if aim is None:
+        return spread(ratio), '–'
     word = 'reached' if ratio[0] >= aim else 'not reached'
     return spread(ratio), f'{aim:g}: {word}'
 
