@@ -290,9 +290,11 @@ def make_copy():
     # Ignored, so that cleaning the copy up leaves it alone.
     with open(COPY / ".gitignore", "a", encoding="utf-8") as file:
         file.write(f"/{modules}\n")
-    # No guard depends on the profile, which each case would train anew.
+    # No guard depends on the profile, which each case would train anew, nor on
+    # how long the compiler takes to make the library fast.
     Edit("proto/profile/Profile.cmake", r"where that works\" ON",
          'where that works" OFF').apply()
+    Edit(CMAKE, r":-O3>", ":-O1>").apply()
     run_or_stop("git", "init", "-q")
     run_or_stop("script/release")
     commit("0.1.0")
