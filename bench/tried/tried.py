@@ -10,7 +10,6 @@ WAYS = {
     'no_profile': 'no profile',
     'lto': 'no profile, link-time optimisation',
     'x86_64_v3': 'no profile, for processors with AVX2 alone',
-    'o2': '-O2 instead of -O3',
     'unrolled': 'loops unrolled and tails duplicated',
     'aligned': 'functions and loops aligned to 32 bytes',
     'one_section': 'functions and blocks left in their order',
