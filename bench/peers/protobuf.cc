@@ -171,6 +171,11 @@ void TimeSerializing(const Payload<T>& payload, Contest& contest) {
   });
   contest.Time(payload, "serialize cached",
                [message, array] { ToArray(*message, *array); });
+  const auto held = std::make_shared<Block<Message>>(payload.bytes);
+  auto* const on_arena = held->Create();
+  Fill(payload.value, on_arena);
+  contest.Time(payload, "serialize block",
+               [held, on_arena, array] { ToArray(*on_arena, *array); });
   contest.Time(payload, "encode", [&payload, array, block] {
     auto* const built = block->Create();
     Fill(payload.value, built);
