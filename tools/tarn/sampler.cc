@@ -178,8 +178,10 @@ std::string Sampler::Text(const FieldDescriptor& field) {
   const std::string& name = field.name();
   if (name == "price" || name == "set_price" || name == "display_price") {
     char text[16];
-    std::snprintf(text, sizeof text, "%d.%02d", static_cast<int>(Below(9)) + 1,
-                  static_cast<int>(Below(20)) * 5);
+    // One after the other, as each processor has its own order of arguments.
+    const int twentieths = static_cast<int>(Below(20));
+    const int whole = static_cast<int>(Below(9)) + 1;
+    std::snprintf(text, sizeof text, "%d.%02d", whole, twentieths * 5);
     return text;
   }
   if (field.type() == FieldDescriptor::TYPE_BYTES) {
