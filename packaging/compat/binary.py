@@ -25,7 +25,7 @@ def run(*command, cwd=None):
     return done.stdout
 
 
-def library(tree, processor):
+def built_file(tree, processor):
     return tree / "build" / PRESETS[processor] / "libschema.so"
 
 
@@ -35,7 +35,7 @@ def build(tree, processor):
     run("cmake", "--preset", preset, cwd=tree)
     run("cmake", "--build", "--preset", preset, "--target", "schema",
         cwd=tree)
-    return library(tree, processor)
+    return built_file(tree, processor)
 
 
 def facts(path):
