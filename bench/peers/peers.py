@@ -6,6 +6,7 @@ import statistics
 import subprocess
 
 import chart
+from measure import table
 
 # In the order of the tables: program, what people call it, Debian's package.
 CONTESTANTS = {
@@ -154,15 +155,6 @@ def run(build_dir, rounds, progress):
                                         0.005 if rounds > 1 else 0.00001)
         measured.append(times)
     return summarize(measured, counts) | {'versions': versions()}
-
-
-def row(*cells):
-    return '| ' + ' | '.join(cells) + ' |'
-
-
-def table(head, rows):
-    return '\n'.join([row(*head), '|---|' + '--:|' * (len(head) - 1)]
-                     + [row(*cells) for cells in rows])
 
 
 def number(time):

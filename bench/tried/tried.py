@@ -3,9 +3,11 @@ import pathlib
 import sys
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / 'peers'))
-import peers  # pylint: disable=wrong-import-position
+# pylint: disable=wrong-import-position
+import peers
+from measure import table
 
-# In the order of the table: what it is called, program or library to preload.
+# What each is called, in the order of the table.
 WAYS = {
     'no_profile': 'no profile',
     'lto': 'no profile, link-time optimisation',
@@ -60,8 +62,8 @@ def markdown(results):
     return (f'How many times as fast as plain -O2 in the same use, as the '
             f'geometric mean of the\nthree trees: the median of '
             f'{results["rounds"]} rounds, the lowest and the highest.\n\n'
-            + peers.table(['', 'parse, new', 'parse, arena with a block',
-                           'serialize'], rows))
+            + table(['', 'parse, new', 'parse, arena with a block',
+                     'serialize'], rows))
 
 
 def draw(results, folder):
