@@ -13,13 +13,16 @@ WAYS = {
     'lto': 'no profile, link-time optimisation',
     'x86_64_v3': 'no profile, for processors with AVX2 alone',
     'unrolled': 'loops unrolled and tails duplicated',
+    'not_vectorized': 'nothing vectorized',
     'aligned': 'functions and loops aligned to 32 bytes',
+    'dense': 'nothing aligned',
+    'no_jump_tables': 'switches without jump tables',
     'one_section': 'functions and blocks left in their order',
     'inlined': 'more inlined: functions of 200 instructions, half as large again',
 }
 ALLOCATORS = {'jemalloc': 'libjemalloc.so.2',
               'tcmalloc': 'libtcmalloc_minimal.so.4'}
-OPERATIONS = ('parse new', 'parse block', 'serialize cached')
+OPERATIONS = ('parse new', 'parse block', 'serialize cached', 'serialize block')
 
 
 def programs(build_dir):
@@ -36,15 +39,8 @@ def programs(build_dir):
 
 def run(build_dir, rounds, progress):
     contestants = programs(build_dir)
-    measured = []
-    for number in range(rounds):
-        times = {}
-        for name, (program, environment) in contestants.items():
-            progress(f'round {number + 1} of {rounds}, {name}')
-            times[name] = peers.measure(
-                program, 0.005 if rounds > 1 else 0.00001,
-                f'^tree.*/({"|".join(OPERATIONS)})', environment)
-        measured.append(times)
+    measured = [peers.one_round(number, contestants, OPERATIONS, rounds == 1,
+                                progress) for number in range(rounds)]
     return {'rounds': rounds, 'ratios': {
         name: {operation: peers.summary(peers.tree_ratios(
             [{'plain': times['plain'], 'ours': times[name]}
@@ -63,7 +59,7 @@ def markdown(results):
             f'geometric mean of the\nthree trees: the median of '
             f'{results["rounds"]} rounds, the lowest and the highest.\n\n'
             + table(['', 'parse, new', 'parse, arena with a block',
-                     'serialize'], rows))
+                     'serialize', 'serialize, arena'], rows))
 
 
 def draw(results, folder):
