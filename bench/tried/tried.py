@@ -10,7 +10,7 @@ from measure import table
 # What each is called, in the order of the table.
 WAYS = {
     'no_profile': 'no profile',
-    'lto': 'no profile, link-time optimisation',
+    'lto': 'link-time optimisation',
     'x86_64_v3': 'no profile, for processors with AVX2 alone',
     'unrolled': 'loops unrolled and tails duplicated',
     'not_vectorized': 'nothing vectorized',

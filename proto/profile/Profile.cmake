@@ -1,5 +1,5 @@
-# Compiles the library with a profile: its sources are compiled with counters,
-# run by the trainer, and compiled again with what was counted.
+# Compiles the library with a profile: its source is compiled with counters, run
+# by the trainer, and compiled again with what was counted.
 option(SCHEMA_PROFILE "Train a profile and compile the library with it, where that works" ON)
 
 string(TOUPPER "${CMAKE_BUILD_TYPE}" build_type)
@@ -26,39 +26,31 @@ if(obstacle)
   return()
 endif()
 
+# The compiler derives the name of the profile from these two options, and so
+# both compilations name the same file.
+set(profile_dir ${PROJECT_BINARY_DIR}/profile)
+set(profile ${profile_dir}/schema.gcda)
+set(profile_name -dumpdir ${profile_dir}/ -dumpbase schema)
+file(MAKE_DIRECTORY ${profile_dir})
 add_subdirectory(profile)
 
-# The compiler derives the name of a profile from these two options, and so
-# both compilations of a source name the same file.
-set(profile_dir ${PROJECT_BINARY_DIR}/profile)
-file(MAKE_DIRECTORY ${profile_dir})
-# Unrolled loops and duplicated tails, which a profile brings along, make the
-# library larger and not faster. Nor are copying and clearing by string
+# Unrolled and peeled loops and duplicated tails, which a profile brings along,
+# make the library larger and not faster. Nor are copying and clearing by string
 # instructions, which it makes of all longer ones on amd64, as fast as the C
 # library's ways.
-set(profile_use -fprofile-use -Werror=missing-profile -fno-unroll-loops -fno-tracer)
+set(profile_use -fprofile-use -Werror=missing-profile -fno-unroll-loops -fno-peel-loops
+                -fno-tracer)
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")
   list(APPEND profile_use -mmemcpy-strategy=unrolled_loop:32:noalign,libcall:-1:noalign
        -mmemset-strategy=unrolled_loop:128:noalign,libcall:-1:noalign)
 endif()
-target_compile_options(schema PRIVATE ${profile_use})
-set(profiles)
-foreach(source IN LISTS sources)
-  get_filename_component(name ${source} NAME_WLE)
-  set(profile ${profile_dir}/${name}.gcda)
-  set(profile_name -dumpdir ${profile_dir}/ -dumpbase ${name})
-  set_source_files_properties(${source} PROPERTIES COMPILE_OPTIONS "${profile_name}"
-                                                   OBJECT_DEPENDS ${profile})
-  set_source_files_properties(
-    ${source} TARGET_DIRECTORY schema_instrumented
-    PROPERTIES COMPILE_OPTIONS "-fprofile-generate;-fprofile-update=single;${profile_name}")
-  list(APPEND profiles ${profile})
-endforeach()
+target_compile_options(schema PRIVATE ${profile_use} ${profile_name})
+set_source_files_properties(schema.cc PROPERTIES OBJECT_DEPENDS ${profile})
 
 # Counters are added to what a profile holds already, so it goes first.
 add_custom_command(
-  OUTPUT ${profiles}
-  COMMAND ${CMAKE_COMMAND} -E rm -f ${profiles}
+  OUTPUT ${profile}
+  COMMAND ${CMAKE_COMMAND} -E rm -f ${profile}
   COMMAND schema_trainer
   DEPENDS schema_trainer
   COMMENT "Training the profile of the library"
