@@ -37,12 +37,14 @@ add_subdirectory(profile)
 # Unrolled and peeled loops and duplicated tails, which a profile brings along,
 # make the library larger and not faster. Nor are copying and clearing by string
 # instructions, which it makes of all longer ones on amd64, as fast as the C
-# library's ways.
+# library's ways. There, aligning what is jumped to and leaving members
+# unvectorized gain another per cent of a serialize.
 set(profile_use -fprofile-use -Werror=missing-profile -fno-unroll-loops -fno-peel-loops
                 -fno-tracer)
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")
   list(APPEND profile_use -mmemcpy-strategy=unrolled_loop:32:noalign,libcall:-1:noalign
-       -mmemset-strategy=unrolled_loop:128:noalign,libcall:-1:noalign)
+       -mmemset-strategy=unrolled_loop:128:noalign,libcall:-1:noalign -fno-tree-vectorize
+       -falign-functions=32 -falign-loops=32)
 endif()
 target_compile_options(schema PRIVATE ${profile_use} ${profile_name})
 set_source_files_properties(schema.cc PROPERTIES OBJECT_DEPENDS ${profile})
