@@ -19,20 +19,23 @@ constexpr int kClients = 20;
 constexpr int kDisplays = 5;
 constexpr int kModules = 8;
 
+void BuildDisplay(int number, tarn::Display* display) {
+  display->set_name("Line " + std::to_string(number));
+  display->set_status(tarn::ok);
+  for (int place = 1; place <= kModules; ++place) {
+    tarn::Module* module = display->add_children()->mutable_module();
+    module->set_hwid("D16-24");
+    module->set_status(tarn::ok);
+    module->set_assyaddr(place);
+    module->mutable_extstatus()->set_tempkelvin(295 + place);
+  }
+}
+
 void BuildClient(int number, tarn::Client* client) {
   client->set_name("Client " + std::to_string(number));
   client->set_status(tarn::ok);
   for (int i = 1; i <= kDisplays; ++i) {
-    tarn::Display* display = client->add_children()->mutable_display();
-    display->set_name("Line " + std::to_string(i));
-    display->set_status(tarn::ok);
-    for (int place = 1; place <= kModules; ++place) {
-      tarn::Module* module = display->add_children()->mutable_module();
-      module->set_hwid("D16-24");
-      module->set_status(tarn::ok);
-      module->set_assyaddr(place);
-      module->mutable_extstatus()->set_tempkelvin(295 + place);
-    }
+    BuildDisplay(i, client->add_children()->mutable_display());
   }
 }
 
@@ -42,6 +45,7 @@ int CountNodes(
   for (const tarn::ChildTypes& child : children) {
     count += 1 + CountNodes(child.server().children()) +
              CountNodes(child.client().children()) +
+             CountNodes(child.direct().children()) +
              CountNodes(child.display().children());
   }
   return count;
@@ -72,6 +76,9 @@ int main() {
   for (int i = 1; i <= kClients; ++i) {
     BuildClient(i, server->add_children()->mutable_client());
   }
+  tarn::Direct* direct = network->add_modsconfigured()->mutable_direct();
+  direct->set_name("Counter board");
+  BuildDisplay(1, direct->add_children()->mutable_display());
   const std::string bytes = network->SerializeAsString();
   const int nodes = CountNodes(network->modsconfigured());
   std::printf("built %d nodes, %zu bytes\n", nodes, bytes.size());

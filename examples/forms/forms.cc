@@ -18,47 +18,48 @@ using google::protobuf::util::MessageToJsonString;
 
 constexpr char kText[] = R"(
 # Comments are allowed here.
-name: "North line 1"
-status: command_blank
-uuid: "5e6a0a2e-dd70-434d-81d7-7cffb7decc0c"
-subtype: message
-frameSelect { message: 3 frame: 1 }
-frameSelect { message: 4 frame: 2 }
-displayBlanked: true
+display {
+  name: "North line 1"
+  status: command_blank
+  subtype: message
+  frameSelect { message: 3 frame: 1 }
+  frameSelect { message: 4 frame: 2 }
+  displayBlanked: true
+}
+client_uuid: "5e6a0a2e-dd70-434d-81d7-7cffb7decc0c"
 )";
 
 }  // namespace
 
 int main() {
-  tarn::Display display;
+  tarn::DisplayConfigMsg config;
   TextFormat::Parser parser;
   // Without a limit, text nested deeply enough exhausts the stack.
   parser.SetRecursionLimit(100);
-  if (!parser.ParseFromString(kText, &display)) return 1;
+  if (!parser.ParseFromString(kText, &config)) return 1;
 
   std::string text;
-  TextFormat::PrintToString(display, &text);
+  TextFormat::PrintToString(config, &text);
   std::cout << text << '\n';
 
-  // Without this option the names would be those customary in JSON: always
-  // lower camel case.
+  // The names are those customary in JSON, lower camel case: client_uuid is
+  // "clientUuid". Readers take the names of the schema, too.
   JsonPrintOptions options;
-  options.preserve_proto_field_names = true;
   options.add_whitespace = true;
   std::string json;
-  if (!MessageToJsonString(display, &json, options).ok()) return 1;
+  if (!MessageToJsonString(config, &json, options).ok()) return 1;
   std::cout << json << '\n';
 
-  tarn::Display from_text;
-  tarn::Display from_json;
+  tarn::DisplayConfigMsg from_text;
+  tarn::DisplayConfigMsg from_json;
   if (!parser.ParseFromString(text, &from_text)) return 1;
   if (!JsonStringToMessage(json, &from_json).ok()) return 1;
   std::cout << "from text: "
-            << (MessageDifferencer::Equals(display, from_text) ? "equal"
-                                                               : "different")
+            << (MessageDifferencer::Equals(config, from_text) ? "equal"
+                                                              : "different")
             << "\nfrom JSON: "
-            << (MessageDifferencer::Equals(display, from_json) ? "equal"
-                                                               : "different")
+            << (MessageDifferencer::Equals(config, from_json) ? "equal"
+                                                              : "different")
             << '\n';
 
   // A name that the schema does not have is an error, with its place.
