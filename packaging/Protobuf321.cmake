@@ -2,7 +2,7 @@
 # generated code runs with no other: its headers refuse to compile, and another
 # runtime has another soname than libprotobuf.so.32.
 set(how_to_get_protobuf
-    "On Debian 12: script/bootstrap, or apt-get install protobuf-compiler libprotobuf-dev.")
+    "On Debian 12 and 13: script/bootstrap, or apt-get install protobuf-compiler libprotobuf-dev.")
 
 # Our own words about versions follow, so FindProtobuf keeps its own.
 set(Protobuf_FIND_QUIETLY ON)
