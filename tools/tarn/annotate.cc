@@ -117,9 +117,8 @@ class Annotator : public WalkVisitor {
     const char* start = record_.bytes.data();
     const std::string path = ErrorPath(error, stack);
     reason_ = Reason(error, stack, start, record_.offset);
-    errors_ += Place(options_.input, record_, error.at - start);
-    if (!path.empty()) errors_ += path + ": ";
-    errors_ += reason_ + '\n';
+    errors_.push_back(Place(options_.input, record_, error.at - start) +
+                      (path.empty() ? "" : path + ": ") + reason_);
     wrong_ = error.at;
     secret_ = error.item.field != nullptr && error.item.field->secret;
     if (error.problem == Problem::kBadUtf8) {
@@ -135,8 +134,7 @@ class Annotator : public WalkVisitor {
                        secret_ && !options_.output.show_secrets});
   }
 
-  // One line for each error.
-  const std::string& errors() const { return errors_; }
+  const std::vector<std::string>& errors() const { return errors_; }
 
  private:
   void Note(std::string_view note) {
@@ -197,7 +195,7 @@ class Annotator : public WalkVisitor {
   Sink& sink_;
   std::string notes_;
   std::string reason_;
-  std::string errors_;
+  std::vector<std::string> errors_;
   const char* wrong_ = nullptr;
   bool secret_ = false;
 };
@@ -449,7 +447,7 @@ class SpanList {
 
 template <class Sink>
 bool Annotate(const Options& options, const Type& type, const Record& record,
-              Output* output, std::string* errors) {
+              Output* output, std::vector<std::string>* errors) {
   Sink sink(record, output);
   Annotator<Sink> annotator(options, record, &sink);
   const bool accepted = Walk(type, record.bytes, annotator);
@@ -459,7 +457,7 @@ bool Annotate(const Options& options, const Type& type, const Record& record,
 
 ExitCode Annotate(const Options& options, const Type& type,
                   const Record& record, Output* output) {
-  std::string errors;
+  std::vector<std::string> errors;
   bool accepted;
   if (options.json) {
     output->Write("{\"type\":\"");
@@ -477,12 +475,7 @@ ExitCode Annotate(const Options& options, const Type& type,
   }
   if (accepted) return kFine;
   output->Flush();
-  std::string_view rest = errors;
-  while (!rest.empty()) {
-    const size_t size = rest.find('\n');
-    Complain(std::string(rest.substr(0, size)));
-    rest.remove_prefix(size + 1);
-  }
+  for (const std::string& error : errors) Complain(error);
   return kMalformed;
 }
 

@@ -40,7 +40,7 @@ const FieldDescriptor* KeyOf(const Descriptor& entry) {
   return nullptr;
 }
 
-std::string Quoted(std::string_view text) { return '"' + Escaped(text) + '"'; }
+std::string Quoted(std::string_view text) { return InQuotes(text); }
 
 std::string TextOf(const Message& message) {
   google::protobuf::TextFormat::Printer printer;
@@ -48,7 +48,8 @@ std::string TextOf(const Message& message) {
   printer.SetUseUtf8StringEscaping(true);
   std::string text;
   printer.PrintToString(message, &text);
-  return "{ " + text + "}";
+  // The printer has escaped quotes and backslashes.
+  return Escaped("{ " + text + "}", "");
 }
 
 // The value of a field, or of an element of a list.

@@ -28,8 +28,8 @@ class Failure : public std::runtime_error {
   ExitCode code_;
 };
 
-// Writes "tarn: " and the message as a line to stderr. On a terminal, control
-// characters of the message are escaped.
+// Writes "tarn: " and the message as one line to stderr, escaped like all text
+// for people.
 void Complain(const std::string& message);
 
 }  // namespace inspector

@@ -181,7 +181,7 @@ std::string KindWord(const std::string& kind) {
 
 std::string LabelOf(const Node& node) {
   const std::string word = KindWord(node.kind);
-  if (!node.name.empty()) return word + " \"" + Escaped(node.name) + '"';
+  if (!node.name.empty()) return word + ' ' + InQuotes(node.name);
   std::string hardware;
   if (node.message != nullptr) hardware = TextOf(*node.message, "hwId");
   if (!hardware.empty()) return word + " " + Escaped(hardware);

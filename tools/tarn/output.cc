@@ -33,20 +33,25 @@ const char* SkipPlain(const char* p, const char* end) {
   return p;
 }
 
-// Characters that draw nothing, or that turn the direction of what follows:
-// those the runtime's JSON escapes.
+// What no text for people may hold raw: the general categories Cc, Cf, Zl and
+// Zp of Unicode 15. They draw nothing, end lines, or turn the direction of what
+// follows. Surrogates (Cs) are no UTF-8.
 bool Invisible(uint32_t c) {
   constexpr struct {
     uint32_t first, last;
-  } kRanges[] = {{0x7F, 0x9F},       {0xAD, 0xAD},       {0x600, 0x603},
-                 {0x6DD, 0x6DD},     {0x70F, 0x70F},     {0x17B4, 0x17B5},
-                 {0x200B, 0x200F},   {0x2028, 0x202E},   {0x2060, 0x2064},
-                 {0x206A, 0x206F},   {0xFEFF, 0xFEFF},   {0xFFF9, 0xFFFB},
-                 {0x1D173, 0x1D17A}, {0xE0001, 0xE0001}, {0xE0020, 0xE007F}};
+  } kRanges[] = {{0x00, 0x1F},       {0x7F, 0x9F},       {0xAD, 0xAD},
+                 {0x600, 0x605},     {0x61C, 0x61C},     {0x6DD, 0x6DD},
+                 {0x70F, 0x70F},     {0x890, 0x891},     {0x8E2, 0x8E2},
+                 {0x180E, 0x180E},   {0x200B, 0x200F},   {0x2028, 0x202E},
+                 {0x2060, 0x2064},   {0x2066, 0x206F},   {0xFEFF, 0xFEFF},
+                 {0xFFF9, 0xFFFB},   {0x110BD, 0x110BD}, {0x110CD, 0x110CD},
+                 {0x13430, 0x1343F}, {0x1BCA0, 0x1BCA3}, {0x1D173, 0x1D17A},
+                 {0xE0001, 0xE0001}, {0xE0020, 0xE007F}};
   for (const auto& range : kRanges) {
     if (c >= range.first && c <= range.last) return true;
   }
-  return false;
+  // The runtime's JSON escapes these too, which are drawn as nothing.
+  return c == 0x17B4 || c == 0x17B5;
 }
 
 // The character at p and its size in bytes; size 0 where it is not UTF-8.
@@ -161,13 +166,7 @@ void Output::Painted(Color color, std::string_view text) {
   Paint(Color::kNone);
 }
 
-void Output::Untrusted(std::string_view text) {
-  if (terminal_) {
-    Write(Escaped(text));
-  } else {
-    Write(text);
-  }
-}
+void Output::Untrusted(std::string_view text) { Write(Escaped(text)); }
 
 void Output::JsonString(std::string_view text) {
   const char* p = text.data();
@@ -185,8 +184,7 @@ void Output::JsonString(std::string_view text) {
     if (const char letter = JsonEscape(c); letter != 0) {
       *out++ = '\\';
       *out++ = letter;
-    } else if (character.code < 0x20 || c == '<' || c == '>' ||
-               Invisible(character.code)) {
+    } else if (c == '<' || c == '>' || Invisible(character.code)) {
       if (character.code < 0x10000) {
         out = PutUnicodeEscape(out, character.code);
       } else {
@@ -222,8 +220,7 @@ void Output::TextString(std::string_view text) {
     } else if (c == '"' || c == '\'' || c == '\\') {
       *out++ = '\\';
       *out++ = c;
-    } else if (character.size == 0 || character.code < 0x20 ||
-               Invisible(character.code)) {
+    } else if (character.size == 0 || Invisible(character.code)) {
       for (; p < next; ++p) {
         const unsigned char byte = *p;
         *out++ = '\\';
@@ -268,25 +265,29 @@ void Output::Hex(std::string_view bytes) {
   }
 }
 
-std::string Escaped(std::string_view text) {
+std::string Escaped(std::string_view text, std::string_view marked) {
   std::string escaped;
   const char* p = text.data();
   const char* const end = p + text.size();
   while (p < end) {
     const Character character = CharacterAt(p, end);
     const char* next = p + std::max(character.size, 1);
-    if (character.size == 0 || character.code < 0x20 ||
-        Invisible(character.code)) {
+    if (character.size == 0 || Invisible(character.code)) {
       for (; p < next; ++p) {
         const unsigned char byte = *p;
         escaped += {'\\', 'x', kHex[byte >> 4], kHex[byte & 15]};
       }
     } else {
+      if (marked.find(*p) != marked.npos) escaped += '\\';
       escaped.append(p, next);
     }
     p = next;
   }
   return escaped;
+}
+
+std::string InQuotes(std::string_view text) {
+  return '"' + Escaped(text, "\\\"") + '"';
 }
 
 size_t Width(std::string_view utf8) {
@@ -295,9 +296,7 @@ size_t Width(std::string_view utf8) {
 }
 
 void Complain(const std::string& message) {
-  const std::string line =
-      "tarn: " + (::isatty(STDERR_FILENO) != 0 ? Escaped(message) : message) +
-      "\n";
+  const std::string line = "tarn: " + Escaped(message) + "\n";
   // Where stderr fails there is nobody left to tell.
   [[maybe_unused]] const ssize_t written =
       ::write(STDERR_FILENO, line.data(), line.size());

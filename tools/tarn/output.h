@@ -58,8 +58,7 @@ class Output {
   // The text in a colour, and back to normal.
   void Painted(Color color, std::string_view text);
 
-  // Untrusted text without quotes: on a terminal, control characters and bytes
-  // that are not UTF-8 are written as \x1b.
+  // Untrusted text without quotes, as Escaped() has it.
   void Untrusted(std::string_view text);
   // Text in quotes as a JSON string; `text` must be UTF-8. Escapes what the
   // runtime's JSON does: controls, invisible and direction characters, < and >.
@@ -87,8 +86,13 @@ class Output {
   bool color_;
 };
 
-// Untrusted text for a terminal: as Output::Untrusted writes it there.
-std::string Escaped(std::string_view text);
+// Untrusted text for people, on a terminal or not: characters of the general
+// categories Cc, Cf, Zl, Zp and Cs, and bytes that are not UTF-8, become \x1b.
+// Each character of `marked` gets a backslash in front; with the backslash
+// among them, no two texts look alike.
+std::string Escaped(std::string_view text, std::string_view marked = "\\");
+// The same in quotes, which are escaped inside.
+std::string InQuotes(std::string_view text);
 
 // Characters of a text, for the columns of a table.
 size_t Width(std::string_view utf8);

@@ -26,6 +26,13 @@ struct Row {
   }
 };
 
+// A key in a column: in quotes where it would look like another one without.
+std::string Shown(const std::string& key) {
+  const bool plain = !key.empty() && key.front() != ' ' && key.back() != ' ' &&
+                     key.find('"') == key.npos;
+  return plain ? Escaped(key) : InQuotes(key);
+}
+
 std::vector<Row> RowsOf(const tarn::NetworkStatusReport& report) {
   std::map<std::string, Row> by_key;
   for (const auto& [key, status] : report.status_packet()) {
@@ -36,7 +43,7 @@ std::vector<Row> RowsOf(const tarn::NetworkStatusReport& report) {
   }
   std::vector<Row> rows;
   for (auto& [key, row] : by_key) {
-    row.key = key.empty() ? "\"\"" : Escaped(key);
+    row.key = Shown(key);
     rows.push_back(std::move(row));
   }
   std::stable_sort(rows.begin(), rows.end(), [](const Row& a, const Row& b) {
