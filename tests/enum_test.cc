@@ -30,9 +30,10 @@ struct Enum {
   std::vector<Value> values;
 };
 
-#define ENUM(type, full_name, prefix)                                   \
-  Enum {                                                                \
-#type, full_name, tarn::type##_IsValid, tarn::type##_descriptor,      \
+// Without the "", clang-format takes the first line for a directive.
+#define ENUM(type, full_name, prefix)                                     \
+  Enum {                                                                  \
+    "" #type, full_name, tarn::type##_IsValid, tarn::type##_descriptor,   \
         [](int number) { return tarn::type##_Name(number); },             \
         [](const std::string& name, int* number) {                        \
           auto value = static_cast<tarn::type>(*number);                  \
@@ -41,7 +42,7 @@ struct Enum {
           return parsed;                                                  \
         },                                                                \
         tarn::prefix##_MIN, tarn::prefix##_MAX, tarn::prefix##_ARRAYSIZE, \
-        {} \
+        std::vector<Value>()                                              \
   }
 
 std::vector<Enum> Enums() {

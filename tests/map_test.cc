@@ -27,17 +27,18 @@ struct MapField {
   bool (*validate_value)(void*);
 };
 
-#define MAP(number, stem, Entry)                                          \
-  MapField {                                                              \
-#stem, number,                                                          \
-        [](const NetworkStatusReport& r) -> const StatusMap& {              \
-          return r.stem();                                                  \
-        },                                                                  \
-        [](NetworkStatusReport* r) { return r->mutable_##stem(); },         \
-        [](const NetworkStatusReport& r) { return r.stem##_size(); },       \
-        [](NetworkStatusReport* r) { r->clear_##stem(); },                  \
-        tarn::NetworkStatusReport_##Entry##_DoNotUse::ValidateKey,          \
-        tarn::NetworkStatusReport_##Entry##_DoNotUse::ValidateValue \
+// Without the "", clang-format takes the first line for a directive.
+#define MAP(number, stem, Entry)                                      \
+  MapField {                                                          \
+    "" #stem, number,                                                 \
+        [](const NetworkStatusReport& r) -> const StatusMap& {        \
+          return r.stem();                                            \
+        },                                                            \
+        [](NetworkStatusReport* r) { return r->mutable_##stem(); },   \
+        [](const NetworkStatusReport& r) { return r.stem##_size(); }, \
+        [](NetworkStatusReport* r) { r->clear_##stem(); },            \
+        tarn::NetworkStatusReport_##Entry##_DoNotUse::ValidateKey,    \
+        tarn::NetworkStatusReport_##Entry##_DoNotUse::ValidateValue   \
   }
 
 class Map : public testing::TestWithParam<MapField> {

@@ -23,8 +23,10 @@ struct Encoding {
   const char* hex;
 };
 
+// clang-format off: its releases lay this out in different ways.
 #define ENCODING(name, text, hex) \
   { &tarn::name::default_instance(), text, hex }
+// clang-format on
 
 const Encoding kEncodings[] = {
     ENCODING(AppStates, "state: [Ready, Offline]", "0A 02 02 05"),

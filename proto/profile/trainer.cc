@@ -49,8 +49,9 @@ template <typename T>
 class Placed {
  public:
   template <typename... Source>
-  Placed(const Memory& memory, int slot, const Source&... source)
-      : message_(new (memory.slot(slot)) T(source...)) {}
+  Placed(const Memory& memory, int slot, const Source&... source) {
+    message_ = new (memory.slot(slot)) T(source...);
+  }
   Placed(const Placed&) = delete;
   Placed& operator=(const Placed&) = delete;
   ~Placed() { message_->~T(); }
