@@ -16,9 +16,7 @@ CLI::Validator SizeValue() {
 CommandLine::CommandLine(const std::string& verb, const std::string& summary,
                          const std::vector<std::string>& arguments)
     : app_(summary, "tarn " + verb),
-      arguments_(arguments.rbegin(), arguments.rend()) {
-  app_.get_formatter()->column_width(28);
-}
+      arguments_(arguments.rbegin(), arguments.rend()) {}
 
 void CommandLine::Type(std::string* type) {
   app_.add_option("TYPE", *type, "Message type, as Server or tarn.Server")
@@ -73,7 +71,7 @@ void CommandLine::Parse() {
   try {
     app_.parse(arguments_);
   } catch (const CLI::CallForHelp&) {
-    std::cout << app_.help();
+    PrintHelp(app_.get_name(), DeclarationOf(app_), std::cout);
     throw HelpGiven();
   } catch (const CLI::ParseError& error) {
     throw Failure(kUsage, std::string(error.what()) + "; see " +

@@ -1,6 +1,10 @@
 // Takes the options of a command out of the parser that declares them.
 #include "declaration.h"
 
+#include <algorithm>
+#include <iomanip>
+#include <ostream>
+
 namespace inspector {
 namespace {
 
@@ -15,6 +19,23 @@ void SplitTypeName(const std::string& type_name, Parameter* parameter) {
   const std::string set =
       type_name.substr(colon + 2, type_name.size() - colon - 3);
   parameter->choices = CLI::detail::split(set, ',');
+}
+
+// A line of the help; what is explained goes to a line of its own where the
+// term leaves it no room.
+void PrintTerm(const std::string& term, const std::string& what,
+               std::ostream& out) {
+  constexpr size_t kColumn = 26;
+  const bool fits = term.size() < kColumn;
+  out << "  " << std::left << std::setw(kColumn) << (fits ? term : term + "\n")
+      << (fits ? "" : std::string(kColumn + 2, ' ')) << what << "\n";
+}
+
+std::string OptionTerm(const Parameter& option) {
+  if (option.value.empty()) return option.name;
+  const std::string term = option.name + " " + option.value;
+  if (option.choices.empty()) return term;
+  return term + ":{" + CLI::detail::join(option.choices, ",") + "}";
 }
 
 }  // namespace
@@ -38,6 +59,10 @@ Declaration DeclarationOf(const CLI::App& app) {
     } else if (option->get_items_expected_max() > 0) {
       SplitTypeName(option->get_type_name(), &parameter);
     }
+    for (const CLI::Option* other : option->get_excludes()) {
+      parameter.excludes.push_back(other->get_name());
+    }
+    std::sort(parameter.excludes.begin(), parameter.excludes.end());
     declaration.parameters.push_back(parameter);
   }
   return declaration;
@@ -50,6 +75,35 @@ Declaration Declare(const Command& command) {
     return declaration;
   }
   throw std::logic_error(std::string(command.name) + " parses no options");
+}
+
+void PrintHelp(const std::string& program, const Declaration& declaration,
+               std::ostream& out) {
+  out << declaration.summary << "\nUsage: " << program << " [OPTIONS]";
+  for (const Parameter& parameter : declaration.parameters) {
+    if (!parameter.positional) continue;
+    out << (parameter.required ? " " + parameter.name
+                               : " [" + parameter.name + "]");
+  }
+  out << "\n";
+  const char* title = "\nArguments:\n";
+  for (const Parameter& parameter : declaration.parameters) {
+    if (!parameter.positional) continue;
+    out << title;
+    title = "";
+    PrintTerm(parameter.name, parameter.what, out);
+  }
+  out << "\nOptions:\n";
+  PrintTerm("-h,--help", "Show these options", out);
+  for (const Parameter& parameter : declaration.parameters) {
+    if (parameter.positional) continue;
+    std::string what = parameter.what;
+    for (const std::string& other : parameter.excludes) {
+      what += "; not with " + other;
+    }
+    PrintTerm(OptionTerm(parameter), what, out);
+  }
+  if (!declaration.remark.empty()) out << "\n" << declaration.remark << "\n";
 }
 
 }  // namespace inspector

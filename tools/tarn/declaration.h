@@ -4,6 +4,7 @@
 #define TOOLS_TARN_DECLARATION_H_
 
 #include <CLI/CLI.hpp>
+#include <iosfwd>
 #include <string>
 #include <vector>
 
@@ -19,7 +20,8 @@ struct Parameter {
   std::vector<std::string> choices;  // of the value; empty: not a fixed set
   bool positional = false;
   bool required = false;
-  bool many = false;  // can be given more than once
+  bool many = false;                  // can be given more than once
+  std::vector<std::string> excludes;  // options that cannot stand beside it
 };
 
 // --help is left out: every command has it.
@@ -31,6 +33,11 @@ struct Declaration {
 
 // Runs the command as far as its options are declared.
 Declaration Declare(const Command& command);
+
+// Prints them for people who ask for --help. The parser could as well, but its
+// words differ from release to release.
+void PrintHelp(const std::string& program, const Declaration& declaration,
+               std::ostream& out);
 
 // For CommandLine: whether the arguments come from Declare(), and the answer,
 // which is thrown.
