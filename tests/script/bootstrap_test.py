@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """What script/bootstrap does on each kind of system.
 
-Usage: bootstrap_test.py SOURCE_DIR [unittest options]
+Usage: bootstrap_test.py SOURCE_DIR BUILD_DIR [unittest options]
 
 The system is made up: a file in the form of /etc/os-release, and a folder of
 programs that stand for its own, which note down how they are called.
@@ -124,4 +124,4 @@ class Bootstrap(unittest.TestCase):
 
 if __name__ == "__main__":
     SOURCE = Path(sys.argv[1]).resolve()
-    unittest.main(argv=sys.argv[:1] + sys.argv[2:], verbosity=2)
+    unittest.main(argv=sys.argv[:1] + sys.argv[3:], verbosity=2)

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """What the files in debian/ say of those who keep the packages.
 
-Usage: packaging_test.py SOURCE_DIR [unittest options]
+Usage: packaging_test.py SOURCE_DIR BUILD_DIR [unittest options]
 """
 
 import re
@@ -40,4 +40,4 @@ class Maintainer(unittest.TestCase):
 
 if __name__ == "__main__":
     DEBIAN = Path(sys.argv[1]).resolve() / "debian"
-    unittest.main(argv=sys.argv[:1] + sys.argv[2:], verbosity=2)
+    unittest.main(argv=sys.argv[:1] + sys.argv[3:], verbosity=2)
