@@ -5,64 +5,19 @@ declarations, the layout of the classes, and a strict reading of "the same bytes
 mean the same values".
 """
 
-import json
-import subprocess
-from typing import NamedTuple
-
 from google.protobuf import descriptor_pb2
 
-from .verdict import CannotTell, Finding, Level
+from . import rest
+from .descriptors import declarations, identifiers
+from .verdict import Finding, Level
 
 FieldProto = descriptor_pb2.FieldDescriptorProto
 
 NOT_PACKABLE = {FieldProto.TYPE_STRING, FieldProto.TYPE_BYTES,
                 FieldProto.TYPE_MESSAGE, FieldProto.TYPE_GROUP}
 
-
-class Place(NamedTuple):
-    """Where a message or enum is declared."""
-    file: str
-    index: int
-    proto: object
-
-
-def read(path):
-    """A descriptor set without comments and positions."""
-    with open(path, "rb") as file:
-        files = descriptor_pb2.FileDescriptorSet.FromString(file.read())
-    for proto in files.file:
-        proto.ClearField("source_code_info")
-    return files
-
-
-def compile_set(tree, output):
-    """Writes the descriptor set of the tree's schema files."""
-    files = sorted(path.name for path in (tree / "proto").glob("*.proto"))
-    # The order of the library's own set.
-    files.sort(key=lambda name: name != "Tarn.proto")
-    done = subprocess.run(
-        ["protoc", f"--descriptor_set_out={output}", *files],
-        cwd=tree / "proto", stderr=subprocess.PIPE, encoding="utf-8",
-        check=False)
-    if done.returncode != 0:
-        raise CannotTell("the schema does not compile:\n" + done.stderr)
-
-
-def declarations(files):
-    """All messages and all enums, by full name."""
-    messages, enums = {}, {}
-
-    def visit(file, scope, message_types, enum_types):
-        for index, message in enumerate(message_types):
-            name = f"{scope}.{message.name}"
-            messages[name] = Place(file, index, message)
-            visit(file, name, message.nested_type, message.enum_type)
-        for index, enum in enumerate(enum_types):
-            enums[f"{scope}.{enum.name}"] = Place(file, index, enum)
-
-    for file in files.file:
-        visit(file.name, file.package, file.message_type, file.enum_type)
-    return messages, enums
+# With this value the generator leaves the constant *_ARRAYSIZE out.
+LARGEST_VALUE = 2**31 - 1
 
 
 def is_packed(field):
@@ -78,16 +33,23 @@ def oneof_of(message, field):
     return None
 
 
-def type_of(field):
+def numbers_in(message, oneof, known):
+    """The fields of a oneof, of those that both sides know."""
+    return {f.number for f in message.field
+            if oneof_of(message, f) == oneof and f.number in known}
+
+
+def type_of(field, renamed):
     if field.type_name:
-        return field.type_name[1:]
+        name = field.type_name[1:]
+        return renamed.get(name, name)
     return FieldProto.Type.Name(field.type)[len("TYPE_"):].lower()
 
 
-def encoding(message, field):
+def encoding(message, field, renamed):
     """Everything about a field that its bytes depend on, in words."""
     return {
-        "type": type_of(field),
+        "type": type_of(field, renamed),
         "label": FieldProto.Label.Name(field.label)[len("LABEL_"):].lower(),
         "packing": "packed" if is_packed(field) else "not packed",
         "presence": "explicit" if field.proto3_optional else "by kind",
@@ -99,12 +61,34 @@ def covers(ranges, number, end_is_inside):
     return any(r.start <= number < r.end + end_is_inside for r in ranges)
 
 
-def compare_fields(name, old, new):
-    findings = []
+def compare_oneofs(found, field, old, now, new):
+    """One field's oneof; which fields exclude each other is in the bytes."""
+    before, after = oneof_of(old, field), oneof_of(new, now)
+    if before is None or after is None:
+        return
+    known = {f.number for f in old.field} & {f.number for f in new.field}
+    if numbers_in(old, before, known) != numbers_in(new, after, known):
+        found(Level.WIRE, field, "excludes other fields than it did")
+    elif before != after:
+        found(Level.SOURCE, field, f"oneof {before} became {after}")
+
+
+def compare_reserved(name, old, new):
+    if (any(r not in old.reserved_range for r in new.reserved_range)
+            or any(n not in old.reserved_name for n in new.reserved_name)):
+        return [Finding(Level.ADDITION, f"{name}: reserves more")]
+    return []
+
+
+def compare_fields(name, old, new, renamed):
+    findings = compare_reserved(name, old, new)
 
     def found(level, field, what):
         findings.append(Finding(level, f"{name}.{field.name}: {what}"))
 
+    if old.options.map_entry != new.options.map_entry:
+        findings.append(Finding(Level.WIRE, f"{name}: a map became a list of "
+                                "messages, or the other way round"))
     numbers = {f.name: f.number for f in new.field}
     renewed = {f.number: (i, f) for i, f in enumerate(new.field)}
     for index, field in enumerate(old.field):
@@ -117,7 +101,7 @@ def compare_fields(name, old, new):
                   ("" if retired else " and may be given away again"))
             continue
         new_index, now = renewed.pop(number)
-        before, after = encoding(old, field), encoding(new, now)
+        before, after = encoding(old, field, renamed), encoding(new, now, {})
         for aspect, value in before.items():
             if after[aspect] != value:
                 found(Level.WIRE, field, f"{aspect}: {value} became "
@@ -129,57 +113,93 @@ def compare_fields(name, old, new):
             found(Level.SOURCE, field, f"renamed to {now.name}")
         elif now.json_name != field.json_name:
             found(Level.SOURCE, field, "has another name in JSON")
-        if oneof_of(old, field) != oneof_of(new, now):
-            found(Level.SOURCE, field, "belongs to another oneof")
+        compare_oneofs(found, field, old, now, new)
         if new_index != index:
             found(Level.BINARY, field, f"index {index} became {new_index}")
-    if (any(r not in old.reserved_range for r in new.reserved_range)
-            or any(n not in old.reserved_name for n in new.reserved_name)):
-        findings.append(Finding(Level.ADDITION, f"{name}: reserves more"))
+        findings += rest.of_field(f"{name}.{field.name}", field, now)
     for _, field in renewed.values():
         found(Level.BINARY, field, "a new field changes the layout of the "
                                    "class that programs were compiled with")
-    return findings
+    return findings + rest.of_message(name, old, new)
 
 
-def compare_enums(name, old, new):
-    findings = []
+def first_names(enum):
+    """The name of each number that text and JSON show: the first declared."""
+    names = {}
+    for value in enum.value:
+        names.setdefault(value.number, value.name)
+    return names
 
-    def found(level, value, what):
-        findings.append(Finding(level, f"{name}.{value.name}: {what}"))
 
-    names = {v.name: v.number for v in new.value}
-    numbers = {v.number: v.name for v in new.value}
+def compare_old_values(found, old, new):
+    by_name = {v.name: (i, v) for i, v in enumerate(new.value)}
+    shown = first_names(new)
     for index, value in enumerate(old.value):
-        number = names.get(value.name)
-        if number == value.number:
-            if new.value[index:index + 1] != [value]:
-                found(Level.BINARY, value, "has another index")
-        elif number is not None:
-            found(Level.WIRE, value, f"{value.number} became {number}")
-        elif value.number in numbers:
-            found(Level.SOURCE, value,
-                  f"renamed to {numbers[value.number]}")
-        else:
+        new_index, now = by_name.get(value.name, (None, None))
+        if now is None and value.number in shown:
+            found(Level.SOURCE, value, f"renamed to {shown[value.number]}")
+        elif now is None:
             retired = covers(new.reserved_range, value.number, True)
             found(Level.SOURCE if retired else Level.WIRE, value,
                   f"value {value.number} was removed" +
                   ("" if retired else " and may be given away again"))
-    before = {v.number for v in old.value}
+        elif now.number != value.number:
+            found(Level.WIRE, value, f"{value.number} became {now.number}")
+        elif new_index != index:
+            found(Level.BINARY, value, "has another index")
+    for number, name in first_names(old).items():
+        if by_name.get(name) and shown.get(number, name) != name:
+            found(Level.WIRE, by_name[name][1],
+                  f"is shown as {shown[number]}, which older readers of text "
+                  "and JSON refuse")
+
+
+def compare_enums(name, old, new, _renamed):
+    findings = compare_reserved(name, old, new)
+
+    def found(level, value, what):
+        findings.append(Finding(level, f"{name}.{value.name}: {what}"))
+
+    compare_old_values(found, old, new)
+    names, numbers = {v.name for v in old.value}, {v.number for v in old.value}
+    kept = {v.name for v in new.value} & names
     for value in new.value:
-        if value.number not in before and value.name not in {
-                v.name for v in old.value}:
+        if value.name in names:
+            continue
+        if value.number not in numbers:
             found(Level.ADDITION, value, f"new value {value.number}")
-    return findings
+            if value.number == LARGEST_VALUE:
+                found(Level.SOURCE, value, "the constant "
+                      f"{new.name}_ARRAYSIZE goes with so large a value")
+        elif first_names(old)[value.number] in kept:
+            found(Level.ADDITION, value, "another name for "
+                                         f"{value.number}")
+    return findings + rest.of_enum(name, old, new)
 
 
-def compare_kind(kind, old, new, compare_contents, lost):
+def renamed_enums(old, new):
+    """Enums that went where another with the same values came."""
+    def values(place):
+        return [(v.name, v.number) for v in place.proto.value]
+
+    come = [name for name in new if name not in old]
+    pairs = {}
+    for name in old:
+        alike = [n for n in come if values(new[n]) == values(old[name])]
+        if name not in new and len(alike) == 1:
+            pairs[name] = alike[0]
+    return pairs
+
+
+def compare_kind(kind, old, new, compare_contents, lost, renamed):
     """Messages or enums by full name; lost is how bad it is to lose one."""
     findings = []
     for name, was in old.items():
         now = new.get(name)
         if now is None:
-            findings.append(Finding(lost, f"{name}: {kind} was removed"))
+            what = (f"renamed to {renamed[name]}" if name in renamed
+                    else "was removed")
+            findings.append(Finding(lost, f"{name}: {kind} {what}"))
             continue
         if now.file != was.file:
             findings.append(Finding(Level.SOURCE, f"{name}: moved from "
@@ -187,48 +207,28 @@ def compare_kind(kind, old, new, compare_contents, lost):
         if now.index != was.index:
             findings.append(Finding(Level.BINARY, f"{name}: index {was.index} "
                                     f"in {was.file} became {now.index}"))
-        findings += compare_contents(name, was.proto, now.proto)
+        findings += compare_contents(name, was.proto, now.proto, renamed)
     findings += [Finding(Level.ADDITION, f"{name}: new {kind}")
-                 for name in new if name not in old]
+                 for name in new
+                 if name not in old and name not in renamed.values()]
     return findings
 
 
-def compare(old, new):
+def compare_names(old, new, macros):
+    """New names that the preprocessor would replace in the headers."""
+    return [Finding(Level.SOURCE, f"{name}: a macro of that name is defined "
+                    "where programs include the headers")
+            for name in sorted(identifiers(new) - identifiers(old))
+            if name in macros]
+
+
+def compare(old, new, macros):
     """All differences between two descriptor sets."""
     old_messages, old_enums = declarations(old)
     new_messages, new_enums = declarations(new)
-    findings = compare_kind("message", old_messages, new_messages,
-                            compare_fields, Level.WIRE)
-    findings += compare_kind("enum", old_enums, new_enums, compare_enums,
-                             Level.BINARY)
-    if not findings and old != new:
-        findings.append(Finding(Level.SOURCE, "the descriptors differ in a "
-                                "way that no rule knows"))
-    return findings
-
-
-def buf_breaking(buf, rules, old, new):
-    """What buf says against the new set, as (rule, message)."""
-    config = {"version": "v2", "breaking": rules}
-    done = subprocess.run(
-        [buf, "breaking", new, "--against", old, "--error-format", "json",
-         "--config", json.dumps(config)],
-        stdout=subprocess.PIPE, stderr=subprocess.PIPE, encoding="utf-8",
-        check=False)
-    # 100: there are findings.
-    if done.returncode not in (0, 100):
-        raise CannotTell(f"buf failed:\n{done.stderr}{done.stdout}")
-    lines = [json.loads(line) for line in done.stdout.splitlines()]
-    return [(line["type"], line["message"]) for line in lines]
-
-
-def compare_with_buf(buf, old, new):
-    # The name of a oneof is not on the wire; that a field comes into one or
-    # leaves it is a rule above.
-    wire = buf_breaking(buf, {"use": ["WIRE"], "except": ["FIELD_SAME_ONEOF"]},
-                        old, new)
-    return ([Finding(Level.WIRE, f"buf {rule}: {what}")
-             for rule, what in wire] +
-            [Finding(Level.SOURCE, f"buf {rule}: {what}")
-             for rule, what in buf_breaking(buf, {"use": ["FILE"]}, old, new)
-             if (rule, what) not in wire])
+    renamed = renamed_enums(old_enums, new_enums)
+    return (compare_kind("message", old_messages, new_messages,
+                         compare_fields, Level.WIRE, renamed) +
+            compare_kind("enum", old_enums, new_enums, compare_enums,
+                         Level.BINARY, renamed) +
+            compare_names(old, new, macros) + rest.of_files(old, new))
