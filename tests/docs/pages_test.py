@@ -1,0 +1,198 @@
+#!/usr/bin/python3
+"""Holds the pages for people to the truth: what their blocks print, where
+their links lead, the scripts and folders they name, what they count.
+
+Usage: pages_test.py [--update] TARN TREE
+--update writes what tarn prints now into the blocks. Read the difference.
+
+Every fenced block is of one of these kinds:
+  console  commands after "$ ", each with what it prints; a line "..." stands
+           for any lines
+  sh       commands, which name scripts, options and presets that exist
+  cmake    lines of the client that tests/consumer builds
+  cpp, or no word
+           lines that stand, in this order and whatever their indentation, in
+           a file that a test compiles or compares with
+"""
+import json
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+
+PAGES = ('README.md', 'CONTRIBUTING.md', 'corpus/README.md', 'docs/*.md')
+FENCE = re.compile(r'^( *)```(\w*)\n(.*?)^\1```$', re.M | re.S)
+CLIENT = 'tests/consumer/find_package/CMakeLists.txt'
+# What tests build, run or compare with, for blocks of code.
+SHOWN = ('examples/**/*.cc', 'examples/**/expected.txt', 'tests/consumer/*.inc',
+         'tests/docs/*.cc')
+# What the demonstration prints, as the tests of its two programs hold it.
+DEMONSTRATION = 'examples/site_office/expected.txt'
+failures = []
+
+
+def check(condition, *words):
+    if not condition:
+        failures.append(' '.join(map(str, words)))
+
+
+def lines_of(text):
+    return [line.strip() for line in text.strip('\n').splitlines()]
+
+
+def stands_in(block, text):
+    """Whether the lines of the block follow one another in the text."""
+    wanted, there = lines_of(block), lines_of(text)
+    return any(there[i:i + len(wanted)] == wanted for i in range(len(there)))
+
+
+def matches(shown, printed):
+    """Whether a block shows what is printed, "..." being any lines."""
+    parts = ['(?:.*\n)*?' if line == '...' else re.escape(line + '\n')
+             for line in shown.splitlines()]
+    return re.fullmatch(''.join(parts), printed) is not None
+
+
+def printed_by(command):
+    environment = dict(os.environ, LC_ALL='C.UTF-8',
+                       PATH=f'{TARN.parent}:{os.environ["PATH"]}')
+    with tempfile.TemporaryDirectory() as folder:
+        return subprocess.run(command, shell=True, cwd=folder, text=True,
+                              env=environment, stdout=subprocess.PIPE,
+                              stderr=subprocess.STDOUT, timeout=60,
+                              check=False).stdout
+
+
+def console(page, block):
+    """Compares; returns the block as it should be where that is known."""
+    right = ''
+    for command, shown in re.findall(r'^\$ (.*)\n((?:(?!\$ ).*\n)*)', block,
+                                     re.M):
+        if command == 'script/demo':
+            printed = (TREE / DEMONSTRATION).read_text()
+            shown_here = re.sub(r'127\.0\.0\.1:\d+ ─+', 'PEER', shown)
+        else:
+            printed, shown_here = printed_by(command), shown
+        check(matches(shown_here, printed),
+              f'{page}: $ {command}\nprints\n{printed}not\n{shown}')
+        known = '...' not in shown.splitlines()
+        right += f'$ {command}\n{printed if known else shown}'
+    check(right, f'{page}: a console block without a command')
+    return right
+
+
+def commands(page, text):
+    """Scripts that exist, with options that they know, and presets."""
+    presets = json.loads((TREE / 'CMakePresets.json').read_text())
+    presets = {preset['name'] for preset in presets['configurePresets']}
+    found = 0
+    for line in text.splitlines():
+        for preset in re.findall(r'--preset (\w+)', line):
+            check(preset in presets, f'{page}: {preset} is no preset')
+        script = re.match(r' *((?:script|\.ci)/[\w-]+)', line)
+        if not script:
+            continue
+        found += 1
+        file = TREE / script[1]
+        check(os.access(file, os.X_OK), f'{page}: {script[1]} is no script')
+        words = file.read_text() if file.exists() else ''
+        for program in re.findall(r'[\w/]+\.py', words):
+            words += (TREE / program).read_text()
+        for option in re.findall(r'(?<=\s)--[\w-]+', line.partition('  ')[0]):
+            check(option in words, f'{page}: {script[1]} has no {option}')
+    return found
+
+
+def code(page, language, block):
+    if language == 'cmake':
+        there = lines_of((TREE / CLIENT).read_text())
+        for line in lines_of(block):
+            check(line in there, f'{page}: {CLIENT} has no line {line}')
+        return
+    files = (file for shown in SHOWN for file in TREE.glob(shown))
+    check(any(stands_in(block, file.read_text()) for file in files),
+          f'{page}: no file that is tested has\n{block}')
+
+
+def anchors(page):
+    heads = re.findall(r'^#+ (.*)$', FENCE.sub('', page.read_text()), re.M)
+    return {re.sub(r'[^\w -]', '', head.lower()).replace(' ', '-')
+            for head in heads}
+
+
+def names(page, file, text):
+    """Links lead somewhere, and files that are named are there."""
+    for link in re.findall(r'\]\(([^)]+)\)', text):
+        if link.startswith('http'):
+            continue
+        path, _, anchor = link.partition('#')
+        target = (file.parent / path) if path else file
+        check(target.exists(), f'{page}: {link} leads nowhere')
+        check(not anchor or anchor in anchors(target),
+              f'{page}: {link} leads to no heading')
+    top = {entry.name for entry in TREE.iterdir()} - {'build', 'tarn'}
+    for name in re.findall(r'`([\w.-]+/[\w./-]*)`', text):
+        if name.split('/')[0] in top:
+            check((TREE / name).exists(), f'{page}: there is no {name}')
+
+
+def counts():
+    readme = (TREE / 'README.md').read_text()
+    said = re.findall(r'(\d+) Protocol Buffers messages', readme)
+    protos = ''.join(file.read_text() for file in TREE.glob('proto/*.proto'))
+    there = len(re.findall(r'^message ', protos, re.M))
+    check(said == [str(there)], f'README.md: {said} messages, not {there}')
+
+
+def nothing_by_hand():
+    """What CONTRIBUTING says of proto/schema.cc."""
+    text = (TREE / 'proto/schema.cc').read_text()
+    for line in text.splitlines():
+        check(re.fullmatch(r'(//.*|#include "tarn/.*"|#define \w+ \w+|)', line),
+              f'CONTRIBUTING.md: proto/schema.cc holds a statement: {line}')
+    check(text.count('#define') == 2, 'proto/schema.cc: not two #define')
+
+
+def page_test(file, update):
+    page, text = str(file.relative_to(TREE)), file.read_text()
+    blocks = 0
+
+    def one(found):
+        indent, language, block = found.groups()
+        nonlocal blocks
+        blocks += 1
+        if language == 'console':
+            right = console(page, block)
+            return f'{indent}```console\n{right}{indent}```'
+        if language == 'sh':
+            commands(page, block)
+        else:
+            code(page, language, block)
+        return found[0]
+
+    right = FENCE.sub(one, text)
+    if update and right != text:
+        file.write_text(right)
+        return blocks
+    prose = FENCE.sub('', text)
+    commands(page, '\n'.join(re.findall(r'^ {4}(.*)', prose, re.M)))
+    commands(page, '\n'.join(re.findall(r'`([^`]+)`', prose)))
+    names(page, file, prose)
+    return blocks
+
+
+arguments = sys.argv[1:]
+UPDATE = arguments[:1] == ['--update']
+TARN, TREE = (pathlib.Path(path).resolve() for path in arguments[UPDATE:])
+pages = [page for pattern in PAGES for page in sorted(TREE.glob(pattern))]
+total = sum(page_test(page, UPDATE) for page in pages)
+counts()
+nothing_by_hand()
+check(total >= 8, f'only {total} blocks in {len(pages)} pages')
+if not UPDATE:
+    for failure in failures:
+        print(failure)
+    print(f'{total} blocks in {len(pages)} pages, {len(failures)} failures')
+    sys.exit(1 if failures else 0)
