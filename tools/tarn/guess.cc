@@ -1,129 +1,18 @@
 // tarn guess: the types that some bytes can be, the likeliest first.
 #include <algorithm>
-#include <tuple>
 
 #include "command.h"
 #include "command_line.h"
 #include "input.h"
 #include "output.h"
+#include "ranking.h"
 #include "salvage.h"
-#include "walker.h"
 
 namespace inspector {
 namespace {
 
 // Types shown unless all are asked for.
 constexpr size_t kShown = 5;
-
-// What speaks for and against a type.
-struct Evidence {
-  bool accepted = false;
-  uint64_t explained = 0;  // bytes up to the first error, if there is one
-  int fields = 0;          // with a name
-  int unknown = 0;
-  int undeclared = 0;
-  int strange_texts = 0;  // with control characters
-  int uuids = 0;          // where a uuid belongs
-  int no_uuids = 0;       // another text where a uuid belongs
-  int disorder = 0;       // fields that no sender writes so
-};
-
-bool IsUuid(std::string_view text) {
-  if (text.size() != 36) return false;
-  for (size_t i = 0; i < text.size(); ++i) {
-    const char c = text[i];
-    const bool dash = i == 8 || i == 13 || i == 18 || i == 23;
-    const bool digit =
-        (c >= '0' && c <= '9') || ((c | 0x20) >= 'a' && (c | 0x20) <= 'f');
-    if (dash ? c != '-' : !digit) return false;
-  }
-  return true;
-}
-
-bool BelongsUuid(const Field& field) {
-  const std::string_view name = field.name;
-  return name.size() >= 4 && name.substr(name.size() - 4) == "uuid";
-}
-
-bool IsStrange(std::string_view text) {
-  return std::any_of(text.begin(), text.end(), [](unsigned char c) {
-    return c < 0x20 && c != '\n' && c != '\r' && c != '\t';
-  });
-}
-
-class Gatherer : public WalkVisitor {
- public:
-  explicit Gatherer(std::string_view bytes) : bytes_(bytes) {}
-
-  void Value(const Stack& stack, const Item& item) {
-    Named(stack, item);
-    Number(item);
-    const Field& field = *item.field;
-    // A sender leaves zero and nothing out, but not in map entries.
-    const Frame& frame = stack.top();
-    const bool entry = frame.field != nullptr && frame.field->map;
-    if (!field.repeated && !entry &&
-        (item.wire() == 2 ? item.data == item.end : item.number_value == 0)) {
-      ++evidence_.disorder;
-    }
-    if (field.kind == Kind::kBool && item.number_value > 1) {
-      ++evidence_.disorder;
-    }
-    if (field.kind != Kind::kString) return;
-    evidence_.strange_texts += IsStrange(item.bytes());
-    if (item.data == item.end || !BelongsUuid(field)) return;
-    ++(IsUuid(item.bytes()) ? evidence_.uuids : evidence_.no_uuids);
-  }
-  void Packed(const Stack& stack, const Item& item) { Named(stack, item); }
-  void Element(const Stack&, const Item& item) { Number(item); }
-  void Enter(const Stack& stack, const Item& item) {
-    if (item.field == nullptr) {
-      ++evidence_.unknown;
-    } else {
-      Named(stack, item);
-    }
-  }
-  void Unknown(const Stack&, const Item&) { ++evidence_.unknown; }
-  bool Fail(const Stack&, const Error& error) {
-    evidence_.explained = error.at - bytes_.data();
-    return false;
-  }
-
-  Evidence Take(const Type& type) {
-    evidence_.accepted = Walk(type, bytes_, *this);
-    if (evidence_.accepted) evidence_.explained = bytes_.size();
-    return evidence_;
-  }
-
- private:
-  void Named(const Stack& stack, const Item& item) {
-    ++evidence_.fields;
-    const uint64_t met = stack.top().seen >> item.field->number;
-    evidence_.disorder += met > (item.field->repeated ? 1u : 0u);
-  }
-  void Number(const Item& item) {
-    evidence_.undeclared +=
-        item.field->kind == Kind::kEnum &&
-        item.field->enumeration->Name(item.number_value).empty();
-  }
-
-  std::string_view bytes_;
-  Evidence evidence_;
-};
-
-// Smaller is likelier. What parses stands before what does not; then what
-// leaves least unexplained.
-auto Rank(const Evidence& e) {
-  return std::make_tuple(!e.accepted,
-                         e.accepted ? 0 : -static_cast<int64_t>(e.explained),
-                         e.unknown, e.undeclared + e.strange_texts, e.no_uuids,
-                         e.disorder, -e.uuids);
-}
-
-struct Candidate {
-  const Type* type;
-  Evidence evidence;
-};
 
 std::string Count(int count, const std::string& what) {
   return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
@@ -166,10 +55,7 @@ void Print(const std::vector<Candidate>& candidates, std::string_view bytes,
   size_t rank = 0;
   for (size_t i = 0; i < candidates.size(); ++i) {
     const Candidate& candidate = candidates[i];
-    if (i == 0 ||
-        Rank(candidate.evidence) != Rank(candidates[i - 1].evidence)) {
-      rank = i + 1;
-    }
+    if (i == 0 || !Level(candidate, candidates[i - 1])) rank = i + 1;
     // All that can be it are shown, whatever their number.
     const bool level = rank == 1 && candidate.evidence.accepted;
     if (!all && !level && i >= kShown) {
@@ -198,19 +84,17 @@ ExitCode Guess(const InputOptions& input, const Record& record, bool all,
     output->Write("no bytes: an empty message of any type\n");
     return kFine;
   }
-  std::vector<Candidate> candidates;
-  for (const auto* descriptor : schema->Messages()) {
-    const Type& type = schema->Table(*descriptor);
-    candidates.push_back({&type, Gatherer(record.bytes).Take(type)});
-  }
-  std::stable_sort(candidates.begin(), candidates.end(),
-                   [](const Candidate& a, const Candidate& b) {
-                     return Rank(a.evidence) < Rank(b.evidence);
-                   });
+  const std::vector<Candidate> candidates =
+      Rank(AllTypes(schema), record.bytes);
   Print(candidates, record.bytes, all, output);
   if (candidates.front().evidence.accepted) return kFine;
   output->Flush();
-  Complain(Place(input, record, 0) + "no message type parses these bytes");
+  const bool parsed = std::any_of(
+      candidates.begin(), candidates.end(),
+      [](const Candidate& candidate) { return candidate.evidence.accepted; });
+  Complain(Place(input, record, 0) +
+           (parsed ? "no message type explains these bytes well"
+                   : "no message type parses these bytes"));
   return kMalformed;
 }
 
