@@ -7,6 +7,7 @@
 #include "input.h"
 #include "output.h"
 #include "printer.h"
+#include "secrets.h"
 #include "walker.h"
 
 namespace inspector {
@@ -34,7 +35,10 @@ struct Span {
   // What is odd about it, separated by "; ".
   std::string_view notes = {};
   const char* wrong = nullptr;  // the byte that an error is about
-  bool secret = false;          // [item->data, end), or all that was skipped
+  // The value of a known field, or else all of it, is not to be seen.
+  bool secret = false;
+
+  bool known() const { return item != nullptr && item->field != nullptr; }
 };
 
 int VarintSize(uint64_t value) {
@@ -52,8 +56,12 @@ bool IsNumber(const Field& field) {
 template <class Sink>
 class Annotator : public WalkVisitor {
  public:
-  Annotator(const Options& options, const Record& record, Sink* sink)
-      : options_(options), record_(record), sink_(*sink) {}
+  Annotator(const Options& options, const Type& type, const Record& record,
+            Sink* sink)
+      : options_(options),
+        record_(record),
+        mask_all_(type.masked && MayLeak(type, record.bytes)),
+        sink_(*sink) {}
 
   void Value(const Stack& stack, const Item& item) {
     notes_.clear();
@@ -120,7 +128,6 @@ class Annotator : public WalkVisitor {
     errors_.push_back(Place(options_.input, record_, error.at - start) +
                       (path.empty() ? "" : path + ": ") + reason_);
     wrong_ = error.at;
-    secret_ = error.item.field != nullptr && error.item.field->secret;
     if (error.problem == Problem::kBadUtf8) {
       notes_.clear();
       Lengths(error.item);
@@ -130,8 +137,8 @@ class Annotator : public WalkVisitor {
     return true;
   }
   void Skip(const Stack& stack, const char* from, const char* to) {
-    sink_.Draw(stack, {Span::kSkipped, from, to, nullptr, reason_, wrong_,
-                       secret_ && !options_.output.show_secrets});
+    sink_.Draw(stack,
+               {Span::kSkipped, from, to, nullptr, reason_, wrong_, mask_all_});
   }
 
   const std::vector<std::string>& errors() const { return errors_; }
@@ -185,19 +192,20 @@ class Annotator : public WalkVisitor {
   }
   void Draw(const Stack& stack, Span::Kind kind, const Item& item,
             const char* end, const char* wrong = nullptr) {
-    const bool secret = item.field != nullptr && item.field->secret &&
-                        !options_.output.show_secrets;
+    const bool secret =
+        mask_all_ || (item.field != nullptr && item.field->secret &&
+                      !options_.output.show_secrets);
     sink_.Draw(stack, {kind, item.begin, end, &item, notes_, wrong, secret});
   }
 
   const Options& options_;
   const Record& record_;
+  const bool mask_all_;  // as a pass phrase can be anywhere
   Sink& sink_;
   std::string notes_;
   std::string reason_;
   std::vector<std::string> errors_;
   const char* wrong_ = nullptr;
-  bool secret_ = false;
 };
 
 // Writes the beginning of a text; the bytes beside it are complete.
@@ -256,8 +264,7 @@ class Table {
     }
     char* cell = line + digits + 2;
     const char* secret =
-        span.secret ? span.item != nullptr ? span.item->data : span.begin
-                    : span.end;
+        span.secret ? span.known() ? span.item->data : span.begin : span.end;
     for (; p < end; ++p, cell += 3) {
       const unsigned char byte = *p;
       cell[0] = p >= secret ? '*' : kDigits[byte >> 4];
@@ -285,6 +292,10 @@ class Table {
   // Number, wire type and length; then the name at its depth, and the value.
   void Describe(const Stack& stack, const Span& span) {
     const Item& item = *span.item;
+    if (span.secret && !span.known()) {
+      out_.Spaces(kTagWidth + 2 * stack.depth());
+      return out_.Write(kMask);
+    }
     char* column = out_.Reserve(64);
     std::memset(column, ' ', 64);
     char* p = column;
@@ -326,7 +337,7 @@ class Table {
 
   void Value(const Span& span) {
     const Item& item = *span.item;
-    if (span.secret) return out_.Write("***");
+    if (span.secret) return out_.Write(kMask);
     if (item.wire() == 2 && span.kind != Span::kElement) {
       return WriteText(item.bytes(), &out_);
     }
@@ -369,7 +380,10 @@ class SpanList {
     out_.Write(kKinds[span.kind]);
     out_.Write("\",\"depth\":");
     out_.Number(stack.depth());
-    if (span.item != nullptr) Describe(stack, span);
+    if (span.secret) out_.Write(",\"masked\":true");
+    if (span.item != nullptr && (span.known() || !span.secret)) {
+      Describe(stack, span);
+    }
     if (!span.notes.empty()) {
       out_.Write(span.wrong != nullptr ? ",\"error\":" : ",\"note\":");
       out_.JsonString(span.notes);
@@ -449,7 +463,7 @@ template <class Sink>
 bool Annotate(const Options& options, const Type& type, const Record& record,
               Output* output, std::vector<std::string>* errors) {
   Sink sink(record, output);
-  Annotator<Sink> annotator(options, record, &sink);
+  Annotator<Sink> annotator(options, type, record, &sink);
   const bool accepted = Walk(type, record.bytes, annotator);
   *errors = annotator.errors();
   return accepted;
@@ -492,7 +506,7 @@ ExitCode RunAnnotate(const Command& command, const Arguments& arguments) {
   line.Secrets(&options.output);
   line.Parse();
 
-  Schema schema;
+  Schema schema(options.output.show_secrets);
   const Type& type = schema.Find(options.type);
   Output output(options.output.color);
   const ExitCode status =

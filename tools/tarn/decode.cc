@@ -6,6 +6,7 @@
 #include "output.h"
 #include "printer.h"
 #include "salvage.h"
+#include "secrets.h"
 
 namespace inspector {
 namespace {
@@ -55,9 +56,11 @@ class Objector : public WalkVisitor {
   const Record& record_;
 };
 
+// Prints a message, or what is left of it; `record` is what was read.
 void Print(const Options& options, const Type& type, std::string_view bytes,
-           const Survey& survey, Output* output) {
-  const PrintStyle style{options.pretty, options.output.show_secrets};
+           const Survey& survey, const Record& record, Output* output) {
+  const PrintStyle style{options.pretty, options.output.show_secrets,
+                         MayLeak(type, record.bytes)};
   if (options.to == "json") {
     PrintJson(type, bytes, survey, style, output);
   } else if (options.to == "hex") {
@@ -78,14 +81,14 @@ ExitCode Decode(const Options& options, const Type& type, const Record& record,
     const Damage damage = Assess(type, record.bytes, record.offset);
     if (options.partial) {
       Print(options, type, damage.salvaged,
-            SurveyMessage(type, damage.salvaged), output);
+            SurveyMessage(type, damage.salvaged), record, output);
     }
     output->Flush();
     Complain(Place(options.input, record, damage.offset) +
              (damage.path.empty() ? "" : damage.path + ": ") + damage.reason);
     return kMalformed;
   }
-  Print(options, type, record.bytes, survey, output);
+  Print(options, type, record.bytes, survey, record, output);
   if (!options.strict || !(survey.unknown || survey.undeclared)) return kFine;
   output->Flush();
   Objector objector(options, record);
@@ -116,7 +119,7 @@ ExitCode RunDecode(const Command& command, const Arguments& arguments) {
   line.Secrets(&options.output);
   line.Parse();
 
-  Schema schema;
+  Schema schema(options.output.show_secrets);
   const Type& type = schema.Find(options.type);
   Output output(options.output.color);
   if (options.to == "binary") output.ExpectRawBytes();

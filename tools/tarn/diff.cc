@@ -5,6 +5,7 @@
 #include "input.h"
 #include "output.h"
 #include "parse.h"
+#include "secrets.h"
 
 namespace inspector {
 namespace {
@@ -85,6 +86,15 @@ void Print(const std::vector<Difference>& differences, bool json,
   if (json) output->Write("]\n");
 }
 
+// For messages with a pass phrase that can have got anywhere.
+void MaskAll(std::vector<Difference>* differences) {
+  for (Difference& difference : *differences) {
+    for (std::string* value : {&difference.before, &difference.after}) {
+      if (!value->empty()) *value = kMask;
+    }
+  }
+}
+
 }  // namespace
 
 ExitCode RunDiff(const Command& command, const Arguments& arguments) {
@@ -110,12 +120,14 @@ ExitCode RunDiff(const Command& command, const Arguments& arguments) {
   InputOptions b = a;
   b.file = file_b;
 
-  Schema schema;
+  Schema schema(options.show_secrets);
   const Type& type = schema.Find(type_name);
+  bool mask_all = false;
   const auto parse = [&](const InputOptions& input, std::string* bytes) {
     *bytes = ReadMessage(input, &type);
     Record record;
     record.bytes = *bytes;
+    mask_all |= type.masked && MayLeak(type, *bytes);
     return ParseRecord(input, type, record);
   };
   std::string bytes;
@@ -123,8 +135,8 @@ ExitCode RunDiff(const Command& command, const Arguments& arguments) {
   const auto after = parse(b, &bytes);
   if (before == nullptr || after == nullptr) return kMalformed;
   const Pair pair(*before, *after);
-  const std::vector<Difference> differences =
-      Compare(pair, options.show_secrets);
+  std::vector<Difference> differences = Compare(pair, options.show_secrets);
+  if (mask_all) MaskAll(&differences);
   Output output(options.color);
   Print(differences, json, &output);
   output.Flush();

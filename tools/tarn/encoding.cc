@@ -13,6 +13,7 @@
 #include "failure.h"
 #include "json_check.h"
 #include "salvage.h"
+#include "secrets.h"
 #include "walker.h"
 
 namespace inspector {
@@ -152,8 +153,12 @@ std::string EncodeText(const Type& type, std::string_view text,
     const std::string& reason = error.message();
     const size_t at =
         BackToWord(text, OffsetOf(text, error.line(), error.column()), reason);
-    throw Failure(kMalformed, place + LineAndColumn(text, at) + ": " + reason +
+    throw Failure(kMalformed, place + LineAndColumn(text, at) + ": " +
+                                  WithoutQuotations(type, reason) +
                                   Suggestion(reason));
+  }
+  if (const std::string field = MaskedInText(type, text); !field.empty()) {
+    throw Failure(kMalformed, place + MaskedReason(field));
   }
   const size_t unknown = FindUnknownComment(text);
   if (unknown != text.npos) {
@@ -199,9 +204,10 @@ std::string EncodeJson(const Type& type, std::string_view json,
       [](const Type& holder, const Field& field, std::string_view value) {
         return IsJsonValue(holder, field, value);
       });
+  if (!values.problem.empty())
+    throw Failure(kMalformed, place + values.problem);
   throw Failure(kMalformed,
-                place + (values.problem.empty() ? std::string(status.message())
-                                                : values.problem));
+                place + WithoutQuotations(type, std::string(status.message())));
 }
 
 }  // namespace inspector

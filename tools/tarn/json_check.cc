@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <vector>
 
+#include "secrets.h"
+
 namespace inspector {
 namespace {
 
@@ -134,9 +136,12 @@ class Checker {
         return Once(field, begin);
       }
     }
-    return Fail(begin, level.inside.type->descriptor->full_name() +
-                           " has no field " + std::string(name) +
-                           DidYouMean(name, names));
+    const Type& type = *level.inside.type;
+    return Fail(begin,
+                type.descriptor->full_name() +
+                    (type.secret ? " has no such field"
+                                 : " has no field " + std::string(name)) +
+                    DidYouMean(name, names));
   }
 
   // A field can be there once, and of a oneof one member.
@@ -189,9 +194,15 @@ class Checker {
       levels_.back().seen &= ~(uint64_t{1} << expected_.field->number);
       return true;
     }
+    if (expected_.field->maskable && value == "\"***\"") {
+      return Fail(begin,
+                  MaskedReason(expected_.field->descriptor->full_name()));
+    }
     if (test_ != nullptr && !test_(*expected_.type, *expected_.field, value)) {
-      return Fail(begin, std::string(value) + " is no value for " +
-                             expected_.field->descriptor->full_name());
+      return Fail(begin,
+                  (expected_.field->maskable ? "this" : std::string(value)) +
+                      " is no value for " +
+                      expected_.field->descriptor->full_name());
     }
     return true;
   }

@@ -5,11 +5,17 @@
 #include <string>
 
 #include "encoding.h"
+#include "secrets.h"
 
 namespace inspector {
 namespace {
 
-constexpr std::string_view kMasked = "***";
+// Whether a value is not to be seen; a null field is one that is not known.
+bool IsMasked(const PrintStyle& style, const Field* field) {
+  if (style.show_secrets) return false;
+  if (field == nullptr) return style.mask_all;
+  return field->secret || (style.mask_all && field->maskable);
+}
 
 class Surveyor : public WalkVisitor {
  public:
@@ -156,8 +162,9 @@ class JsonPrinter : public WalkVisitor {
     const Field& field = *item.field;
     switch (field.kind) {
       case Kind::kString:
-        if (field.secret && !style_.show_secrets) {
-          return out_.JsonString(kMasked);
+        if (IsMasked(style_, &field)) return out_.JsonString(kMask);
+        if (field.maskable && item.bytes() == kMask) {
+          return out_.Write(kRealMaskInJson);
         }
         return out_.JsonString(item.bytes());
       case Kind::kBytes:
@@ -208,8 +215,8 @@ class JsonPrinter : public WalkVisitor {
 // Writes the elements of "@unknown".
 class OddityLister : public WalkVisitor {
  public:
-  OddityLister(const char* start, Output* output)
-      : start_(start), out_(*output) {}
+  OddityLister(const PrintStyle& style, const char* start, Output* output)
+      : style_(style), start_(start), out_(*output) {}
 
   void Value(const Stack& stack, const Item& item) { Number(stack, item); }
   void Element(const Stack& stack, const Item& item) { Number(stack, item); }
@@ -222,6 +229,9 @@ class OddityLister : public WalkVisitor {
     constexpr std::string_view kNames[] = {"varint", "fixed64", "length",
                                            "",       "",        "fixed32"};
     Begin(stack, item);
+    if (IsMasked(style_, nullptr)) {
+      return out_.Write(",\"wireType\":\"***\",\"value\":\"***\"}");
+    }
     out_.Write(",\"wireType\":\"");
     out_.Write(kNames[item.wire()]);
     out_.Write(item.wire() == 2 ? "\",\"base64\":\"" : "\",\"value\":\"");
@@ -254,6 +264,7 @@ class OddityLister : public WalkVisitor {
     out_.Number(item.begin - start_);
   }
 
+  const PrintStyle& style_;
   const char* start_;
   Output& out_;
   bool first_ = true;
@@ -284,7 +295,9 @@ class TextPrinter : public WalkVisitor {
     out_.Spaces(2 * stack.depth());
     Name(item);
     out_.Write(": ");
-    if (item.wire() == 2) {
+    if (IsMasked(style_, nullptr)) {
+      out_.Write(kMask);
+    } else if (item.wire() == 2) {
       out_.TextString(item.bytes());
     } else {
       out_.Number(item.number_value);
@@ -297,7 +310,11 @@ class TextPrinter : public WalkVisitor {
     if (item.field != nullptr) return out_.Write(item.field->name);
     out_.Paint(Color::kYellow);
     out_.Write("# ");
-    out_.Number(item.number());
+    if (IsMasked(style_, nullptr)) {
+      out_.Write(kMask);
+    } else {
+      out_.Number(item.number());
+    }
     out_.Paint(Color::kNone);
   }
   void Scalar(const Stack& stack, const Item& item) {
@@ -308,8 +325,13 @@ class TextPrinter : public WalkVisitor {
     switch (field.kind) {
       case Kind::kString:
       case Kind::kBytes:
-        out_.TextString(field.secret && !style_.show_secrets ? kMasked
-                                                             : item.bytes());
+        if (IsMasked(style_, &field)) {
+          out_.TextString(kMask);
+        } else if (field.maskable && item.bytes() == kMask) {
+          out_.Write(kRealMaskInText);
+        } else {
+          out_.TextString(item.bytes());
+        }
         break;
       case Kind::kFloat:
         out_.Float(FloatOf(item.number_value));
@@ -363,7 +385,7 @@ void PrintJson(const Type& type, std::string_view bytes, const Survey& survey,
   if (survey.unknown || survey.undeclared) {
     printer.StartMember("\"@unknown\":");
     output->Write('[');
-    OddityLister lister(bytes.data(), output);
+    OddityLister lister(style, bytes.data(), output);
     Walk(type, bytes, lister);
     output->Write(']');
   }

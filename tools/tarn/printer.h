@@ -13,6 +13,8 @@ namespace inspector {
 struct PrintStyle {
   bool pretty = false;  // JSON over many lines; text always is
   bool show_secrets = false;
+  // Of a message with a pass phrase, which can have got anywhere.
+  bool mask_all = false;
 };
 
 // What a walk over a message finds out before anything is printed.

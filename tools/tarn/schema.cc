@@ -110,7 +110,7 @@ size_t Distance(std::string_view a, std::string_view b) {
 
 }  // namespace
 
-Schema::Schema() = default;
+Schema::Schema(bool show_secrets) : show_secrets_(show_secrets) {}
 Schema::~Schema() = default;
 
 // Naming a class of each file keeps the library among those that are loaded.
@@ -172,7 +172,14 @@ const Type& Schema::Table(const Descriptor& descriptor) {
     if (kind == Kind::kEnum) field.enumeration = &EnumTable(*from.enum_type());
     if (kind == Kind::kMessage) field.type = &Table(*from.message_type());
   }
+  GuardSecrets(&table);
   return table;
+}
+
+void Schema::GuardSecrets(Type* type) const {
+  for (const Field& field : type->fields) type->secret |= field.secret;
+  for (Field& field : type->fields) field.maskable = type->secret;
+  type->masked = type->secret && !show_secrets_;
 }
 
 const Enum& Schema::EnumTable(const EnumDescriptor& descriptor) {

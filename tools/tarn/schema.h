@@ -54,7 +54,8 @@ struct Field {
   Kind kind = Kind::kNone;
   bool repeated = false;
   bool map = false;
-  bool secret = false;  // not for the eyes of bystanders
+  bool secret = false;    // not for the eyes of bystanders
+  bool maskable = false;  // it, or another field of its message, is secret
 };
 
 // A message type. Field numbers stay below 64, so that a set of fields fits
@@ -65,6 +66,8 @@ struct Type {
   uint32_t limit = 0;         // how many those are
   int slots = 0;              // repeated fields
   size_t index = 0;           // among the types of the schema that has it
+  bool secret = false;        // has a field that is
+  bool masked = false;        // so is what errors and paths say of its bytes
 
   const Field* Find(uint32_t number) const {
     return number < limit && fields[number].kind != Kind::kNone
@@ -75,7 +78,7 @@ struct Type {
 
 class Schema {
  public:
-  Schema();
+  explicit Schema(bool show_secrets = false);
   ~Schema();
 
   // The table of a type named `Server` or `tarn.Server`. An unknown name is a
@@ -110,8 +113,10 @@ class Schema {
 
  private:
   const google::protobuf::DescriptorPool& Documented();
+  void GuardSecrets(Type* type) const;
   const Enum& EnumTable(const google::protobuf::EnumDescriptor& descriptor);
 
+  const bool show_secrets_;
   std::unordered_map<const google::protobuf::Descriptor*, std::unique_ptr<Type>>
       types_;
   std::unordered_map<const google::protobuf::EnumDescriptor*,

@@ -4,14 +4,20 @@
 namespace inspector {
 namespace {
 
+// Whether no number of the message may be named, as a pass phrase may be read
+// as tags and lengths.
+bool IsMasked(const Stack& stack) { return stack.at(0).type->masked; }
+
 // "tarn.Server.name", or "field 15 of tarn.Server" where nothing has a name.
 std::string Name(const Item& item, const Stack& stack) {
   if (item.field != nullptr) return item.field->descriptor->full_name();
   const Frame& frame = stack.top();
-  std::string record = frame.type != nullptr
-                           ? frame.type->descriptor->full_name()
-                           : "group " + std::to_string(frame.group);
+  std::string record =
+      frame.type != nullptr ? frame.type->descriptor->full_name()
+      : IsMasked(stack)     ? "a group"
+                            : "group " + std::to_string(frame.group);
   if (item.tag == 0) return record;
+  if (IsMasked(stack)) return "an unknown field of " + record;
   return "field " + std::to_string(item.number()) + " of " + record;
 }
 
@@ -19,11 +25,17 @@ std::string Bytes(uint64_t count) {
   return std::to_string(count) + (count == 1 ? " byte" : " bytes");
 }
 
+// Whether the length of an item is known and may be named.
+bool CanCount(const Item& item, const Stack& stack) {
+  return item.data != nullptr && item.end != nullptr &&
+         (item.field != nullptr || !IsMasked(stack));
+}
+
 // What is missing of a record or value that the input is too short for.
 std::string CutOff(const Error& error, const Stack& stack) {
   const Item& item = error.item;
   const char* end = stack.top().end;
-  if (item.data != nullptr && item.end != nullptr && item.end > end) {
+  if (CanCount(item, stack) && item.end > end) {
     return "cut off inside " + Name(item, stack) + ": " +
            std::to_string(end - item.data) + " of its " +
            Bytes(item.end - item.data) + " are there";
@@ -38,7 +50,7 @@ std::string PastEnd(const Error& error, const Stack& stack) {
   const Item& item = error.item;
   const Frame& frame = stack.top();
   const std::string record = Name(Item(), stack);
-  if (item.data != nullptr && item.end != nullptr && item.end > frame.end) {
+  if (CanCount(item, stack) && item.end > frame.end) {
     return "length runs past the end of " + record + ": " +
            Bytes(item.end - item.data) + " announced, " +
            std::to_string(frame.end - item.data) + " left";
@@ -90,12 +102,15 @@ const char* FindInvalidUtf8(const char* begin, const char* end) {
 }
 
 std::string Stack::Path(const Field* field, uint32_t number) const {
+  const auto name = [&](uint32_t unknown) {
+    return IsMasked(*this) ? "***" : std::to_string(unknown);
+  };
   std::string path;
   for (int i = 1; i <= depth_; ++i) {
     const Frame& frame = frames_[i];
     if (!path.empty()) path += '.';
     if (frame.field == nullptr) {
-      path += std::to_string(frame.group);
+      path += name(frame.group);
       continue;
     }
     path += frame.field->name;
@@ -103,7 +118,7 @@ std::string Stack::Path(const Field* field, uint32_t number) const {
   }
   if (field == nullptr && number == 0) return path;
   if (!path.empty()) path += '.';
-  if (field == nullptr) return path + std::to_string(number);
+  if (field == nullptr) return path + name(number);
   path += field->name;
   if (field->repeated) path += '[' + std::to_string(Count(*field)) + ']';
   return path;
@@ -117,6 +132,18 @@ std::string Reason(const Error& error, const Stack& stack, const char* start,
                    uint64_t offset) {
   const Item& item = error.item;
   const std::string number = std::to_string(item.number());
+  if (IsMasked(stack)) {
+    switch (error.problem) {
+      case Problem::kEndGroup:
+        return "end-group tag without its group";
+      case Problem::kOpenGroup:
+        return "a group has no end-group tag";
+      case Problem::kNoSuchWireType:
+        return "a wire type that does not exist";
+      default:
+        break;
+    }
+  }
   switch (error.problem) {
     case Problem::kCutOff:
       return CutOff(error, stack);
