@@ -263,16 +263,36 @@ TEST(Presence, ClearedModuleStatusHasNoFramesAndNoDimmingConfig) {
   EXPECT_FALSE(status.statusretrieved());
 }
 
-TEST(Presence, ClearKeepsTheCapacityOfLists) {
-  tarn::AppStates states;
-  for (int i = 0; i < 100; ++i) states.add_state(tarn::Ready);
-  const int capacity = states.state().Capacity();
-  const int* const data = states.state().data();
-  states.Clear();
-  EXPECT_EQ(states.state_size(), 0);
-  EXPECT_EQ(states.state().Capacity(), capacity);
-  EXPECT_EQ(states.state().data(), data);
+template <class M, class List>
+void ExpectClearKeepsCapacity(List* (M::*edit)()) {
+  M message;
+  List* list = (message.*edit)();
+  for (int i = 0; i < 10; ++i) list->Add();
+  const int capacity = list->Capacity();
+  EXPECT_GE(capacity, 10);
+  message.Clear();
+  EXPECT_EQ(list->size(), 0);
+  EXPECT_EQ(list->Capacity(), capacity);
+}
 
+TEST(Presence, ClearKeepsTheCapacityOfEveryList) {
+  int lists = 0;
+#define CLEAR_SINGULAR(M, x)
+#define CLEAR_ONEOF(M, x)
+#define CLEAR_MAP(M, x)
+#define CLEAR_REPEATED(M, x)                         \
+  {                                                  \
+    SCOPED_TRACE(#M "." #x);                         \
+    ExpectClearKeepsCapacity(&tarn::M::mutable_##x); \
+    ++lists;                                         \
+  }
+#define SCHEMA_FIELD(M, number, name, stem, constant, label, kind, type) \
+  CLEAR_##label(M, stem)
+#include "reference/schema_table.inc"
+  EXPECT_EQ(lists, 31);
+}
+
+TEST(Presence, ClearKeepsTheElementsOfAListForTheNextOnes) {
   tarn::Prices prices;
   const tarn::Price* const element = prices.add_prices();
   prices.Clear();
