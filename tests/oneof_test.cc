@@ -2,6 +2,7 @@
 // empties it.
 #include "reference/live_blocks.h"
 #include "reference/messages.h"
+#include "reference/opened.h"
 
 namespace {
 
@@ -362,6 +363,33 @@ TEST(ChildTypes, MergeAppendsUnknownFieldsAndClearDropsThem) {
   EXPECT_EQ(HexOf(target), "12 00 98 06 01 98 06 02");
   target.Clear();
   EXPECT_EQ(HexOf(target), "");
+}
+
+OPEN(SetHasServer, ChildTypes::set_has_server)
+OPEN(SetHasClient, ChildTypes::set_has_client)
+OPEN(SetHasDisplay, ChildTypes::set_has_display)
+OPEN(SetHasModule, ChildTypes::set_has_module)
+OPEN(SetHasDirect, ChildTypes::set_has_direct)
+OPEN(SetHasGetStatusModule, ChildTypes::set_has_getstatusmodule)
+OPEN(HasTypes, ChildTypes::has_types)
+OPEN(ClearHasTypes, ChildTypes::clear_has_types)
+
+TEST(ChildTypes, InternalOperationsSetReadAndClearTheCase) {
+  const auto set_has = {
+      Opened(SetHasServer()),  Opened(SetHasClient()),
+      Opened(SetHasDisplay()), Opened(SetHasModule()),
+      Opened(SetHasDirect()),  Opened(SetHasGetStatusModule())};
+  int number = 0;
+  for (const auto set : set_has) {
+    ChildTypes node;
+    EXPECT_FALSE((node.*Opened(HasTypes()))());
+    (node.*set)();
+    EXPECT_EQ(static_cast<int>(node.types_case()), ++number);
+    EXPECT_TRUE((node.*Opened(HasTypes()))());
+    (node.*Opened(ClearHasTypes()))();
+    EXPECT_EQ(node.types_case(), ChildTypes::TYPES_NOT_SET);
+    EXPECT_FALSE((node.*Opened(HasTypes()))());
+  }
 }
 
 TEST(ChildTypes, ClearTypesKeepsUnknownFields) {

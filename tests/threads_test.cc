@@ -3,8 +3,10 @@
 #include <atomic>
 #include <functional>
 #include <thread>
+#include <type_traits>
 
 #include "reference/messages.h"
+#include "reference/opened.h"
 
 namespace {
 
@@ -59,6 +61,24 @@ TEST(Threads, SerializeOneUnchangedObjectToTheSameBytes) {
     }
   });
   EXPECT_EQ(good, std::vector<int>(kThreads, kRounds));
+}
+
+#define SCHEMA_MESSAGE(file, place, name) \
+  OPEN(FieldsOf##name, tarn::name::_impl_)
+#include "reference/schema_table.inc"
+
+template <class M, class Fields>
+constexpr bool CachesItsSize(Fields M::*) {
+  return std::is_same_v<decltype(Fields::_cached_size_),
+                        google::protobuf::internal::CachedSize>;
+}
+
+// Serializing writes one thing to a message, its cached size. A plain number
+// would come out the same here, and yet be a race.
+TEST(Threads, CachedSizeOfEveryMessageIsAtomic) {
+#define SCHEMA_MESSAGE(file, place, name) \
+  EXPECT_TRUE(CachesItsSize(Opened(FieldsOf##name()))) << #name;
+#include "reference/schema_table.inc"
 }
 
 TEST(Threads, ReadMapsAndDefaultInstancesAtOnce) {
