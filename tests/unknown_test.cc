@@ -1,5 +1,6 @@
 // Fields that the schema does not know, or knows with another wire type: kept,
-// handed on, and written back byte for byte.
+// handed on, and written back with the bytes that they came with, but for keys,
+// lengths and numbers in more bytes than they need.
 #include <google/protobuf/unknown_field_set.h>
 
 #include "reference/messages.h"
@@ -121,6 +122,14 @@ TEST(Unknown, FieldsDeepInATreeAreKeptWhereTheyWere) {
   const Writer tree = Writer().Message(1, server).Uint(52, 5);
   EXPECT_EQ(Rewritten(tarn::ModsAvailable::default_instance(), tree),
             HexOf(tree));
+}
+
+TEST(Unknown, KeysLengthsAndNumbersComeBackInTheirShortestForm) {
+  EXPECT_EQ(Rewritten<tarn::Err>("B8 BE 80 00 05"), "B8 3E 05");
+  EXPECT_EQ(Rewritten<tarn::Err>("BA 3E 82 80 00 61 62"), "BA 3E 02 61 62");
+  EXPECT_EQ(Rewritten<tarn::Err>("B8 3E 85 80 00"), "B8 3E 05");
+  EXPECT_EQ(Rewritten<tarn::Err>("BB 3E 88 00 85 00 BC BE 00"),
+            "BB 3E 08 05 BC 3E");
 }
 
 TEST(Unknown, RuntimeShowsThemByNumberAndType) {

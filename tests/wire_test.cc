@@ -281,10 +281,15 @@ TEST(Wire, OnlySuccessOfARenamingIsTwoBytes) {
   EXPECT_EQ(HexOf(rename), "08 01");
 }
 
-TEST(Wire, OnlyFileDataIsKeptByteForByte) {
+TEST(Wire, FileDataKeepsEveryOneOfThe256Bytes) {
+  std::string all;
+  for (int byte = 0; byte < 256; ++byte) all.push_back(char(byte));
   tarn::FileMessage file;
-  file.set_filedata(wire::Hex("FF 00 FE"));
-  EXPECT_EQ(HexOf(file), "12 03 FF 00 FE");
+  file.set_filedata(all);
+  const Writer expected = Writer().Bytes(2, all);
+  EXPECT_EQ(HexOf(file), HexOf(expected));
+  EXPECT_EQ(tests::FromBytes<tarn::FileMessage>(expected.bytes()).filedata(),
+            all);
 }
 
 TEST(Wire, ValuesAreNotCheckedAgainstEachOther) {

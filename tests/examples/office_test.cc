@@ -138,7 +138,7 @@ class Office : public testing::Test {
 const char kRejected[] = "record rejected";
 const char kClosed[] = "connection closed";
 
-TEST_F(Office, StoresGoodRecordsByteForByte) {
+TEST_F(Office, StoreHoldsTheBytesOfTheStreamThatCame) {
   const std::string stream = PriceRecord(1) + PriceRecord(2) + SentRecord(2);
   EXPECT_EQ(Receive(stream), kFine);
   EXPECT_EQ(Stored(), stream);
