@@ -1,14 +1,17 @@
-// The comments of the schema files, read from the installed descriptor set:
-// they are the only documentation, so none may be missing or say nothing.
+// The schema files as they are written, read from the installed descriptor set.
+// Their comments are the only documentation, so none may be missing or say
+// nothing.
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/descriptor.pb.h>
 #include <gtest/gtest.h>
 
 #include <cctype>
+#include <cstring>
 #include <fstream>
 #include <functional>
 #include <set>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace {
@@ -70,17 +73,9 @@ class CommentsTest : public testing::Test {
     }
   }
 
-  // Calls `check` with name and comment of everything that bears one.
-  void ForEach(const std::function<void(const std::string& full_name,
-                                        const std::string& name,
-                                        const std::string& comment)>& check) {
-    const auto visit = [&](const auto* item) {
-      SourceLocation location;
-      const bool found = item->GetSourceLocation(&location);
-      check(item->full_name(), item->name(),
-            found ? location.leading_comments : "");
-      EXPECT_EQ(location.trailing_comments, "") << item->full_name();
-    };
+  // Calls `visit` with everything that bears a name.
+  template <class Visitor>
+  void ForEachItem(const Visitor& visit) const {
     const auto visit_enum = [&](const EnumDescriptor* type) {
       visit(type);
       for (int i = 0; i < type->value_count(); ++i) visit(type->value(i));
@@ -105,6 +100,19 @@ class CommentsTest : public testing::Test {
     }
   }
 
+  // Calls `check` with name and comment of everything that bears one.
+  void ForEach(const std::function<void(const std::string& full_name,
+                                        const std::string& name,
+                                        const std::string& comment)>& check) {
+    ForEachItem([&](const auto* item) {
+      SourceLocation location;
+      const bool found = item->GetSourceLocation(&location);
+      check(item->full_name(), item->name(),
+            found ? location.leading_comments : "");
+      EXPECT_EQ(location.trailing_comments, "") << item->full_name();
+    });
+  }
+
   DescriptorPool pool_;
   std::vector<const FileDescriptor*> files_;
 };
@@ -124,20 +132,38 @@ TEST_F(CommentsTest, EverythingWithANameIsExplained) {
 }
 
 TEST_F(CommentsTest, MessagesAndEnumsSayWhatTheyRepresent) {
-  for (const FileDescriptor* file : files_) {
-    for (int i = 0; i < file->message_type_count(); ++i) {
+  int types = 0;
+  ForEachItem([&](const auto* item) {
+    using Item = std::decay_t<decltype(*item)>;
+    if constexpr (std::is_same_v<Item, Descriptor> ||
+                  std::is_same_v<Item, EnumDescriptor>) {
+      ++types;
       SourceLocation location;
-      ASSERT_TRUE(file->message_type(i)->GetSourceLocation(&location));
+      ASSERT_TRUE(item->GetSourceLocation(&location));
       EXPECT_EQ(location.leading_comments.rfind(" Represents ", 0), 0u)
-          << file->message_type(i)->full_name();
+          << item->full_name();
     }
+  });
+  EXPECT_EQ(types, 53 + 4);
+}
+
+TEST_F(CommentsTest, EnumsAreDeclaredAfterAllMessages) {
+  for (const FileDescriptor* file : files_) {
+    SourceLocation last, first;
+    ASSERT_TRUE(file->message_type(file->message_type_count() - 1)
+                    ->GetSourceLocation(&last));
+    ASSERT_TRUE(file->enum_type(0)->GetSourceLocation(&first));
+    EXPECT_LT(last.end_line, first.start_line) << file->name();
   }
 }
 
 TEST_F(CommentsTest, NamesInBackticksExist) {
-  std::set<std::string> known = {"tarn", "Ready", "ok", "price"};
-  ForEach([&](const std::string&, const std::string& name, const std::string&) {
-    known.insert(name);
+  // A name alone is that of anything; one with dots or colons says where.
+  std::set<std::string> known;
+  ForEachItem([&](const auto* item) {
+    known.insert(item->name());
+    known.insert(item->full_name());
+    known.insert(item->full_name().substr(std::strlen("tarn.")));
   });
   ForEach([&](const std::string& full_name, const std::string&,
               const std::string& comment) {
@@ -145,8 +171,8 @@ TEST_F(CommentsTest, NamesInBackticksExist) {
       const size_t end = comment.find('`', start + 1);
       ASSERT_NE(end, std::string::npos) << full_name;
       std::string name = comment.substr(start + 1, end - start - 1);
-      const size_t last = name.find_last_of(".:");
-      if (last != std::string::npos) name.erase(0, last + 1);
+      const size_t colons = name.find("::");
+      if (colons != std::string::npos) name.replace(colons, 2, ".");
       EXPECT_EQ(known.count(name), 1u) << full_name << " speaks of " << name;
       start = comment.find('`', end + 1);
     }
