@@ -293,7 +293,7 @@ ExitCode RunCheck(const Command& command, const Arguments& arguments) {
   line.app()
       .add_option("--budget", options.budget,
                   "Largest size that the receiver takes, as 500, 4K or 1M")
-      ->transform(SizeValue())
+      ->transform(SizeValue(1))
       ->type_name("SIZE");
   line.app()
       .add_option("--fail-on", options.fail_on,

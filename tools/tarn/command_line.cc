@@ -1,16 +1,71 @@
 // Declares the options that commands share, and parses.
-#include "command_line.h"
-
+#include <charconv>
 #include <iostream>
 
+#include "command_line.h"
 #include "declaration.h"
 #include "failure.h"
 
 namespace inspector {
 
-CLI::Validator SizeValue() {
-  // Its own description is longer than all else in the help.
-  return CLI::Validator(CLI::AsSizeValue(false)).description("");
+namespace {
+
+// False: it is no number, or one of more than 64 bits.
+bool ReadNumber(std::string_view text, uint64_t* number) {
+  const char* end = text.data() + text.size();
+  const auto result = std::from_chars(text.data(), end, *number);
+  return result.ec == std::errc() && result.ptr == end;
+}
+
+// The bits by which the unit at the end of a size shifts it: 0, 10, 20 or 30.
+// The unit is taken away.
+int TakeUnit(std::string_view* text) {
+  const size_t digits = text->find_first_not_of("0123456789");
+  if (digits == text->npos) return 0;
+  std::string unit(text->substr(digits));
+  for (char& c : unit) c |= 0x20;
+  constexpr std::string_view kUnits = "bkmg";
+  const size_t shift = kUnits.find(unit[0]);
+  if (shift == kUnits.npos || (unit.substr(1) != "" && unit.substr(1) != "b" &&
+                               unit.substr(1) != "ib")) {
+    return 0;
+  }
+  *text = text->substr(0, digits);
+  return 10 * static_cast<int>(shift);
+}
+
+}  // namespace
+
+// The descriptions are empty, since they are longer than all else in the help.
+CLI::Validator SizeValue(uint64_t least) {
+  return CLI::Validator(
+      [least](std::string& value) -> std::string {
+        std::string_view text = value;
+        const int shift = TakeUnit(&text);
+        uint64_t size;
+        if (!ReadNumber(text, &size) || size > (kMostSize >> shift) ||
+            size << shift < least) {
+          return value + " is not a size from " + std::to_string(least) +
+                 " to " + std::to_string(kMostSize) +
+                 " bytes, as 500, 64K or 64M";
+        }
+        value = std::to_string(size << shift);
+        return "";
+      },
+      "");
+}
+
+CLI::Validator WholeNumber(uint64_t least, uint64_t most) {
+  return CLI::Validator(
+      [least, most](std::string& value) -> std::string {
+        uint64_t number;
+        if (ReadNumber(value, &number) && number >= least && number <= most) {
+          return "";
+        }
+        return value + " is not a whole number from " + std::to_string(least) +
+               " to " + std::to_string(most);
+      },
+      "");
 }
 
 CommandLine::CommandLine(const std::string& verb, const std::string& summary,
@@ -31,13 +86,13 @@ void CommandLine::File(InputOptions* options) {
 
 void CommandLine::Form(InputOptions* options) {
   app_.add_option("--from", options->from, "Form of the input")
-      ->check(
-          CLI::IsMember({"auto", "binary", "hex", "base64", "text", "json"}))
+      ->check(CLI::IsMember({"auto", "binary", "hex", "words", "octal",
+                             "source", "base64", "text", "json"}))
       ->type_name("FORM");
   app_.add_option("--max-size", options->max_size,
                   "Largest message to read, as 500, 64K or 64M; 64M if not "
                   "given")
-      ->transform(SizeValue())
+      ->transform(SizeValue(0))
       ->type_name("SIZE");
 }
 

@@ -23,8 +23,13 @@ struct OutputOptions {
   bool show_secrets = false;
 };
 
-// Makes an option take sizes as 500, 64K or 1M, a K being 1024.
-CLI::Validator SizeValue();
+// The largest size that an option takes.
+inline constexpr uint64_t kMostSize = INT64_MAX;
+
+// Makes an option take sizes as 500, 64K or 1M, a K being 1024, or whole
+// numbers; what is none, or outside of the range, is refused.
+CLI::Validator SizeValue(uint64_t least);
+CLI::Validator WholeNumber(uint64_t least, uint64_t most);
 
 // Wraps the parser of one command. A command declares its options, calls
 // Parse(), and does its work:

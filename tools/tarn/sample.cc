@@ -72,8 +72,10 @@ ExitCode RunSample(const Command& command, const Arguments& arguments) {
       ->required();
   app.add_option("--seed", options.seed,
                  "Another number, other messages; 1 if not given")
+      ->check(WholeNumber(0, UINT64_MAX))
       ->type_name("N");
   app.add_option("--count", options.count, "Number of messages; 1 if not given")
+      ->check(WholeNumber(0, UINT64_MAX))
       ->type_name("N");
   app.add_option("--to", options.to,
                  "Form of the output: text, json, hex or "
@@ -87,7 +89,7 @@ ExitCode RunSample(const Command& command, const Arguments& arguments) {
       ->type_name("FRAME");
   const auto below = [&](const char* name, int* number, const char* what) {
     return app.add_option(name, *number, what)
-        ->check(CLI::Range(0, 100000))
+        ->check(WholeNumber(0, 100000))
         ->type_name("N");
   };
   CLI::Option* shape[] = {

@@ -2,6 +2,7 @@
 #include <tarn/Network.pb.h>
 
 #include <algorithm>
+#include <climits>
 #include <set>
 #include <tuple>
 
@@ -451,7 +452,7 @@ ExitCode RunTree(const Command& command, const Arguments& arguments) {
       ->type_name("STATUS,...");
   line.app()
       .add_option("--depth", options.depth, "Levels to draw")
-      ->check(CLI::PositiveNumber)
+      ->check(WholeNumber(1, INT_MAX))
       ->type_name("N");
   auto* dot = line.app().add_flag("--dot", options.dot, "For Graphviz");
   line.app()
