@@ -510,7 +510,7 @@ ExitCode RunAnnotate(const Command& command, const Arguments& arguments) {
   const Type& type = schema.Find(options.type);
   Output output(options.output.color);
   const ExitCode status =
-      ForEachRecord(options.input, &type, [&](const Record& record) {
+      ForEachRecord(options.input, {&type}, [&](const Record& record) {
         return Annotate(options, type, record, &output);
       });
   output.Flush();

@@ -309,7 +309,7 @@ ExitCode RunCheck(const Command& command, const Arguments& arguments) {
   Output output(options.output.color);
   RuleBook book;
   const ExitCode status =
-      ForEachRecord(options.input, &type, [&](const Record& record) {
+      ForEachRecord(options.input, {&type}, [&](const Record& record) {
         return Check(options, type, record, &book, &output);
       });
   output.Flush();

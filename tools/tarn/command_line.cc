@@ -1,8 +1,9 @@
 // Declares the options that commands share, and parses.
+#include "command_line.h"
+
 #include <charconv>
 #include <iostream>
 
-#include "command_line.h"
 #include "declaration.h"
 #include "failure.h"
 

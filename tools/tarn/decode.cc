@@ -124,7 +124,7 @@ ExitCode RunDecode(const Command& command, const Arguments& arguments) {
   Output output(options.output.color);
   if (options.to == "binary") output.ExpectRawBytes();
   const ExitCode status =
-      ForEachRecord(options.input, &type, [&](const Record& record) {
+      ForEachRecord(options.input, {&type}, [&](const Record& record) {
         return Decode(options, type, record, &output);
       });
   output.Flush();

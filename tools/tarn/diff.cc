@@ -124,7 +124,7 @@ ExitCode RunDiff(const Command& command, const Arguments& arguments) {
   const Type& type = schema.Find(type_name);
   bool mask_all = false;
   const auto parse = [&](const InputOptions& input, std::string* bytes) {
-    *bytes = ReadMessage(input, &type);
+    *bytes = ReadMessage(input, type);
     Record record;
     record.bytes = *bytes;
     mask_all |= type.masked && MayLeak(type, *bytes);

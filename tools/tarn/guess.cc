@@ -77,15 +77,26 @@ void Print(const std::vector<Candidate>& candidates, std::string_view bytes,
   }
 }
 
+// Text and JSON are different bytes for each type that takes them.
+std::vector<Candidate> RankWritten(const std::vector<Written>& written) {
+  std::vector<Candidate> candidates;
+  for (const Written& message : written) {
+    candidates.push_back({message.type, Weigh(*message.type, message.bytes)});
+  }
+  Sort(&candidates);
+  return candidates;
+}
+
 ExitCode Guess(const InputOptions& input, const Record& record, bool all,
-               Schema* schema, Output* output) {
+               const std::vector<const Type*>& types, Output* output) {
   if (record.number > 1) output->Write('\n');
-  if (record.bytes.empty()) {
+  if (record.bytes.empty() && record.written == nullptr) {
     output->Write("no bytes: an empty message of any type\n");
     return kFine;
   }
-  const std::vector<Candidate> candidates =
-      Rank(AllTypes(schema), record.bytes);
+  const std::vector<Candidate> candidates = record.written != nullptr
+                                                ? RankWritten(*record.written)
+                                                : Rank(types, record.bytes);
   Print(candidates, record.bytes, all, output);
   if (candidates.front().evidence.accepted) return kFine;
   output->Flush();
@@ -111,10 +122,11 @@ ExitCode RunGuess(const Command& command, const Arguments& arguments) {
   line.Parse();
 
   Schema schema;
+  const std::vector<const Type*> types = AllTypes(&schema);
   Output output(options.color);
   const ExitCode status =
-      ForEachRecord(input, nullptr, [&](const Record& record) {
-        return Guess(input, record, all, &schema, &output);
+      ForEachRecord(input, types, [&](const Record& record) {
+        return Guess(input, record, all, types, &output);
       });
   output.Flush();
   return status;

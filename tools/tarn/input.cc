@@ -1,19 +1,20 @@
-// Reads files and pipes, finds out the form of what is there, and takes
-// streams apart.
+// Reads files and pipes, and takes streams apart.
 #include "input.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <charconv>
 #include <chrono>
+#include <climits>
 #include <cstring>
 
+#include "doubt.h"
 #include "encoding.h"
-#include "walker.h"
+#include "forms.h"
+#include "frame.h"
 
 namespace inspector {
 namespace {
@@ -21,8 +22,8 @@ namespace {
 // Of the buffer: enough for most messages, and what a stream is read with.
 constexpr size_t kFirst = 16 << 10;
 constexpr size_t kChunk = 256 << 10;
-constexpr std::string_view kBase64 =
-    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/-_=";
+// The runtime counts the bytes of a message in an int.
+constexpr uint64_t kMostBytes = INT_MAX;
 
 std::string NameOf(const std::string& file) {
   return file == "-" ? "standard input" : file;
@@ -48,6 +49,13 @@ class Reader {
   }
   // Offset of the window in the file.
   uint64_t offset() const { return offset_; }
+
+  // Size of a file; 0 where it is not known in advance.
+  uint64_t known_size() const {
+    struct stat status;
+    const bool known = ::fstat(fd_, &status) == 0 && S_ISREG(status.st_mode);
+    return known ? status.st_size : 0;
+  }
 
   // Reads until the window has at least `size` bytes; false: the file ends
   // before.
@@ -147,199 +155,25 @@ class Progress {
       std::chrono::steady_clock::now() + std::chrono::seconds(1);
 };
 
-bool IsSpace(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
-
-bool IsHexDigit(char c) {
-  return (c >= '0' && c <= '9') || ((c | 0x20) >= 'a' && (c | 0x20) <= 'f');
-}
-
-int HexValue(char c) { return c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10; }
-
-bool IsWord(char c) {
-  return (c >= '0' && c <= '9') || ((c | 0x20) >= 'a' && (c | 0x20) <= 'z') ||
-         c == '_';
-}
-
-std::string_view Trim(std::string_view text) {
-  while (!text.empty() && IsSpace(text.front())) text.remove_prefix(1);
-  while (!text.empty() && IsSpace(text.back())) text.remove_suffix(1);
-  return text;
-}
-
-std::string_view TakeLine(std::string_view* text) {
-  const size_t size = std::min(text->find('\n'), text->size());
-  std::string_view line = text->substr(0, size);
-  text->remove_prefix(std::min(size + 1, text->size()));
-  return Trim(line);
-}
-
-// The digits of a dump's line behind its offset, which must be `offset`, and in
-// front of the characters. False: it is no such line.
-bool DumpDigits(std::string_view line, uint64_t offset,
-                std::string_view* digits) {
-  uint64_t value = 0;
-  const auto [end, error] =
-      std::from_chars(line.data(), line.data() + line.size(), value, 16);
-  const size_t size = end - line.data();
-  if (error != std::errc() || size < 4 || value != offset) return false;
-  line.remove_prefix(size);
-  if (!line.empty() && line.front() == ':') line.remove_prefix(1);
-  line = Trim(line);
-  // xxd has two spaces in front of the characters, others a bar.
-  const size_t bar = line.find(" |");
-  *digits =
-      line.substr(0, std::min(bar, bar == line.npos ? line.find("  ") : bar));
-  return true;
-}
-
-bool AppendHex(std::string_view text, std::string* bytes) {
-  int half = -1;
-  for (size_t i = 0; i < text.size(); ++i) {
-    const char c = text[i];
-    if (IsSpace(c) || c == ',' || c == ':') {
-      if (half >= 0) return false;
-    } else if (c == '0' && i + 1 < text.size() && (text[i + 1] | 0x20) == 'x' &&
-               half < 0) {
-      ++i;
-    } else if (!IsHexDigit(c)) {
-      return false;
-    } else if (half < 0) {
-      half = HexValue(c);
-    } else {
-      bytes->push_back(static_cast<char>(half << 4 | HexValue(c)));
-      half = -1;
-    }
+// Why a message of this size is not read; empty: it is.
+std::string TooLarge(uint64_t size, uint64_t max_size) {
+  if (size > max_size) {
+    return "more than " + std::to_string(max_size) + " bytes; see --max-size";
   }
-  return half < 0;
-}
-
-// A dump has an offset in each line; its last line may be nothing else.
-bool FromDump(std::string_view text, std::string* bytes) {
-  while (!text.empty()) {
-    const std::string_view line = TakeLine(&text);
-    std::string_view digits;
-    if (line.empty()) continue;
-    if (!DumpDigits(line, bytes->size(), &digits)) return false;
-    if (!AppendHex(digits, bytes)) return false;
+  if (size > kMostBytes) {
+    return "more than " + std::to_string(kMostBytes) +
+           " bytes, the most that the Protocol Buffers runtime reads";
   }
-  return !bytes->empty();
-}
-
-// Whether it begins like the text format: a comment, or a field name with
-// what must follow it.
-bool LooksLikeText(std::string_view text) {
-  text = Trim(text);
-  if (text.empty()) return false;
-  for (const char c : text) {
-    if (static_cast<unsigned char>(c) < 0x20 && !IsSpace(c)) return false;
-  }
-  if (text.front() == '#') return true;
-  size_t i = 0;
-  while (i < text.size() && IsWord(text[i])) ++i;
-  if (i == 0 || (text[0] >= '0' && text[0] <= '9')) return false;
-  while (i < text.size() && IsSpace(text[i])) ++i;
-  return i < text.size() && (text[i] == ':' || text[i] == '{');
-}
-
-bool LooksLikeJson(std::string_view text) {
-  text = Trim(text);
-  if (text.size() < 2 || text.front() != '{' || text.back() != '}') {
-    return false;
-  }
-  const std::string_view inside = Trim(text.substr(1));
-  return inside.front() == '"' || inside.front() == '}';
-}
-
-// Why a text is not made of digits.
-std::string NotDigits(std::string_view text, std::string_view digits,
-                      const std::string& form) {
-  for (size_t i = 0; i < text.size(); ++i) {
-    if (digits.find(text[i]) != digits.npos || IsSpace(text[i])) continue;
-    return "byte " + std::to_string(i) + ": not a " + form + " digit";
-  }
-  return "the number of " + form + " digits does not make whole bytes";
-}
-
-// The form of an input that nobody named. A line feed is the commonest first
-// byte of a message (field 1 with a length), and a rare one of any text.
-std::string Detect(std::string_view input, std::string* bytes) {
-  if (input.empty() || input.front() == '\n') return "binary";
-  if (LooksLikeJson(input)) return "json";
-  if (LooksLikeText(input)) return "text";
-  if (FromHex(input, bytes)) return "hex";
-  if (FromBase64(input, bytes)) return "base64";
-  return "binary";
-}
-
-// The wire bytes of an input in any form. `storage` holds them where they are
-// not the input itself.
-std::string_view ToWire(const InputOptions& options, const Type* type,
-                        std::string_view input, std::string* storage) {
-  std::string form = options.from;
-  const std::string name = NameOf(options.file) + ": ";
-  if (form == "auto") {
-    form = Detect(input, storage);
-    if (form == "hex" || form == "base64") return *storage;
-  }
-  if (form == "hex") {
-    if (!FromHex(input, storage)) {
-      throw Failure(
-          kMalformed,
-          name + NotDigits(input, "0123456789abcdefABCDEFxX,:", "hexadecimal"));
-    }
-    return *storage;
-  }
-  if (form == "base64") {
-    if (!FromBase64(input, storage)) {
-      throw Failure(kMalformed, name + NotDigits(input, kBase64, "base64"));
-    }
-    return *storage;
-  }
-  if (form == "text" || form == "json") {
-    if (type == nullptr) {
-      throw Failure(kUsage, name + "a message as " + form +
-                                " can only be read when its type is known");
-    }
-    *storage = form == "text" ? EncodeText(*type, input, name)
-                              : EncodeJson(*type, input, name);
-    return *storage;
-  }
-  return input;
+  return "";
 }
 
 std::string ReadAll(Reader* reader, const InputOptions& options) {
-  if (reader->Fill(options.max_size + 1)) {
-    throw Failure(kMalformed, NameOf(options.file) + ": larger than " +
-                                  std::to_string(options.max_size) +
-                                  " bytes; see --max-size");
+  const uint64_t most = std::min(options.max_size, kMostBytes);
+  if (reader->known_size() > most || reader->Fill(most + 1)) {
+    throw Failure(kMalformed, NameOf(options.file) + ": " +
+                                  TooLarge(most + 1, options.max_size));
   }
   return std::string(reader->window());
-}
-
-// The header of a framed message: its own size, and that of the message.
-struct Header {
-  size_t size;  // 0: it is cut off
-  uint64_t length;
-};
-
-Header ReadHeader(const std::string& frame, Reader* reader) {
-  const size_t most = frame == "varint" ? 10 : 4;
-  reader->Fill(most);
-  const std::string_view bytes = reader->window().substr(0, most);
-  if (frame == "varint") {
-    uint64_t length = 0;
-    const char* end =
-        ReadVarint(bytes.data(), bytes.data() + bytes.size(), most, &length);
-    if (end == nullptr) return {0, 0};
-    return {static_cast<size_t>(end - bytes.data()), length};
-  }
-  if (bytes.size() < most) return {0, 0};
-  uint64_t length = 0;
-  for (size_t i = 0; i < most; ++i) {
-    const size_t from = frame == "u32be" ? i : most - 1 - i;
-    length = length << 8 | static_cast<unsigned char>(bytes[from]);
-  }
-  return {most, length};
 }
 
 // Goes past bytes without keeping them; false: the file ends before.
@@ -353,7 +187,14 @@ bool Discard(Reader* reader, uint64_t size) {
   return true;
 }
 
+// Says what more there is to say of a message, once it is dealt with.
+void Remark(Doubt* doubt, const Record& record) {
+  const std::string remark = doubt->Look(record.bytes, record.number > 0);
+  if (!remark.empty()) Complain(remark);
+}
+
 ExitCode ForEachFramed(const InputOptions& options, Reader* reader,
+                       Doubt* doubt,
                        const std::function<ExitCode(const Record&)>& handle) {
   Progress progress;
   Record record;
@@ -367,17 +208,20 @@ ExitCode ForEachFramed(const InputOptions& options, Reader* reader,
     ++record.number;
     record.offset = reader->offset();
     record.bytes = {};
-    const Header header = ReadHeader(options.frame, reader);
+    const size_t most = MostOfHeader(options.frame);
+    reader->Fill(most);
+    const Header header =
+        ReadHeader(options.frame, reader->window().substr(0, most));
     if (header.size == 0) {
       complain(reader->window().size() < 10 ? "cut off inside the frame"
                                             : "a frame longer than ten bytes");
       break;
     }
     reader->Consume(header.size);
-    if (header.length > options.max_size) {
+    const std::string too_large = TooLarge(header.length, options.max_size);
+    if (!too_large.empty()) {
       complain("message of " + std::to_string(header.length) +
-               " bytes, more than " + std::to_string(options.max_size) +
-               "; see --max-size");
+               " bytes: " + too_large);
       if (!options.keep_going || !Discard(reader, header.length)) break;
       continue;
     }
@@ -392,6 +236,7 @@ ExitCode ForEachFramed(const InputOptions& options, Reader* reader,
     progress.Update(record);
     const ExitCode status = handle(record);
     worst = std::max(worst, status);
+    Remark(doubt, record);
     if (status >= kMalformed && !options.keep_going) break;
     reader->Consume(header.length);
   }
@@ -400,48 +245,6 @@ ExitCode ForEachFramed(const InputOptions& options, Reader* reader,
 }
 
 }  // namespace
-
-bool FromHex(std::string_view text, std::string* bytes) {
-  bytes->clear();
-  if (FromDump(text, bytes)) return true;
-  bytes->clear();
-  return AppendHex(text, bytes);
-}
-
-bool FromBase64(std::string_view text, std::string* bytes) {
-  bytes->clear();
-  uint32_t bits = 0;
-  int digits = 0;
-  int padding = 0;
-  for (const char c : text) {
-    if (IsSpace(c)) continue;
-    int value = -1;
-    if (c >= 'A' && c <= 'Z') value = c - 'A';
-    if (c >= 'a' && c <= 'z') value = c - 'a' + 26;
-    if (c >= '0' && c <= '9') value = c - '0' + 52;
-    if (c == '+' || c == '-') value = 62;
-    if (c == '/' || c == '_') value = 63;
-    if (c == '=') {
-      ++padding;
-      continue;
-    }
-    if (value < 0 || padding > 0) return false;
-    bits = bits << 6 | value;
-    if (++digits % 4 == 0) {
-      for (int shift = 16; shift >= 0; shift -= 8) {
-        bytes->push_back(static_cast<char>(bits >> shift));
-      }
-      bits = 0;
-    }
-  }
-  const int rest = digits % 4;
-  if (rest == 1 || (padding > 0 && padding != (4 - rest) % 4)) return false;
-  for (int i = 0; i + 1 < rest; ++i) {
-    bytes->push_back(
-        static_cast<char>(bits << (24 - 6 * rest) >> (16 - 8 * i)));
-  }
-  return digits > 0;
-}
 
 std::string Place(const InputOptions& options, const Record& record,
                   uint64_t offset) {
@@ -460,34 +263,40 @@ std::string ReadFile(const std::string& file, uint64_t max_size) {
   return ReadAll(&reader, options);
 }
 
-std::string ReadMessage(const InputOptions& options, const Type* type) {
-  return ToWire(options, type, ReadFile(options.file, options.max_size));
+std::string ReadMessage(const InputOptions& options, const Type& type) {
+  std::string input = ReadFile(options.file, options.max_size);
+  Reading reading = Read(options, NameOf(options.file) + ": ", {&type}, input);
+  Record record;
+  record.bytes = reading.binary ? input : reading.bytes;
+  Doubt doubt(NameOf(options.file) + ": ", {&type});
+  Remark(&doubt, record);
+  return reading.binary ? std::move(input) : std::move(reading.bytes);
 }
 
-std::string ToWire(const InputOptions& options, const Type* type,
-                   std::string_view input) {
-  std::string storage;
-  return std::string(ToWire(options, type, input, &storage));
-}
-
-ExitCode ForEachRecord(const InputOptions& options, const Type* type,
+ExitCode ForEachRecord(const InputOptions& options,
+                       const std::vector<const Type*>& types,
                        const std::function<ExitCode(const Record&)>& handle) {
   Reader reader(options.file);
+  const std::string name = NameOf(options.file) + ": ";
+  Doubt doubt(name, types);
   if (options.frame != "none") {
     if (options.from != "auto" && options.from != "binary") {
       throw Failure(kUsage, "--frame is for binary streams, not for --from " +
                                 options.from);
     }
-    return ForEachFramed(options, &reader, handle);
+    return ForEachFramed(options, &reader, &doubt, handle);
   }
   const std::string input = ReadAll(&reader, options);
-  std::string storage;
+  const Reading reading = Read(options, name, types, input);
   Record record;
-  record.bytes = ToWire(options, type, input, &storage);
+  record.bytes = reading.binary ? input : reading.bytes;
+  record.written = reading.written.empty() ? nullptr : &reading.written;
   if (input.empty() && ::isatty(STDERR_FILENO) != 0) {
     Complain(NameOf(options.file) + " is empty, which is an empty message");
   }
-  return handle(record);
+  const ExitCode status = handle(record);
+  if (record.written == nullptr) Remark(&doubt, record);
+  return status;
 }
 
 ExitCode ForEachWritten(const InputOptions& options, const Type& type,

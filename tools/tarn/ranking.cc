@@ -34,7 +34,7 @@ bool IsStrange(std::string_view text) {
 
 class Gatherer : public WalkVisitor {
  public:
-  explicit Gatherer(std::string_view bytes) : bytes_(bytes) {}
+  Gatherer(std::string_view bytes, bool cut) : bytes_(bytes), cut_(cut) {}
 
   void Value(const Stack& stack, const Item& item) {
     Named(stack, item);
@@ -74,19 +74,24 @@ class Gatherer : public WalkVisitor {
     evidence_.unexplained += tail - group_;
     group_ = nullptr;
   }
-  void Unknown(const Stack&, const Item& item) {
+  void Unknown(const Stack& stack, const Item& item) {
+    const Type* type = stack.top().type;
     ++evidence_.unknown;
+    evidence_.misplaced +=
+        type != nullptr && type->Find(item.number()) != nullptr;
     if (group_ == nullptr) evidence_.unexplained += item.end - item.begin;
   }
   bool Fail(const Stack&, const Error& error) {
     evidence_.explained = error.at - bytes_.data();
     evidence_.unexplained += bytes_.size() - evidence_.explained;
+    evidence_.bad_utf8 = error.problem == Problem::kBadUtf8;
+    ends_ = cut_ && error.problem == Problem::kCutOff;
     return false;
   }
 
   Evidence Take(const Type& type) {
     evidence_.size = bytes_.size();
-    evidence_.accepted = Walk(type, bytes_, *this);
+    evidence_.accepted = Walk(type, bytes_, *this) || ends_;
     if (evidence_.accepted) evidence_.explained = bytes_.size();
     return evidence_;
   }
@@ -107,6 +112,8 @@ class Gatherer : public WalkVisitor {
   }
 
   std::string_view bytes_;
+  const bool cut_;
+  bool ends_ = false;  // where it was cut, and nowhere else
   Evidence evidence_;
   const char* group_ = nullptr;  // outermost unknown group that is open
 };
@@ -121,8 +128,8 @@ auto Order(const Evidence& e) {
 
 }  // namespace
 
-Evidence Weigh(const Type& type, std::string_view bytes) {
-  return Gatherer(bytes).Take(type);
+Evidence Weigh(const Type& type, std::string_view bytes, bool cut) {
+  return Gatherer(bytes, cut).Take(type);
 }
 
 bool IsClean(const Evidence& e) {
@@ -130,16 +137,20 @@ bool IsClean(const Evidence& e) {
          e.strange_texts == 0;
 }
 
-std::vector<Candidate> Rank(const std::vector<const Type*>& types,
-                            std::string_view bytes) {
-  std::vector<Candidate> candidates;
-  for (const Type* type : types) {
-    candidates.push_back({type, Weigh(*type, bytes)});
-  }
-  std::stable_sort(candidates.begin(), candidates.end(),
+void Sort(std::vector<Candidate>* candidates) {
+  std::stable_sort(candidates->begin(), candidates->end(),
                    [](const Candidate& a, const Candidate& b) {
                      return Order(a.evidence) < Order(b.evidence);
                    });
+}
+
+std::vector<Candidate> Rank(const std::vector<const Type*>& types,
+                            std::string_view bytes, bool cut) {
+  std::vector<Candidate> candidates;
+  for (const Type* type : types) {
+    candidates.push_back({type, Weigh(*type, bytes, cut)});
+  }
+  Sort(&candidates);
   return candidates;
 }
 
@@ -150,8 +161,9 @@ bool Level(const Candidate& a, const Candidate& b) {
 std::vector<const Type*> Verdict(const std::vector<Candidate>& ranked) {
   std::vector<const Type*> types;
   const Evidence& best = ranked.front().evidence;
-  // A newer sender's fields and numbers are odd, but few beside the others.
-  if (!best.accepted || best.strange_texts > 0 ||
+  // A newer sender's fields and numbers are odd, but few beside the others, and
+  // none of them is a field that is known.
+  if (!best.accepted || best.strange_texts > 0 || best.misplaced > 0 ||
       best.unexplained > best.size / 4) {
     return types;
   }

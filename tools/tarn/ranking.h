@@ -21,11 +21,13 @@ struct Evidence {
                              // undeclared or strange
   int fields = 0;            // with a name
   int unknown = 0;
+  int misplaced = 0;  // of these, known fields with another wire type
   int undeclared = 0;
   int strange_texts = 0;  // with control characters
   int uuids = 0;          // where a uuid belongs
   int no_uuids = 0;       // another text where a uuid belongs
   int disorder = 0;       // fields that no sender writes so
+  bool bad_utf8 = false;  // is the first error
 };
 
 struct Candidate {
@@ -33,7 +35,9 @@ struct Candidate {
   Evidence evidence;
 };
 
-Evidence Weigh(const Type& type, std::string_view bytes);
+// `cut`: the bytes are only the beginning of a message, so it is no fault of
+// theirs that they end too early.
+Evidence Weigh(const Type& type, std::string_view bytes, bool cut = false);
 
 // Whether the type accounts for every byte, and nothing is odd about it.
 bool IsClean(const Evidence& evidence);
@@ -41,7 +45,9 @@ bool IsClean(const Evidence& evidence);
 // Types, the likeliest first; those that the evidence cannot tell apart stand
 // in the order in which they were given.
 std::vector<Candidate> Rank(const std::vector<const Type*>& types,
-                            std::string_view bytes);
+                            std::string_view bytes, bool cut = false);
+
+void Sort(std::vector<Candidate>* candidates);
 
 // Whether the evidence cannot tell two candidates apart.
 bool Level(const Candidate& a, const Candidate& b);

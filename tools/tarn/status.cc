@@ -128,7 +128,7 @@ ExitCode RunStatus(const Command& command, const Arguments& arguments) {
   const Type& type = schema.Table(*tarn::NetworkStatusReport::descriptor());
   Output output(options.color);
   const ExitCode status =
-      ForEachRecord(input, &type, [&](const Record& record) {
+      ForEachRecord(input, {&type}, [&](const Record& record) {
         const auto message = ParseRecord(input, type, record);
         if (message == nullptr) return kMalformed;
         if (record.number > 1) output.Write('\n');

@@ -4,14 +4,14 @@
 #include <algorithm>
 #include <climits>
 #include <set>
-#include <tuple>
 
 #include "command.h"
 #include "command_line.h"
-#include "encoding.h"
 #include "nodes.h"
 #include "output.h"
 #include "parse.h"
+#include "ranking.h"
+#include "salvage.h"
 #include "status_words.h"
 #include "walker.h"
 
@@ -246,10 +246,15 @@ void WriteNodes(const std::vector<Branch>& branches, Output* output) {
   output->Write(']');
 }
 
-void PrintJson(const std::string& type, const std::vector<Node>& nodes,
+void PrintJson(const std::vector<const Type*>& types,
+               const std::vector<Node>& nodes,
                const std::vector<Branch>& branches, Output* output) {
-  output->Write("{\"type\":");
-  output->JsonString(type);
+  output->Write(types.size() == 1 ? "{\"type\":" : "{\"types\":[");
+  for (const Type* type : types) {
+    if (type != types.front()) output->Write(',');
+    output->JsonString(type->descriptor->name());
+  }
+  if (types.size() > 1) output->Write(']');
   output->Write(",\"below\":");
   WriteCounts(CountNodes(nodes), output);
   output->Write(",\"children\":");
@@ -321,31 +326,6 @@ void PrintDot(const std::string& type, const std::vector<Node>& nodes,
   output->Write("}\n");
 }
 
-// Weighs how much of a message a type does not explain.
-class Doubter : public WalkVisitor {
- public:
-  // Names and uuids have no control characters, unlike records taken for text.
-  void Value(const Stack&, const Item& item) {
-    if (item.field->kind != Kind::kString) return;
-    for (const char c : item.bytes()) {
-      if (static_cast<unsigned char>(c) < 0x20) ++doubts;
-    }
-  }
-  void Enter(const Stack&, const Item& item) {
-    if (item.field == nullptr) ++doubts;
-  }
-  void Unknown(const Stack&, const Item& item) {
-    doubts += item.end - item.begin;
-  }
-  bool Fail(const Stack&, const Error& error) {
-    failed_at = error.at;
-    return false;
-  }
-
-  ptrdiff_t doubts = 0;
-  const char* failed_at = nullptr;
-};
-
 // The types that hold nodes. What a list of top nodes could be among others
 // comes first: it is what one has most often.
 std::vector<const Type*> Candidates(Schema* schema) {
@@ -357,43 +337,40 @@ std::vector<const Type*> Candidates(Schema* schema) {
   return types;
 }
 
-// The type that explains the bytes best; of a message that is broken, the one
-// that explains the longest part.
-const Type& LikeliestType(const std::vector<const Type*>& types,
-                          std::string_view bytes) {
-  const Type* best = nullptr;
-  std::tuple<bool, ptrdiff_t> least;
-  for (const Type* type : types) {
-    Doubter doubter;
-    const bool broken = !Walk(*type, bytes, doubter);
-    const std::tuple<bool, ptrdiff_t> trouble(
-        broken, broken ? bytes.data() - doubter.failed_at : doubter.doubts);
-    if (best == nullptr || trouble < least) {
-      best = type;
-      least = trouble;
-    }
+// Why nothing is drawn of a message whose type nobody named.
+void Refuse(const InputOptions& options, const std::vector<const Type*>& types,
+            const std::vector<const Type*>& verdict, const Record& record) {
+  if (!verdict.empty()) {
+    Complain(Place(options, record, 0) + "these bytes are " + NamesOf(verdict) +
+             ", without nodes; see --type");
+    return;
   }
-  return *best;
+  const Candidate best = Rank(types, record.bytes).front();
+  if (best.evidence.accepted) {
+    Complain(Place(options, record, 0) +
+             "no type explains these bytes well: see tarn guess and --type");
+    return;
+  }
+  const Damage damage = Assess(*best.type, record.bytes, record.offset);
+  Complain(Place(options, record, damage.offset) +
+           (damage.path.empty() ? "" : damage.path + ": ") + damage.reason +
+           " (read as " + best.type->descriptor->full_name() + "; see --type)");
 }
 
-// The wire bytes of an input whose type nobody named. Text and JSON tell it by
-// their field names; only those are left in `types` that can be meant.
-std::string ReadUntyped(const InputOptions& options,
-                        std::vector<const Type*>* types) {
-  const std::string input = ReadFile(options.file, options.max_size);
-  std::string complaint;
-  for (const Type* type : *types) {
-    try {
-      std::string bytes = ToWire(options, type, input);
-      if (type != types->front()) *types = {type};
-      return bytes;
-    } catch (const Failure& failure) {
-      if (complaint.empty()) complaint = failure.what();
-    }
+// The types that a message whose type nobody named can be, of those that hold
+// nodes; none where that cannot be told, which is then on stderr.
+std::vector<const Type*> TypesOf(const InputOptions& options,
+                                 const std::vector<const Type*>& types,
+                                 const std::vector<const Type*>& all,
+                                 const Record& record) {
+  if (record.bytes.empty()) return types;
+  const std::vector<const Type*> verdict = Verdict(Rank(all, record.bytes));
+  std::vector<const Type*> found;
+  for (const Type* type : verdict) {
+    if (HoldsNodes(*type->descriptor)) found.push_back(type);
   }
-  throw Failure(kMalformed, complaint + " (read as " +
-                                types->front()->descriptor->full_name() +
-                                "; see --type)");
+  if (found.empty()) Refuse(options, types, verdict, record);
+  return found;
 }
 
 std::set<int32_t> Statuses(const std::vector<std::string>& names) {
@@ -414,16 +391,24 @@ std::set<int32_t> Statuses(const std::vector<std::string>& names) {
   return statuses;
 }
 
-ExitCode Draw(const Options& options, const Type& type, const Record& record,
-              Output* output) {
-  const auto message = ParseRecord(options.input, type, record);
+// A heading for a message of one of the types.
+std::string Heading(const std::vector<const Type*>& types,
+                    const Record& record) {
+  return types.size() > 1 && record.bytes.empty() ? "Empty message"
+                                                  : NamesOf(types);
+}
+
+// Draws a message that is the same in each of the types.
+ExitCode Draw(const Options& options, const std::vector<const Type*>& types,
+              const Record& record, Output* output) {
+  const auto message = ParseRecord(options.input, *types.front(), record);
   if (message == nullptr) return kMalformed;
   const std::vector<Node> nodes = NodesOf(*message);
   const std::vector<Branch> branches =
       Select(nodes, options.depth, Statuses(options.only));
-  const std::string& name = type.descriptor->name();
+  const std::string name = Heading(types, record);
   if (options.json) {
-    PrintJson(name, nodes, branches, output);
+    PrintJson(types, nodes, branches, output);
   } else if (options.dot) {
     PrintDot(name, nodes, branches, output);
   } else {
@@ -431,6 +416,18 @@ ExitCode Draw(const Options& options, const Type& type, const Record& record,
     TextTree(output).Print(name, nodes, branches);
   }
   return kFine;
+}
+
+// Draws what was written as text or JSON, if its names leave one type.
+ExitCode DrawWritten(const Options& options, const Record& record,
+                     Output* output) {
+  std::vector<const Type*> types;
+  for (const Written& message : *record.written) types.push_back(message.type);
+  if (types.size() > 1 && !record.bytes.empty()) {
+    throw Failure(kUsage, Place(options.input, record, 0) + "this can be " +
+                              NamesOf(types) + ": say with --type which it is");
+  }
+  return Draw(options, types, record, output);
 }
 
 }  // namespace
@@ -471,20 +468,21 @@ ExitCode RunTree(const Command& command, const Arguments& arguments) {
     }
   }
   Output output(options.output.color);
-  std::vector<const Type*> types =
+  const std::vector<const Type*> types =
       type != nullptr ? std::vector<const Type*>{type} : Candidates(&schema);
-  const auto draw = [&](const Record& record) {
-    return Draw(options, LikeliestType(types, record.bytes), record, &output);
-  };
-  ExitCode status;
-  if (type == nullptr && options.input.frame == "none") {
-    Record record;
-    const std::string bytes = ReadUntyped(options.input, &types);
-    record.bytes = bytes;
-    status = draw(record);
-  } else {
-    status = ForEachRecord(options.input, type, draw);
-  }
+  const std::vector<const Type*> all = AllTypes(&schema);
+  const ExitCode status =
+      ForEachRecord(options.input, types, [&](const Record& record) {
+        if (type != nullptr) {
+          return Draw(options, types, record, &output);
+        }
+        if (record.written != nullptr) {
+          return DrawWritten(options, record, &output);
+        }
+        const auto found = TypesOf(options.input, types, all, record);
+        if (found.empty()) return kMalformed;
+        return Draw(options, found, record, &output);
+      });
   output.Flush();
   return status;
 }

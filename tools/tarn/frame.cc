@@ -1,0 +1,30 @@
+// Reads the length in front of a message.
+#include "frame.h"
+
+#include "walker.h"
+
+namespace inspector {
+
+size_t MostOfHeader(const std::string& frame) {
+  return frame == "varint" ? 10 : 4;
+}
+
+Header ReadHeader(const std::string& frame, std::string_view bytes) {
+  const size_t most = MostOfHeader(frame);
+  bytes = bytes.substr(0, most);
+  uint64_t length = 0;
+  if (frame == "varint") {
+    const char* end =
+        ReadVarint(bytes.data(), bytes.data() + bytes.size(), most, &length);
+    if (end == nullptr) return {0, 0};
+    return {static_cast<size_t>(end - bytes.data()), length};
+  }
+  if (bytes.size() < most) return {0, 0};
+  for (size_t i = 0; i < most; ++i) {
+    const size_t from = frame == "u32be" ? i : most - 1 - i;
+    length = length << 8 | static_cast<unsigned char>(bytes[from]);
+  }
+  return {most, length};
+}
+
+}  // namespace inspector
