@@ -288,6 +288,7 @@ ExitCode Check(const Options& options, const Type& type, const Record& record,
 ExitCode RunCheck(const Command& command, const Arguments& arguments) {
   CommandLine line(command.name, command.summary, arguments);
   Options options;
+  options.input.to_the_end = true;
   line.Type(&options.type);
   line.Input(&options.input);
   line.app()

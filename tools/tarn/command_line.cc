@@ -2,10 +2,11 @@
 #include "command_line.h"
 
 #include <charconv>
-#include <iostream>
+#include <sstream>
 
 #include "declaration.h"
 #include "failure.h"
+#include "output.h"
 
 namespace inspector {
 
@@ -127,7 +128,11 @@ void CommandLine::Parse() {
   try {
     app_.parse(arguments_);
   } catch (const CLI::CallForHelp&) {
-    PrintHelp(app_.get_name(), DeclarationOf(app_), std::cout);
+    std::ostringstream help;
+    PrintHelp(app_.get_name(), DeclarationOf(app_), help);
+    Output output;
+    output.Write(help.str());
+    output.Flush();
     throw HelpGiven();
   } catch (const CLI::ParseError& error) {
     throw Failure(kUsage, std::string(error.what()) + "; see " +

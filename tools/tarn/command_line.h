@@ -16,6 +16,8 @@ struct InputOptions {
   std::string frame = "none";
   uint64_t max_size = 64 << 20;  // bytes of one message
   bool keep_going = false;
+  // Goes through the whole stream even when nobody reads what is found.
+  bool to_the_end = false;
 };
 
 struct OutputOptions {

@@ -238,6 +238,7 @@ ExitCode ForEachFramed(const InputOptions& options, Reader* reader,
     worst = std::max(worst, status);
     Remark(doubt, record);
     if (status >= kMalformed && !options.keep_going) break;
+    if (ReaderHasGone() && !options.to_the_end) break;
     reader->Consume(header.length);
   }
   progress.Hide();
@@ -321,6 +322,7 @@ ExitCode ForEachWritten(const InputOptions& options, const Type& type,
   std::string line;
   for (uint64_t number = 1; reader.ReadLine(options.max_size, &line);
        ++number) {
+    if (ReaderHasGone()) break;
     if (Trim(line).empty()) continue;
     try {
       handle(EncodeJson(

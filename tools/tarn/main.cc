@@ -5,11 +5,13 @@
 #include <csignal>
 #include <exception>
 #include <iostream>
+#include <sstream>
 
 #include "command.h"
 #include "command_line.h"
 #include "fingerprint.h"
 #include "hidden.h"
+#include "output.h"
 #include "schema.h"
 
 namespace inspector {
@@ -30,7 +32,8 @@ constexpr Command kCommands[] = {
     {"tree", RunTree, "Draw the nodes of a sign network as a tree"},
 };
 
-void PrintUsage(std::ostream& out) {
+std::string Usage() {
+  std::ostringstream out;
   out << "Usage: tarn VERB [ARGUMENTS] [FILE|-]\n\nVerbs:\n";
   for (const Command& command : kCommands) {
     out << "  " << std::left << std::setw(13) << command.name << command.summary
@@ -42,13 +45,22 @@ void PrintUsage(std::ostream& out) {
          "malformed"
          "\ninput, 4 unknown type or field, 5 input or output failed.\n"
          "\nForms of input, streams and examples: man tarn\n";
+  return out.str();
 }
 
-void PrintVersion() {
-  std::cout << "tarn " TARN_VERSION "\nlibschema " TARN_VERSION << "\nprotobuf "
-            << google::protobuf::internal::VersionString(
-                   GOOGLE_PROTOBUF_VERSION)
-            << "\nschema " << Fingerprint(Schema(), nullptr) << "\n";
+std::string Versions() {
+  std::ostringstream out;
+  out << "tarn " TARN_VERSION "\nlibschema " TARN_VERSION << "\nprotobuf "
+      << google::protobuf::internal::VersionString(GOOGLE_PROTOBUF_VERSION)
+      << "\nschema " << Fingerprint(Schema(), nullptr) << "\n";
+  return out.str();
+}
+
+ExitCode Print(const std::string& text) {
+  Output output;
+  output.Write(text);
+  output.Flush();
+  return kFine;
 }
 
 const Command& FindCommand(const std::string& name) {
@@ -77,20 +89,14 @@ bool RunHidden(const std::string& verb, const Arguments& arguments) {
 
 ExitCode Run(Arguments arguments) {
   if (arguments.empty()) {
-    PrintUsage(std::cerr);
+    std::cerr << Usage();
     return kUsage;
   }
   const std::string verb = arguments.front();
   arguments.erase(arguments.begin());
-  if (verb == "--version") {
-    PrintVersion();
-    return kFine;
-  }
+  if (verb == "--version") return Print(Versions());
   if (verb == "help" || verb == "--help" || verb == "-h") {
-    if (arguments.empty()) {
-      PrintUsage(std::cout);
-      return kFine;
-    }
+    if (arguments.empty()) return Print(Usage());
     const Command& command = FindCommand(arguments.front());
     return command.run(command, {"--help"});
   }

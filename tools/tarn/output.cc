@@ -100,12 +100,18 @@ char* PutUnicodeEscape(char* out, uint32_t unit) {
   return out;
 }
 
-void WriteAll(int fd, const char* p, size_t size) {
-  while (size > 0) {
-    const ssize_t written = ::write(fd, p, size);
+// Of standard output, of which there is one.
+bool reader_has_gone = false;
+
+void WriteOut(const char* p, size_t size) {
+  while (size > 0 && !reader_has_gone) {
+    const ssize_t written = ::write(STDOUT_FILENO, p, size);
     if (written < 0) {
       if (errno == EINTR) continue;
-      if (errno == EPIPE) std::_Exit(kFine);
+      if (errno == EPIPE) {
+        reader_has_gone = true;
+        return;
+      }
       throw Failure(kInputOutput,
                     std::string("standard output: ") + std::strerror(errno));
     }
@@ -139,8 +145,10 @@ void Output::MakeRoom(size_t size) {
 void Output::Flush() {
   const size_t size = end_ - buffer_.get();
   end_ = buffer_.get();
-  WriteAll(STDOUT_FILENO, end_, size);
+  WriteOut(end_, size);
 }
+
+bool ReaderHasGone() { return reader_has_gone; }
 
 void Output::ExpectRawBytes() const {
   if (!terminal_) return;

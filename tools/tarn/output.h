@@ -72,7 +72,7 @@ class Output {
   // Refuses, by a Failure, to put raw bytes on a terminal.
   void ExpectRawBytes() const;
 
-  // Ends the program quietly where nobody reads any more.
+  // Where nobody reads any more, what is written is dropped without a word.
   void Flush();
 
  private:
@@ -85,6 +85,9 @@ class Output {
   bool terminal_;
   bool color_;
 };
+
+// Whether a write has found that nobody reads standard output any more.
+bool ReaderHasGone();
 
 // Untrusted text for people, on a terminal or not: characters of the general
 // categories Cc, Cf, Zl, Zp and Cs, and bytes that are not UTF-8, become \x1b.

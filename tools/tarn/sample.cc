@@ -114,7 +114,7 @@ ExitCode RunSample(const Command& command, const Arguments& arguments) {
   Output output;
   if (options.to == "binary") output.ExpectRawBytes();
   Sampler sampler(options.seed, options.shape);
-  for (uint64_t i = 0; i < options.count; ++i) {
+  for (uint64_t i = 0; i < options.count && !ReaderHasGone(); ++i) {
     const auto message = NewMessage(type);
     sampler.Fill(message.get());
     Print(options, type, Canonical(*message), i == 0, &output);
