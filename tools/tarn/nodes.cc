@@ -55,7 +55,9 @@ void CollectField(const Message& message, const FieldDescriptor& field,
     return Collect(reflection.GetMessage(message, &field), path, nodes);
   }
   const bool lists = field.message_type() != tarn::ChildTypes::descriptor();
-  for (int i = 0; i < reflection.FieldSize(message, &field); ++i) {
+  const int size = reflection.FieldSize(message, &field);
+  if (nodes->empty()) nodes->reserve(size);
+  for (int i = 0; i < size; ++i) {
     Collect(reflection.GetRepeatedMessage(message, &field, i),
             lists ? path + "[" + std::to_string(i) + "]" : path, nodes);
   }
@@ -181,11 +183,13 @@ std::string KindWord(const std::string& kind) {
 
 std::string LabelOf(const Node& node) {
   const std::string word = KindWord(node.kind);
-  if (!node.name.empty()) return word + ' ' + InQuotes(node.name);
+  if (!node.name.empty()) {
+    return word + ' ' + InQuotes(node.name, kNameColumns);
+  }
   std::string hardware;
   if (node.message != nullptr) hardware = TextOf(*node.message, "hwId");
-  if (!hardware.empty()) return word + " " + Escaped(hardware);
-  return node.uuid.empty() ? word : word + " " + Escaped(node.uuid);
+  if (!hardware.empty()) return word + ' ' + Clipped(hardware);
+  return node.uuid.empty() ? word : word + ' ' + Clipped(node.uuid);
 }
 
 }  // namespace inspector

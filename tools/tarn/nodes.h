@@ -49,7 +49,7 @@ std::string InWords(const Counts& counts);
 std::string KindWord(const std::string& kind);
 
 // A node by its kind and what tells it from its neighbours: `client "North"`.
-// Safe to print.
+// Safe to print; of a long name the beginning.
 std::string LabelOf(const Node& node);
 
 }  // namespace inspector

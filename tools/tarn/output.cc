@@ -273,20 +273,26 @@ void Output::Hex(std::string_view bytes) {
   }
 }
 
-std::string Escaped(std::string_view text, std::string_view marked) {
+std::string Escaped(std::string_view text, std::string_view marked,
+                    size_t columns) {
   std::string escaped;
+  size_t width = 0;
   const char* p = text.data();
   const char* const end = p + text.size();
   while (p < end) {
     const Character character = CharacterAt(p, end);
     const char* next = p + std::max(character.size, 1);
-    if (character.size == 0 || Invisible(character.code)) {
+    const bool hidden = character.size == 0 || Invisible(character.code);
+    const bool slash = !hidden && marked.find(*p) != marked.npos;
+    width += hidden ? 4 * (next - p) : slash ? 2 : 1;
+    if (width > columns) return escaped + "\\…";
+    if (hidden) {
       for (; p < next; ++p) {
         const unsigned char byte = *p;
         escaped += {'\\', 'x', kHex[byte >> 4], kHex[byte & 15]};
       }
     } else {
-      if (marked.find(*p) != marked.npos) escaped += '\\';
+      if (slash) escaped += '\\';
       escaped.append(p, next);
     }
     p = next;
@@ -294,8 +300,12 @@ std::string Escaped(std::string_view text, std::string_view marked) {
   return escaped;
 }
 
-std::string InQuotes(std::string_view text) {
-  return '"' + Escaped(text, "\\\"") + '"';
+std::string InQuotes(std::string_view text, size_t columns) {
+  return '"' + Escaped(text, "\\\"", columns) + '"';
+}
+
+std::string Clipped(std::string_view name) {
+  return Escaped(name, "\\", kNameColumns);
 }
 
 size_t Width(std::string_view utf8) {

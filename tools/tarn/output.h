@@ -92,10 +92,18 @@ bool ReaderHasGone();
 // Untrusted text for people, on a terminal or not: characters of the general
 // categories Cc, Cf, Zl, Zp and Cs, and bytes that are not UTF-8, become \x1b.
 // Each character of `marked` gets a backslash in front; with the backslash
-// among them, no two texts look alike.
-std::string Escaped(std::string_view text, std::string_view marked = "\\");
+// among them, no two texts look alike. Of what takes more than `columns` only
+// the beginning is there, with a mark that no escape looks like.
+std::string Escaped(std::string_view text, std::string_view marked = "\\",
+                    size_t columns = std::string_view::npos);
 // The same in quotes, which are escaped inside.
-std::string InQuotes(std::string_view text);
+std::string InQuotes(std::string_view text,
+                     size_t columns = std::string_view::npos);
+
+// Columns of a name that stands in a table, or is said again and again; and
+// such a name, escaped.
+inline constexpr size_t kNameColumns = 64;
+std::string Clipped(std::string_view name);
 
 // Characters of a text, for the columns of a table.
 size_t Width(std::string_view utf8);

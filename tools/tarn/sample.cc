@@ -13,8 +13,8 @@
 namespace inspector {
 namespace {
 
-// More would not fit into a message that a receiver takes.
-constexpr int64_t kMostModules = 1000000;
+// Nodes of one message, which is held in memory.
+constexpr int kMostNodes = 200000;
 
 struct Options {
   std::string type;
@@ -53,11 +53,6 @@ void Settle(Options* options) {
   if (options->to == "binary" && options->count > 1 && !framed) {
     throw Failure(kUsage,
                   "many binary messages run into one another: see --frame");
-  }
-  const NetworkShape& shape = options->shape;
-  if (int64_t{shape.clients} * shape.displays * shape.modules > kMostModules) {
-    throw Failure(kUsage, "more than " + std::to_string(kMostModules) +
-                              " modules in one message");
   }
 }
 
@@ -110,6 +105,10 @@ ExitCode RunSample(const Command& command, const Arguments& arguments) {
                                 type.descriptor->full_name() +
                                 " holds no nodes");
     }
+  }
+  if (MostNodes(*type.descriptor, options.shape) > kMostNodes) {
+    throw Failure(kUsage, "more than " + std::to_string(kMostNodes) +
+                              " nodes in one message");
   }
   Output output;
   if (options.to == "binary") output.ExpectRawBytes();

@@ -158,7 +158,52 @@ std::string Choice(std::string_view choices, uint64_t number) {
   return std::string(choices.substr(0, choices.find('|')));
 }
 
+// Entries of a list whose length is drawn, at least and at most.
+constexpr int kLeastEntries = 2;
+constexpr int kMostEntries = 5;
+
+// The kind of node that usually stands below a parent.
+const Descriptor& KindBelow(const Descriptor& parent) {
+  if (&parent == tarn::Server::descriptor()) return *tarn::Client::descriptor();
+  if (&parent == tarn::Client::descriptor() ||
+      &parent == tarn::Direct::descriptor()) {
+    return *tarn::Display::descriptor();
+  }
+  if (&parent == tarn::Display::descriptor()) {
+    return *tarn::Module::descriptor();
+  }
+  return *tarn::Server::descriptor();
+}
+
+int LengthOfNodes(const FieldDescriptor& list, const NetworkShape& shape) {
+  const Descriptor* holder = list.containing_type();
+  if (holder == tarn::Server::descriptor()) return shape.clients;
+  if (holder == tarn::Client::descriptor()) return shape.displays;
+  if (holder == tarn::Direct::descriptor()) return shape.displays;
+  if (holder == tarn::Display::descriptor()) return shape.modules;
+  return 1;
+}
+
 }  // namespace
+
+double MostNodes(const Descriptor& type, const NetworkShape& shape) {
+  if (&type == tarn::ChildTypes::descriptor()) {
+    return 1 + MostNodes(KindBelow(type), shape);
+  }
+  double nodes = 0;
+  for (int i = 0; i < type.field_count(); ++i) {
+    const FieldDescriptor& field = *type.field(i);
+    if (field.message_type() == nullptr || field.is_map()) continue;
+    if (field.message_type() == tarn::ChildTypes::descriptor()) {
+      const int length = field.is_repeated() ? LengthOfNodes(field, shape) : 1;
+      nodes += length * (1 + MostNodes(KindBelow(type), shape));
+    } else {
+      nodes += (field.is_repeated() ? kMostEntries : 1) *
+               MostNodes(*field.message_type(), shape);
+    }
+  }
+  return nodes;
+}
 
 std::string Sampler::Uuid() {
   const uint64_t high = (random_() & ~uint64_t{0xF000}) | 0x4000;
@@ -225,15 +270,11 @@ int32_t Sampler::EnumNumber(const FieldDescriptor& field) {
 }
 
 int Sampler::Length(const FieldDescriptor& list) {
-  const Descriptor* holder = list.containing_type();
   if (list.message_type() == tarn::ChildTypes::descriptor()) {
-    if (holder == tarn::Server::descriptor()) return shape_.clients;
-    if (holder == tarn::Client::descriptor()) return shape_.displays;
-    if (holder == tarn::Direct::descriptor()) return shape_.displays;
-    if (holder == tarn::Display::descriptor()) return shape_.modules;
-    return 1;
+    return LengthOfNodes(list, shape_);
   }
-  return 2 + static_cast<int>(Below(4));
+  return kLeastEntries +
+         static_cast<int>(Below(kMostEntries - kLeastEntries + 1));
 }
 
 void Sampler::Set(Message* message, const FieldDescriptor& field) {
@@ -271,21 +312,14 @@ void Sampler::Set(Message* message, const FieldDescriptor& field) {
   }
 }
 
-// Makes the kind of node that usually stands below a parent.
 void Sampler::Child(const Descriptor& parent, Message* child) {
-  tarn::ChildTypes& node = static_cast<tarn::ChildTypes&>(*child);
-  if (&parent == tarn::Server::descriptor()) {
-    chain_ = 0;
-    return Fill(node.mutable_client());
+  if (&parent == tarn::Server::descriptor()) chain_ = 0;
+  const Descriptor& kind = KindBelow(parent);
+  const Descriptor& node = *tarn::ChildTypes::descriptor();
+  for (int i = 0; i < node.field_count(); ++i) {
+    if (node.field(i)->message_type() != &kind) continue;
+    return Fill(child->GetReflection()->MutableMessage(child, node.field(i)));
   }
-  if (&parent == tarn::Client::descriptor() ||
-      &parent == tarn::Direct::descriptor()) {
-    return Fill(node.mutable_display());
-  }
-  if (&parent == tarn::Display::descriptor()) {
-    return Fill(node.mutable_module());
-  }
-  Fill(node.mutable_server());
 }
 
 void Sampler::Fill(Message* message) {

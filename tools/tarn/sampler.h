@@ -17,6 +17,10 @@ struct NetworkShape {
   int modules = 3;   // below a display
 };
 
+// How many nodes a message of the type can have at most.
+double MostNodes(const google::protobuf::Descriptor& type,
+                 const NetworkShape& shape);
+
 // Makes messages that make sense: prices look like prices, counts agree with
 // what they count, every uuid is another one. A seed gives the same messages on
 // every machine.

@@ -30,7 +30,7 @@ struct Row {
 std::string Shown(const std::string& key) {
   const bool plain = !key.empty() && key.front() != ' ' && key.back() != ' ' &&
                      key.find('"') == key.npos;
-  return plain ? Escaped(key) : InQuotes(key);
+  return plain ? Clipped(key) : InQuotes(key, kNameColumns);
 }
 
 std::vector<Row> RowsOf(const tarn::NetworkStatusReport& report) {

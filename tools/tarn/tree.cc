@@ -28,11 +28,9 @@ struct Options {
   bool json = false;
 };
 
-// A node that is drawn, with those below it that are drawn too. The counts are
-// of all, drawn or not.
+// A node that is drawn, with those below it that are drawn too.
 struct Branch {
   const Node* node;
-  Counts counts;
   bool wanted;  // for its own sake, not for what is below
   std::vector<Branch> branches;
 };
@@ -41,10 +39,10 @@ std::vector<Branch> Select(const std::vector<Node>& nodes, int depth,
                            const std::set<int32_t>& only) {
   std::vector<Branch> branches;
   if (depth == 0) return branches;
+  if (only.empty()) branches.reserve(nodes.size());
   for (const Node& node : nodes) {
     Branch branch;
     branch.node = &node;
-    branch.counts = CountNodes(node.children);
     branch.wanted =
         only.empty() || (node.has_status && only.count(node.status) != 0);
     branch.branches = Select(node.children, depth - 1, only);
@@ -69,7 +67,7 @@ std::string PlaceOf(const Node& node) {
       if (field == name) word = better;
     }
     if (!place.empty()) place += ", ";
-    place += word + " " + Escaped(value);
+    place += word + ' ' + Clipped(value);
   }
   return place;
 }
@@ -123,7 +121,7 @@ class TextTree {
                  const std::string& below) {
     const Node& node = *branch.node;
     const std::string label = LabelOf(node);
-    const std::string counts = InWords(branch.counts);
+    const std::string counts = InWords(CountNodes(node.children));
     const std::string place = PlaceOf(node);
     const std::string& rest = counts.empty() ? place : counts;
     out_.Painted(Color::kDim, prefix);
@@ -231,7 +229,7 @@ void WriteNode(const Branch& branch, Output* output) {
     }
   }
   output->Write("},\"below\":");
-  WriteCounts(branch.counts, output);
+  WriteCounts(CountNodes(node.children), output);
   output->Write(",\"children\":");
   WriteNodes(branch.branches, output);
   output->Write('}');
