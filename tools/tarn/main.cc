@@ -1,10 +1,12 @@
 // tarn: looks into the messages of a price-sign installation, byte by byte.
 #include <google/protobuf/stubs/common.h>
 #include <google/protobuf/stubs/logging.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <exception>
 #include <iostream>
+#include <new>
 #include <sstream>
 
 #include "command.h"
@@ -50,7 +52,7 @@ std::string Usage() {
 
 std::string Versions() {
   std::ostringstream out;
-  out << "tarn " TARN_VERSION "\nlibschema " TARN_VERSION << "\nprotobuf "
+  out << "tarn " TARN_VERSION "\nlibschema " << TARN_VERSION << "\nprotobuf "
       << google::protobuf::internal::VersionString(GOOGLE_PROTOBUF_VERSION)
       << "\nschema " << Fingerprint(Schema(), nullptr) << "\n";
   return out.str();
@@ -87,6 +89,20 @@ bool RunHidden(const std::string& verb, const Arguments& arguments) {
   return true;
 }
 
+// Ends the program where an allocation fails, by what needs none.
+[[noreturn]] void EndWithoutMemory() {
+  constexpr std::string_view kLine = "tarn: out of memory\n";
+  [[maybe_unused]] const ssize_t written =
+      ::write(STDERR_FILENO, kLine.data(), kLine.size());
+  ::_exit(kInputOutput);
+}
+
+// Runs in front of all other initialisation, also that of libraries, some of
+// which allocate.
+void ExpectFailingAllocations() { std::set_new_handler(EndWithoutMemory); }
+[[gnu::section(".preinit_array"),
+  gnu::used]] void (*preinit)() = ExpectFailingAllocations;
+
 ExitCode Run(Arguments arguments) {
   if (arguments.empty()) {
     std::cerr << Usage();
@@ -122,7 +138,7 @@ int main(int argc, char* argv[]) {
     Complain(failure.what());
     return failure.code();
   } catch (const std::bad_alloc&) {
-    Complain("out of memory");
-    return kInputOutput;
+    // Of a size that no memory can have.
+    EndWithoutMemory();
   }
 }

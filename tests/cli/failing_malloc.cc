@@ -1,0 +1,55 @@
+// Preloaded into a program, makes the allocation of number FAIL_AT fail, and
+// with FAIL_ON all after it. Without FAIL_AT, says at the end how many there
+// were.
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+
+extern "C" {
+void* __libc_malloc(size_t size);
+void* __libc_calloc(size_t count, size_t size);
+void* __libc_realloc(void* block, size_t size);
+}
+
+namespace {
+
+std::atomic<long> allocations{0};
+
+// The loader allocates before there is an environment; that is not counted.
+bool Fails() {
+  static long fail_at = -1;  // 0: none
+  if (environ == nullptr) return false;
+  if (fail_at < 0) {
+    const char* number = std::getenv("FAIL_AT");
+    fail_at = number == nullptr ? 0 : std::atol(number);
+  }
+  const long number = ++allocations;
+  if (fail_at == 0 || number < fail_at) return false;
+  if (number > fail_at && std::getenv("FAIL_ON") == nullptr) return false;
+  errno = ENOMEM;
+  return true;
+}
+
+[[gnu::destructor]] void Report() {
+  if (std::getenv("FAIL_AT") != nullptr) return;
+  char line[64];
+  const int size =
+      std::snprintf(line, sizeof line, "%ld allocations\n", allocations.load());
+  [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, line, size);
+}
+
+}  // namespace
+
+extern "C" {
+void* malloc(size_t size) { return Fails() ? nullptr : __libc_malloc(size); }
+void* calloc(size_t count, size_t size) {
+  return Fails() ? nullptr : __libc_calloc(count, size);
+}
+void* realloc(void* block, size_t size) {
+  return Fails() ? nullptr : __libc_realloc(block, size);
+}
+}
