@@ -1,10 +1,13 @@
 // tarn: looks into the messages of a price-sign installation, byte by byte.
+#include <dlfcn.h>
 #include <google/protobuf/stubs/common.h>
 #include <google/protobuf/stubs/logging.h>
+#include <link.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <exception>
+#include <filesystem>
 #include <iostream>
 #include <new>
 #include <sstream>
@@ -50,9 +53,26 @@ std::string Usage() {
   return out.str();
 }
 
+// The version of the library that is loaded, by the name of its file, and that
+// file.
+std::string LoadedLibrary() {
+  void* library = ::dlopen(SCHEMA_SONAME, RTLD_LAZY | RTLD_NOLOAD);
+  link_map* map = nullptr;
+  if (library == nullptr || ::dlinfo(library, RTLD_DI_LINKMAP, &map) != 0) {
+    return "in a file of another name than " SCHEMA_SONAME;
+  }
+  std::error_code error;
+  const std::string file = std::filesystem::canonical(map->l_name, error);
+  const std::string suffix = ".so.";
+  const size_t at = file.rfind(suffix);
+  const std::string version =
+      at == file.npos ? "" : file.substr(at + suffix.size()) + ' ';
+  return Escaped(version + (error ? map->l_name : file));
+}
+
 std::string Versions() {
   std::ostringstream out;
-  out << "tarn " TARN_VERSION "\nlibschema " << TARN_VERSION << "\nprotobuf "
+  out << "tarn " TARN_VERSION "\nlibschema " << LoadedLibrary() << "\nprotobuf "
       << google::protobuf::internal::VersionString(GOOGLE_PROTOBUF_VERSION)
       << "\nschema " << Fingerprint(Schema(), nullptr) << "\n";
   return out.str();
