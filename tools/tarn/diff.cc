@@ -10,7 +10,45 @@
 namespace inspector {
 namespace {
 
-void PrintLine(const Difference& difference, Output* output) {
+// Writes differences as they are found.
+class Printer {
+ public:
+  // `mask_values`: a pass phrase can have got anywhere in the messages.
+  Printer(bool json, bool mask_values, Output* output)
+      : json_(json), mask_values_(mask_values), out_(*output) {
+    if (json_) out_.Write('[');
+  }
+
+  void Print(const Difference& difference) {
+    if (json_) {
+      if (any_) out_.Write(",\n ");
+      PrintJson(difference);
+    } else {
+      PrintLine(difference);
+    }
+    any_ = true;
+  }
+  void Finish() {
+    if (json_) out_.Write("]\n");
+    out_.Flush();
+  }
+  bool any() const { return any_; }
+
+ private:
+  void PrintLine(const Difference& difference);
+  void PrintPlaces(const Difference& difference);
+  void PrintJson(const Difference& difference);
+  void PrintValue(const Difference::Text& value, const TextSink& write) const {
+    if (value) mask_values_ ? write(kMask) : value(write);
+  }
+
+  const bool json_;
+  const bool mask_values_;
+  Output& out_;
+  bool any_ = false;
+};
+
+void Printer::PrintLine(const Difference& difference) {
   constexpr struct {
     char sign;
     Color color;
@@ -19,46 +57,63 @@ void PrintLine(const Difference& difference, Output* output) {
                 {'>', Color::kCyan},
                 {'~', Color::kYellow}};
   const auto [sign, color] = kLooks[difference.change];
-  output->Painted(color, std::string_view(&sign, 1));
-  output->Write(' ');
-  if (difference.node != nullptr) output->Write(NameOf(*difference.node));
-  if (!difference.path.empty()) {
-    if (difference.node != nullptr) output->Write(": ");
-    output->Write(difference.path);
-    output->Write(": ");
-    output->Write(difference.before);
-    if (!difference.before.empty() && !difference.after.empty()) {
-      output->Painted(Color::kDim, " → ");
-    }
-    output->Write(difference.after);
+  out_.Painted(color, std::string_view(&sign, 1));
+  out_.Write(' ');
+  if (difference.node != nullptr) out_.Write(difference.node->label);
+  if (difference.path.empty()) {
+    PrintPlaces(difference);
   } else {
-    if (!difference.along.empty()) {
-      output->Write(", with ");
-      output->Write(InWords(difference.along));
+    const TextSink write = [&](std::string_view piece) { out_.Write(piece); };
+    if (difference.node != nullptr) out_.Write(": ");
+    out_.Write(difference.path);
+    out_.Write(": ");
+    PrintValue(difference.before, write);
+    if (difference.before && difference.after) {
+      out_.Painted(Color::kDim, " → ");
     }
-    if (!difference.before.empty()) {
-      output->Write(", from ");
-      output->Write(difference.before);
-    }
-    if (!difference.after.empty()) {
-      output->Write(difference.change == Difference::kMoved ? " to " : ", to ");
-      output->Write(difference.after);
-    }
+    PrintValue(difference.after, write);
   }
-  output->Write('\n');
+  out_.Write('\n');
 }
 
-void PrintJson(const Difference& difference, Output* output) {
+// Where a node came from and went to.
+void Printer::PrintPlaces(const Difference& difference) {
+  const TextSink write = [&](std::string_view piece) { out_.Write(piece); };
+  if (!difference.along.empty()) {
+    out_.Write(", with ");
+    out_.Write(InWords(difference.along));
+  }
+  if (difference.before) {
+    out_.Write(", from ");
+    difference.before(write);
+  }
+  if (difference.after) {
+    out_.Write(difference.change == Difference::kMoved ? " to " : ", to ");
+    difference.after(write);
+  }
+}
+
+void Printer::PrintJson(const Difference& difference) {
   constexpr const char* kChanges[] = {"added", "removed", "moved", "changed"};
-  output->Write("{\"change\":\"");
-  output->Write(kChanges[difference.change]);
-  output->Write('"');
-  const auto member = [&](const char* key, const std::string& text) {
+  out_.Write("{\"change\":\"");
+  out_.Write(kChanges[difference.change]);
+  out_.Write('"');
+  const auto begin = [&](const char* key) {
+    out_.Write(",\"");
+    out_.Write(key);
+    out_.Write("\":");
+  };
+  const auto member = [&](const char* key, std::string_view text) {
     if (text.empty()) return;
-    output->Write(",\"");
-    output->Write(key);
-    output->Write("\":");
-    output->JsonString(text);
+    begin(key);
+    out_.JsonString(text);
+  };
+  const auto value = [&](const char* key, const Difference::Text& text) {
+    if (!text) return;
+    begin(key);
+    out_.Write('"');
+    PrintValue(text, [&](std::string_view piece) { out_.JsonText(piece); });
+    out_.Write('"');
   };
   if (difference.node != nullptr) {
     member("kind", difference.node->kind);
@@ -66,33 +121,10 @@ void PrintJson(const Difference& difference, Output* output) {
     member("uuid", difference.node->uuid);
   }
   member("field", difference.path);
-  member("before", difference.before);
-  member("after", difference.after);
+  value("before", difference.before);
+  value("after", difference.after);
   member("along", InWords(difference.along));
-  output->Write('}');
-}
-
-void Print(const std::vector<Difference>& differences, bool json,
-           Output* output) {
-  if (json) output->Write('[');
-  for (const Difference& difference : differences) {
-    if (!json) {
-      PrintLine(difference, output);
-      continue;
-    }
-    if (&difference != &differences.front()) output->Write(",\n ");
-    PrintJson(difference, output);
-  }
-  if (json) output->Write("]\n");
-}
-
-// For messages with a pass phrase that can have got anywhere.
-void MaskAll(std::vector<Difference>* differences) {
-  for (Difference& difference : *differences) {
-    for (std::string* value : {&difference.before, &difference.after}) {
-      if (!value->empty()) *value = kMask;
-    }
-  }
+  out_.Write('}');
 }
 
 }  // namespace
@@ -123,24 +155,23 @@ ExitCode RunDiff(const Command& command, const Arguments& arguments) {
   Schema schema(options.show_secrets);
   const Type& type = schema.Find(type_name);
   bool mask_all = false;
-  const auto parse = [&](const InputOptions& input, std::string* bytes) {
-    *bytes = ReadMessage(input, type);
+  // The bytes go once they are read: they can be as large as the objects.
+  const auto parse = [&](const InputOptions& input) {
+    const std::string bytes = ReadMessage(input, type);
     Record record;
-    record.bytes = *bytes;
-    mask_all |= type.masked && MayLeak(type, *bytes);
+    record.bytes = bytes;
+    mask_all |= type.masked && MayLeak(type, bytes);
     return ParseRecord(input, type, record);
   };
-  std::string bytes;
-  const auto before = parse(a, &bytes);
-  const auto after = parse(b, &bytes);
+  const auto before = parse(a);
+  const auto after = parse(b);
   if (before == nullptr || after == nullptr) return kMalformed;
-  const Pair pair(*before, *after);
-  std::vector<Difference> differences = Compare(pair, options.show_secrets);
-  if (mask_all) MaskAll(&differences);
   Output output(options.color);
-  Print(differences, json, &output);
-  output.Flush();
-  return differences.empty() ? kFine : kFindings;
+  Printer printer(json, mask_all, &output);
+  Compare(*before, *after, options.show_secrets,
+          [&](const Difference& difference) { printer.Print(difference); });
+  printer.Finish();
+  return printer.any() ? kFindings : kFine;
 }
 
 }  // namespace inspector

@@ -1,8 +1,6 @@
-// Matches nodes and list entries, and compares what is matched field by field.
+// Compares nodes and list entries that are matched, field by field.
 #include "difference.h"
 
-#include <google/protobuf/descriptor.pb.h>
-#include <google/protobuf/text_format.h>
 #include <google/protobuf/unknown_field_set.h>
 #include <tarn/Network.pb.h>
 #include <tarn/Tarn.pb.h>
@@ -10,6 +8,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "entry_match.h"
+#include "node_match.h"
 #include "output.h"
 
 namespace inspector {
@@ -18,127 +18,180 @@ namespace {
 using google::protobuf::Descriptor;
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
+using google::protobuf::UnknownFieldSet;
+using Report = std::function<void(const Difference&)>;
+using Text = Difference::Text;
 
-// The field by which entries of a list are matched; null: by position.
-const FieldDescriptor* KeyOf(const Descriptor& entry) {
-  if (entry.options().map_entry()) return entry.map_key();
-  const std::pair<const Descriptor*, int> kKeys[] = {
-      {tarn::Product::descriptor(), tarn::Product::kIdFieldNumber},
-      {tarn::Price::descriptor(), tarn::Price::kLineNumFieldNumber},
-      {tarn::ERTDConnection::descriptor(),
-       tarn::ERTDConnection::kNameFieldNumber},
-      {tarn::Frame::descriptor(), tarn::Frame::kNumberFieldNumber},
-      {tarn::FrameContent::descriptor(), tarn::FrameContent::kFrameFieldNumber},
-      {tarn::HwIdRowInfo::descriptor(), tarn::HwIdRowInfo::kHwIdFieldNumber},
-      {tarn::HwIdColInfo::descriptor(), tarn::HwIdColInfo::kHwIdFieldNumber},
-      {tarn::DisplaySizeRef::descriptor(),
-       tarn::DisplaySizeRef::kAssyIdFieldNumber},
+Text Words(std::string words) {
+  return [words](const TextSink& write) { write(words); };
+}
+
+Text ValueOf(const Message& message, const FieldDescriptor& field,
+             int index = -1) {
+  return [&message, &field, index](const TextSink& write) {
+    WriteValue(message, field, index, write);
   };
-  for (const auto& [type, number] : kKeys) {
-    if (type == &entry) return entry.FindFieldByNumber(number);
+}
+
+// A number, or the bits of a float, of a field or of an element of a list.
+uint64_t NumberOf(const Message& message, const FieldDescriptor& field,
+                  int index) {
+  const auto& get = *message.GetReflection();
+  const bool one = index < 0;
+  switch (field.cpp_type()) {
+    case FieldDescriptor::CPPTYPE_INT32:
+      return one ? get.GetInt32(message, &field)
+                 : get.GetRepeatedInt32(message, &field, index);
+    case FieldDescriptor::CPPTYPE_UINT32:
+      return one ? get.GetUInt32(message, &field)
+                 : get.GetRepeatedUInt32(message, &field, index);
+    case FieldDescriptor::CPPTYPE_BOOL:
+      return one ? get.GetBool(message, &field)
+                 : get.GetRepeatedBool(message, &field, index);
+    case FieldDescriptor::CPPTYPE_ENUM:
+      return one ? get.GetEnumValue(message, &field)
+                 : get.GetRepeatedEnumValue(message, &field, index);
+    case FieldDescriptor::CPPTYPE_FLOAT: {
+      const float value = one ? get.GetFloat(message, &field)
+                              : get.GetRepeatedFloat(message, &field, index);
+      uint32_t bits;
+      std::memcpy(&bits, &value, sizeof bits);
+      return bits;
+    }
+    default:
+      GOOGLE_LOG(FATAL) << field.full_name() << ": a type not compared";
   }
-  return nullptr;
+  return 0;
 }
 
-std::string Quoted(std::string_view text) { return InQuotes(text); }
-
-std::string TextOf(const Message& message) {
-  google::protobuf::TextFormat::Printer printer;
-  printer.SetSingleLineMode(true);
-  printer.SetUseUtf8StringEscaping(true);
-  std::string text;
-  printer.PrintToString(message, &text);
-  // The printer has escaped quotes and backslashes.
-  return Escaped("{ " + text + "}", "");
-}
-
-// The value of a field, or of an element of a list.
-std::string ValueOf(const Message& message, const FieldDescriptor& field,
-                    int index) {
-  const auto& reflection = *message.GetReflection();
-  if (field.message_type() != nullptr) {
-    return TextOf(index < 0
-                      ? reflection.GetMessage(message, &field)
-                      : reflection.GetRepeatedMessage(message, &field, index));
+bool SameValue(const Message& a, const Message& b, const FieldDescriptor& field,
+               int index) {
+  if (field.cpp_type() != FieldDescriptor::CPPTYPE_STRING) {
+    return NumberOf(a, field, index) == NumberOf(b, field, index);
   }
-  if (field.cpp_type() == FieldDescriptor::CPPTYPE_STRING) {
-    std::string scratch;
-    return Quoted(index < 0
-                      ? reflection.GetStringReference(message, &field, &scratch)
-                      : reflection.GetRepeatedStringReference(message, &field,
-                                                              index, &scratch));
+  const auto& get = *a.GetReflection();
+  std::string scratch_a, scratch_b;
+  return index < 0
+             ? get.GetStringReference(a, &field, &scratch_a) ==
+                   get.GetStringReference(b, &field, &scratch_b)
+             : get.GetRepeatedStringReference(a, &field, index, &scratch_a) ==
+                   get.GetRepeatedStringReference(b, &field, index, &scratch_b);
+}
+
+bool SameUnknown(const UnknownFieldSet& a, const UnknownFieldSet& b) {
+  using google::protobuf::UnknownField;
+  if (a.field_count() != b.field_count()) return false;
+  for (int i = 0; i < a.field_count(); ++i) {
+    const UnknownField& x = a.field(i);
+    const UnknownField& y = b.field(i);
+    if (x.number() != y.number() || x.type() != y.type()) return false;
+    switch (x.type()) {
+      case UnknownField::TYPE_VARINT:
+        if (x.varint() != y.varint()) return false;
+        break;
+      case UnknownField::TYPE_FIXED32:
+        if (x.fixed32() != y.fixed32()) return false;
+        break;
+      case UnknownField::TYPE_FIXED64:
+        if (x.fixed64() != y.fixed64()) return false;
+        break;
+      case UnknownField::TYPE_LENGTH_DELIMITED:
+        if (x.length_delimited() != y.length_delimited()) return false;
+        break;
+      case UnknownField::TYPE_GROUP:
+        if (!SameUnknown(x.group(), y.group())) return false;
+    }
   }
-  std::string text;
-  google::protobuf::TextFormat::PrintFieldValueToString(message, &field, index,
-                                                        &text);
-  return text;
+  return true;
 }
 
-// An entry of a list; of a map only the value, since its key names the place.
-std::string TextOfEntry(const Message& entry) {
-  const Descriptor& type = *entry.GetDescriptor();
-  return type.options().map_entry() ? ValueOf(entry, *type.map_value(), -1)
-                                    : TextOf(entry);
-}
-
-// Whether two values are the same; a float is when all its bits are.
-bool SameValue(const Message& a, const Message& b,
-               const FieldDescriptor& field) {
-  if (field.cpp_type() != FieldDescriptor::CPPTYPE_FLOAT) {
-    return ValueOf(a, field, -1) == ValueOf(b, field, -1);
+NodeName NameOf(const NodeItem& item) {
+  const NodeParts parts = PartsOf(item);
+  NodeName name;
+  if (parts.member != nullptr) name.kind = parts.member->name();
+  name.label = KindWord(name.kind);
+  if (parts.message == nullptr) return name;
+  name.name = ShortText(*parts.message, "name");
+  name.uuid = ShortText(*parts.message, "uuid");
+  const std::string hardware = ShortText(*parts.message, "hwId");
+  if (!name.name.empty()) {
+    name.label += ' ' + InQuotes(name.name);
+  } else {
+    if (!hardware.empty()) name.label += ' ' + Escaped(hardware);
+    if (!name.uuid.empty()) name.label += ' ' + Escaped(name.uuid);
   }
-  const float x = a.GetReflection()->GetFloat(a, &field);
-  const float y = b.GetReflection()->GetFloat(b, &field);
-  return std::memcmp(&x, &y, sizeof x) == 0;
-}
-
-// The name of a key: a text without its quotes, since brackets are around it.
-std::string NameOfKey(const Message& entry, const FieldDescriptor& key) {
-  if (key.cpp_type() == FieldDescriptor::CPPTYPE_STRING) {
-    return Escaped(entry.GetReflection()->GetString(entry, &key));
+  if (!name.uuid.empty()) return name;
+  Node node;
+  node.message = parts.message;
+  for (const auto& [field, value] : AddressOf(node)) {
+    name.label += ' ' + field + ' ' + Escaped(value);
   }
-  return key.name() + " " + ValueOf(entry, key, -1);
+  return name;
 }
 
+std::string NameOf(const Above& above) {
+  return above.node != nullptr ? NameOf(*above.node).label : *above.field;
+}
+
+// Compares messages, but not the nodes in them.
 class Comparison {
  public:
-  Comparison(bool show_secrets, std::vector<Difference>* differences)
-      : show_secrets_(show_secrets), differences_(*differences) {}
+  Comparison(bool show_secrets, const Report& report)
+      : show_secrets_(show_secrets), report_(report) {}
 
-  // Compares all but the nodes that a message holds, which are compared on
-  // their own.
-  void Messages(const Message& a, const Message& b, const std::string& path,
-                const Node* node) {
-    node_ = node;
-    Fields(a, b, path);
-  }
-  void Nodes(const Node& a, const Node& b) {
-    if (a.message != nullptr) Messages(*a.message, *b.message, "", &a);
+  void Messages(const Message& a, const Message& b) { Fields(a, b); }
+
+  void Nodes(const NodeItem& a, const NodeItem& b) {
     node_ = &a;
-    if (a.wrapper != nullptr && b.wrapper != nullptr) {
-      Unknown(*a.wrapper, *b.wrapper, "");
-    }
+    const NodeParts in_a = PartsOf(a);
+    const NodeParts in_b = PartsOf(b);
+    if (in_a.message != nullptr) Fields(*in_a.message, *in_b.message);
+    if (in_a.wrapper != nullptr) Unknown(a, b);
   }
 
  private:
-  void Add(Difference::Change change, const std::string& path,
-           const std::string& before, const std::string& after) {
-    differences_.push_back({change, node_, path, before, after, {}});
+  // Adds to the path while it lives.
+  class Step {
+   public:
+    Step(std::string* path, std::string_view step)
+        : path_(*path), size_(path->size()) {
+      if (size_ > 0 && step.front() != '[') path_ += '.';
+      path_ += step;
+    }
+    ~Step() { path_.resize(size_); }
+    Step(const Step&) = delete;
+    Step& operator=(const Step&) = delete;
+
+   private:
+    std::string& path_;
+    const size_t size_;
+  };
+
+  void Add(Difference::Change change, Text before, Text after) {
+    NodeName name;
+    if (node_ != nullptr) name = NameOf(*node_);
+    report_({change,
+             node_ != nullptr ? &name : nullptr,
+             path_,
+             std::move(before),
+             std::move(after),
+             {}});
+  }
+  void Removed(Text before) {
+    Add(Difference::kRemoved, std::move(before), nullptr);
+  }
+  void Added(Text after) { Add(Difference::kAdded, nullptr, std::move(after)); }
+  void Changed(Text before, Text after) {
+    Add(Difference::kChanged, std::move(before), std::move(after));
   }
 
-  void Unknown(const Message& a, const Message& b, const std::string& path) {
-    const auto bytes = [](const Message& message) {
-      std::string text;
-      message.GetReflection()->GetUnknownFields(message).SerializeToString(
-          &text);
-      return text;
-    };
-    const std::string in_a = bytes(a);
-    const std::string in_b = bytes(b);
-    if (in_a == in_b) return;
-    Add(Difference::kChanged,
-        path + (path.empty() ? "" : ".") + "unknown fields", Quoted(in_a),
-        Quoted(in_b));
+  void Unknown(const Message& a, const Message& b) {
+    const UnknownFieldSet& in_a = a.GetReflection()->GetUnknownFields(a);
+    const UnknownFieldSet& in_b = b.GetReflection()->GetUnknownFields(b);
+    if (SameUnknown(in_a, in_b)) return;
+    const Step step(&path_, "unknown fields");
+    Changed([&](const TextSink& write) { WriteUnknown(in_a, write); },
+            [&](const TextSink& write) { WriteUnknown(in_b, write); });
   }
 
   static bool HoldsOtherNodes(const FieldDescriptor& field) {
@@ -148,28 +201,29 @@ class Comparison {
            HoldsNodes(*field.message_type());
   }
 
-  void Fields(const Message& a, const Message& b, const std::string& path) {
+  void Fields(const Message& a, const Message& b) {
     const Descriptor& type = *a.GetDescriptor();
     for (int i = 0; i < type.field_count(); ++i) {
       const FieldDescriptor& field = *type.field(i);
-      const std::string at =
-          path.empty() ? field.name() : path + "." + field.name();
-      if (HoldsOtherNodes(field)) {
-        Holders(a, b, field, at);
+      const Step step(&path_, field.name());
+      if (field.is_map()) {
+        MapEntries(MapOf(a, field), MapOf(b, field), field);
+      } else if (HoldsOtherNodes(field)) {
+        Holders(a, b, field);
       } else if (!field.is_repeated()) {
-        Singular(a, b, field, at);
+        Singular(a, b, field);
       } else if (field.message_type() != nullptr) {
-        Entries(a, b, field, at);
+        Entries(a, b, field);
       } else {
-        Values(a, b, field, at);
+        Values(a, b, field);
       }
     }
-    Unknown(a, b, path);
+    Unknown(a, b);
   }
 
   // Lists of lists of nodes: the nodes are compared elsewhere.
-  void Holders(const Message& a, const Message& b, const FieldDescriptor& field,
-               const std::string& at) {
+  void Holders(const Message& a, const Message& b,
+               const FieldDescriptor& field) {
     if (!field.is_repeated() ||
         field.message_type() == tarn::ChildTypes::descriptor()) {
       return;
@@ -177,227 +231,194 @@ class Comparison {
     const int size_a = a.GetReflection()->FieldSize(a, &field);
     const int size_b = b.GetReflection()->FieldSize(b, &field);
     if (size_a != size_b) {
-      Add(Difference::kChanged, at, std::to_string(size_a) + " entries",
-          std::to_string(size_b) + " entries");
+      Changed(Words(std::to_string(size_a) + " entries"),
+              Words(std::to_string(size_b) + " entries"));
     }
     for (int i = 0; i < std::min(size_a, size_b); ++i) {
+      const Step step(&path_, "[" + std::to_string(i) + "]");
       Fields(a.GetReflection()->GetRepeatedMessage(a, &field, i),
-             b.GetReflection()->GetRepeatedMessage(b, &field, i),
-             at + "[" + std::to_string(i) + "]");
+             b.GetReflection()->GetRepeatedMessage(b, &field, i));
     }
   }
 
   void Singular(const Message& a, const Message& b,
-                const FieldDescriptor& field, const std::string& at) {
+                const FieldDescriptor& field) {
     if (field.message_type() == nullptr) {
-      if (SameValue(a, b, field)) return;
+      if (SameValue(a, b, field, -1)) return;
       const bool masked =
           !show_secrets_ && field.full_name() == "tarn.Wifi.pass";
-      return Add(Difference::kChanged, at,
-                 masked ? "***" : ValueOf(a, field, -1),
-                 masked ? "***" : ValueOf(b, field, -1));
+      return Changed(masked ? Words("***") : ValueOf(a, field),
+                     masked ? Words("***") : ValueOf(b, field));
     }
     const bool in_a = a.GetReflection()->HasField(a, &field);
     const bool in_b = b.GetReflection()->HasField(b, &field);
     if (in_a && in_b) {
       Fields(a.GetReflection()->GetMessage(a, &field),
-             b.GetReflection()->GetMessage(b, &field), at);
+             b.GetReflection()->GetMessage(b, &field));
     } else if (in_a) {
-      Add(Difference::kRemoved, at, ValueOf(a, field, -1), "");
+      Removed(ValueOf(a, field));
     } else if (in_b) {
-      Add(Difference::kAdded, at, "", ValueOf(b, field, -1));
+      Added(ValueOf(b, field));
     }
   }
 
-  void Values(const Message& a, const Message& b, const FieldDescriptor& field,
-              const std::string& at) {
+  void Values(const Message& a, const Message& b,
+              const FieldDescriptor& field) {
     const int size_a = a.GetReflection()->FieldSize(a, &field);
     const int size_b = b.GetReflection()->FieldSize(b, &field);
     for (int i = 0; i < std::max(size_a, size_b); ++i) {
-      const std::string value_a = i < size_a ? ValueOf(a, field, i) : "";
-      const std::string value_b = i < size_b ? ValueOf(b, field, i) : "";
-      if (value_a == value_b) continue;
-      Add(value_a.empty()   ? Difference::kAdded
-          : value_b.empty() ? Difference::kRemoved
-                            : Difference::kChanged,
-          at + "[" + std::to_string(i) + "]", value_a, value_b);
-    }
-  }
-
-  // The entries of a list by what matches them. Of several with one key the
-  // second is matched with the second.
-  struct Entry {
-    std::string name;
-    const Message* message;
-  };
-  static std::vector<Entry> EntriesOf(const Message& message,
-                                      const FieldDescriptor& field) {
-    std::vector<Entry> entries;
-    std::map<std::string, int> met;
-    const FieldDescriptor* key = KeyOf(*field.message_type());
-    for (int i = 0; i < message.GetReflection()->FieldSize(message, &field);
-         ++i) {
-      const Message& entry =
-          message.GetReflection()->GetRepeatedMessage(message, &field, i);
-      std::string name = std::to_string(i);
-      if (key != nullptr) {
-        name = NameOfKey(entry, *key);
-        const int times = ++met[name];
-        if (times > 1) name += " again, " + std::to_string(times);
-      }
-      entries.push_back({name, &entry});
-    }
-    if (field.is_map()) {
-      std::sort(entries.begin(), entries.end(),
-                [](const Entry& x, const Entry& y) { return x.name < y.name; });
-    }
-    return entries;
-  }
-
-  void Entries(const Message& a, const Message& b, const FieldDescriptor& field,
-               const std::string& at) {
-    const std::vector<Entry> entries_a = EntriesOf(a, field);
-    const std::vector<Entry> entries_b = EntriesOf(b, field);
-    std::map<std::string, size_t> index_in_b;
-    for (size_t i = 0; i < entries_b.size(); ++i) {
-      index_in_b[entries_b[i].name] = i;
-    }
-    std::vector<bool> matched(entries_b.size());
-    std::vector<size_t> order;
-    for (const Entry& entry : entries_a) {
-      const std::string here = at + "[" + entry.name + "]";
-      const auto found = index_in_b.find(entry.name);
-      if (found == index_in_b.end()) {
-        Add(Difference::kRemoved, here, TextOfEntry(*entry.message), "");
-        continue;
-      }
-      matched[found->second] = true;
-      order.push_back(found->second);
-      const Message& other = *entries_b[found->second].message;
-      if (field.is_map()) {
-        Singular(*entry.message, other, *field.message_type()->map_value(),
-                 here);
+      if (i < size_a && i < size_b && SameValue(a, b, field, i)) continue;
+      const Step step(&path_, "[" + std::to_string(i) + "]");
+      if (i >= size_b) {
+        Removed(ValueOf(a, field, i));
+      } else if (i >= size_a) {
+        Added(ValueOf(b, field, i));
       } else {
-        Fields(*entry.message, other, here);
+        Changed(ValueOf(a, field, i), ValueOf(b, field, i));
       }
     }
-    for (size_t i = 0; i < entries_b.size(); ++i) {
-      if (matched[i]) continue;
-      Add(Difference::kAdded, at + "[" + entries_b[i].name + "]", "",
-          TextOfEntry(*entries_b[i].message));
+  }
+
+  void MapEntries(const NumberMap& a, const NumberMap& b,
+                  const FieldDescriptor& field) {
+    const auto& type = *field.message_type()->map_value()->enum_type();
+    const auto text = [&](int number) {
+      return [&type, number](const TextSink& write) {
+        const auto* value = type.FindValueByNumber(number);
+        write(value != nullptr ? value->name() : std::to_string(number));
+      };
+    };
+    for (const auto* entry : EntriesNotIn(b, a)) {
+      const Step step(&path_, NameOfKey(entry->first));
+      const auto other = b.find(entry->first);
+      if (other == b.end()) {
+        Removed(text(entry->second));
+      } else {
+        Changed(text(entry->second), text(other->second));
+      }
     }
-    if (!field.is_map() && !std::is_sorted(order.begin(), order.end())) {
-      Add(Difference::kChanged, at, "", "in another order");
+    for (const auto* entry : EntriesNotIn(a, b)) {
+      if (a.contains(entry->first)) continue;
+      const Step step(&path_, NameOfKey(entry->first));
+      Added(text(entry->second));
     }
   }
 
-  bool show_secrets_;
-  std::vector<Difference>& differences_;
-  const Node* node_ = nullptr;
-};
-
-// A node with its key and that of what is above it: a node, or the field that
-// holds the top nodes.
-struct Place {
-  const Node* node;
-  std::string key;
-  std::string above;
-  std::string above_in_words;
-};
-
-// All nodes of a message, from the top down. A node without a uuid is known by
-// its place among its like.
-class Places {
- public:
-  explicit Places(const std::vector<Node>& nodes) {
-    for (const Node& node : nodes) Enter(node, node.holder, node.holder);
-  }
-  const std::vector<Place>& all() const { return all_; }
-  const Place* Find(const std::string& key) const {
-    const auto found = by_key_.find(key);
-    return found == by_key_.end() ? nullptr : &all_[found->second];
+  void Entries(const Message& a, const Message& b,
+               const FieldDescriptor& field) {
+    const EntryMatch match(a, b, field);
+    for (int i = 0; i < match.size_before(); ++i) {
+      const Step step(&path_, match.NameBefore(i));
+      const int partner = match.PartnerOfBefore(i);
+      if (partner < 0) {
+        Removed(ValueOf(a, field, i));
+      } else {
+        Fields(a.GetReflection()->GetRepeatedMessage(a, &field, i),
+               b.GetReflection()->GetRepeatedMessage(b, &field, partner));
+      }
+    }
+    for (int i = 0; i < match.size_after(); ++i) {
+      if (match.IsMatchedAfter(i)) continue;
+      const Step step(&path_, match.NameAfter(i));
+      Added(ValueOf(b, field, i));
+    }
+    if (!match.in_order()) Changed(nullptr, Words("in another order"));
   }
 
- private:
-  void Enter(const Node& node, const std::string& above,
-             const std::string& above_in_words) {
-    std::string key = node.kind + ' ' + node.uuid;
-    // The message itself is matched with the message, whatever its uuid.
-    if (above.empty()) key = node.kind;
-    if (node.uuid.empty()) key = above + '/' + key;
-    const int times = ++met_[key];
-    key += '#' + std::to_string(times);
-    by_key_[key] = all_.size();
-    all_.push_back({&node, key, above, above_in_words});
-    for (const Node& child : node.children) Enter(child, key, NameOf(node));
-  }
-
-  std::vector<Place> all_;
-  std::map<std::string, size_t> by_key_;
-  std::map<std::string, int> met_;
+  const bool show_secrets_;
+  const Report& report_;
+  const NodeItem* node_ = nullptr;
+  std::string path_;
 };
 
 // Reports the nodes that only one side has. Those below such a node count as
 // gone along with it.
-void Unmatched(const Places& here, const Places& there,
-               Difference::Change change,
-               std::vector<Difference>* differences) {
-  std::map<std::string, size_t> reported;
-  for (const Place& place : here.all()) {
-    if (there.Find(place.key) != nullptr) continue;
-    const auto with = reported.find(place.above);
-    if (with != reported.end()) {
-      ++(*differences)[with->second].along[place.node->kind];
-      reported[place.key] = with->second;
-      continue;
+class Unmatched : public NodeMatch::Visitor {
+ public:
+  Unmatched(Difference::Change change, const Report& report)
+      : change_(change), report_(report) {}
+
+  void Enter(const NodeItem& item, const NodeMatch::Place& place) override {
+    Open open;
+    if (place.partner == nullptr) {
+      if (!open_.empty() && open_.back().top >= 0) {
+        open.top = open_.back().top;
+        const NodeParts parts = PartsOf(item);
+        ++open_[open.top]
+              .along[parts.member != nullptr ? parts.member->name() : ""];
+      } else {
+        open.top = static_cast<int>(open_.size());
+        open.item = &item;
+        open.above = NameOf(place.above);
+      }
     }
-    reported[place.key] = differences->size();
-    Difference difference{change, place.node, "", "", "", {}};
-    (change == Difference::kAdded ? difference.after : difference.before) =
-        place.above_in_words;
-    differences->push_back(difference);
+    open_.push_back(std::move(open));
   }
-}
+
+  void Leave() override {
+    const Open open = std::move(open_.back());
+    open_.pop_back();
+    if (open.item == nullptr) return;
+    const NodeName name = NameOf(*open.item);
+    Difference difference{change_, &name, "", nullptr, nullptr, open.along};
+    if (!open.above.empty()) {
+      (change_ == Difference::kAdded ? difference.after : difference.before) =
+          Words(open.above);
+    }
+    report_(difference);
+  }
+
+ private:
+  // A node whose children are being visited.
+  struct Open {
+    int top = -1;  // where in `open_` the node is that it went with; -1: stayed
+    const NodeItem* item = nullptr;  // that is to be reported
+    std::string above;
+    Counts along;
+  };
+
+  const Difference::Change change_;
+  const Report& report_;
+  std::vector<Open> open_;
+};
+
+class Matched : public NodeMatch::Visitor {
+ public:
+  Matched(Comparison* comparison, const Report& report)
+      : comparison_(*comparison), report_(report) {}
+
+  void Enter(const NodeItem& item, const NodeMatch::Place& place) override {
+    if (place.partner == nullptr) return;
+    if (place.moved) {
+      const NodeName name = NameOf(item);
+      report_({Difference::kMoved,
+               &name,
+               "",
+               Words(NameOf(place.above)),
+               Words(NameOf(place.partner_above)),
+               {}});
+    }
+    comparison_.Nodes(item, *place.partner);
+  }
+
+ private:
+  Comparison& comparison_;
+  const Report& report_;
+};
 
 }  // namespace
 
-std::vector<Difference> Compare(const Pair& pair, bool show_secrets) {
-  std::vector<Difference> differences;
-  Comparison comparison(show_secrets, &differences);
-  const bool is_node =
-      pair.nodes_before.size() == 1 && pair.nodes_before.front().holder.empty();
-  if (!is_node) comparison.Messages(pair.before, pair.after, "", nullptr);
-  const Places before(pair.nodes_before);
-  const Places after(pair.nodes_after);
-  Unmatched(before, after, Difference::kRemoved, &differences);
-  Unmatched(after, before, Difference::kAdded, &differences);
-  for (const Place& place : before.all()) {
-    const Place* other = after.Find(place.key);
-    if (other == nullptr) continue;
-    if (other->above != place.above) {
-      differences.push_back({Difference::kMoved,
-                             place.node,
-                             "",
-                             place.above_in_words,
-                             other->above_in_words,
-                             {}});
-    }
-    comparison.Nodes(*place.node, *other->node);
-  }
-  return differences;
-}
-
-std::string NameOf(const Node& node) {
-  std::string name = LabelOf(node);
-  if (node.name.empty() && !node.uuid.empty() && node.message != nullptr) {
-    const std::string uuid = Escaped(node.uuid);
-    if (name.find(uuid) == name.npos) name += ' ' + uuid;
-  }
-  if (!node.uuid.empty()) return name;
-  for (const auto& [field, value] : AddressOf(node)) {
-    name += ' ' + field + ' ' + Escaped(value);
-  }
-  return name;
+void Compare(const Message& before, const Message& after, bool show_secrets,
+             const std::function<void(const Difference&)>& report) {
+  Comparison comparison(show_secrets, report);
+  const NodeMatch match(before, after);
+  if (!match.IsNodeItself()) comparison.Messages(before, after);
+  Unmatched removed(Difference::kRemoved, report);
+  match.Visit(kBefore, &removed);
+  Unmatched added(Difference::kAdded, report);
+  match.Visit(kAfter, &added);
+  Matched matched(&comparison, report);
+  match.Visit(kBefore, &matched);
 }
 
 }  // namespace inspector

@@ -7,6 +7,7 @@
 #include <set>
 
 #include "output.h"
+#include "value_text.h"
 
 namespace inspector {
 namespace {
@@ -32,12 +33,7 @@ const FieldDescriptor* MemberFor(const Descriptor& type) {
 std::string TextOf(const Message& message, const char* name) {
   const FieldDescriptor* field = message.GetDescriptor()->FindFieldByName(name);
   if (field == nullptr) return "";
-  const auto& reflection = *message.GetReflection();
-  if (field->cpp_type() == FieldDescriptor::CPPTYPE_STRING) {
-    return reflection.GetString(message, field);
-  }
-  const int32_t number = reflection.GetInt32(message, field);
-  return number == 0 ? "" : std::to_string(number);
+  return message.GetReflection()->GetString(message, field);
 }
 
 void Collect(const Message& message, const std::string& holder,
@@ -128,6 +124,18 @@ bool Reaches(const Descriptor& type, std::set<const Descriptor*>* met) {
 
 }  // namespace
 
+std::string ShortText(const Message& message, const char* name) {
+  const FieldDescriptor* field = message.GetDescriptor()->FindFieldByName(name);
+  if (field == nullptr) return "";
+  const auto& reflection = *message.GetReflection();
+  if (field->cpp_type() == FieldDescriptor::CPPTYPE_STRING) {
+    std::string scratch;
+    return Shortened(reflection.GetStringReference(message, field, &scratch));
+  }
+  const int32_t number = reflection.GetInt32(message, field);
+  return number == 0 ? "" : std::to_string(number);
+}
+
 bool HoldsNodes(const Descriptor& type) {
   std::set<const Descriptor*> met;
   return Reaches(type, &met);
@@ -143,7 +151,7 @@ std::vector<std::pair<std::string, std::string>> AddressOf(const Node& node) {
   std::vector<std::pair<std::string, std::string>> address;
   if (node.message == nullptr) return address;
   for (const char* field : kAddressFields) {
-    const std::string text = TextOf(*node.message, field);
+    const std::string text = ShortText(*node.message, field);
     if (!text.empty()) address.emplace_back(field, text);
   }
   return address;

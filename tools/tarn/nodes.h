@@ -27,6 +27,11 @@ struct Node {
   std::vector<Node> children;
 };
 
+// A singular field of text or number in words: the beginning of a long text,
+// and nothing for zero or where there is no such field.
+std::string ShortText(const google::protobuf::Message& message,
+                      const char* name);
+
 // Whether messages of the type can hold nodes, or are nodes themselves.
 bool HoldsNodes(const google::protobuf::Descriptor& type);
 

@@ -177,9 +177,14 @@ void Output::Painted(Color color, std::string_view text) {
 void Output::Untrusted(std::string_view text) { Write(Escaped(text)); }
 
 void Output::JsonString(std::string_view text) {
+  Write('"');
+  JsonText(text);
+  Write('"');
+}
+
+void Output::JsonText(std::string_view text) {
   const char* p = text.data();
   const char* const end = p + text.size();
-  Write('"');
   while (true) {
     const char* plain = SkipPlain(p, end);
     Write(std::string_view(p, plain - p));
@@ -206,7 +211,6 @@ void Output::JsonString(std::string_view text) {
     }
     Advance(out);
   }
-  Write('"');
 }
 
 void Output::TextString(std::string_view text) {

@@ -63,6 +63,8 @@ class Output {
   // Text in quotes as a JSON string; `text` must be UTF-8. Escapes what the
   // runtime's JSON does: controls, invisible and direction characters, < and >.
   void JsonString(std::string_view text);
+  // The same without the quotes, for text that comes in pieces.
+  void JsonText(std::string_view text);
   // Text in quotes as the text format has it. UTF-8 stays readable, all else
   // and what JsonString escapes becomes octal.
   void TextString(std::string_view text);

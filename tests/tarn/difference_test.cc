@@ -1,0 +1,181 @@
+// Two messages differ exactly where their canonical bytes do, but for the order
+// of nodes.
+#include "difference.h"
+
+#include <google/protobuf/descriptor.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+
+#include "encoding.h"
+#include "messages.h"
+#include "node_order.h"
+
+namespace inspector {
+namespace {
+
+using google::protobuf::FieldDescriptor;
+using google::protobuf::Message;
+using messages::Random;
+using node_order::ArrangeNodes;
+using node_order::InOrder;
+using node_order::Nodes;
+
+std::string Words(const Difference::Text& text) {
+  std::string words;
+  if (text) text([&](std::string_view piece) { words += piece; });
+  return words;
+}
+
+class DifferenceTest : public testing::Test {
+ protected:
+  // The runtime would log every rejected text.
+  DifferenceTest() { google::protobuf::SetLogHandler(nullptr); }
+
+  // How many differences there are.
+  int Count(const Message& a, const Message& b) {
+    int count = 0;
+    Compare(a, b, true, [&](const Difference& difference) {
+      ++count;
+      if (difference.change != Difference::kChanged) return;
+      EXPECT_NE(Words(difference.before), Words(difference.after))
+          << difference.path << "\n"
+          << a.Utf8DebugString() << "---\n"
+          << b.Utf8DebugString();
+    });
+    return count;
+  }
+
+  void ExpectDifferentAsBytesAre(const Message& a, const Message& b) {
+    const bool same = InOrder(a) == InOrder(b);
+    ++(same ? same_ : different_);
+    EXPECT_EQ(Count(a, b) == 0, same) << a.GetTypeName() << "\n"
+                                      << a.Utf8DebugString() << "---\n"
+                                      << b.Utf8DebugString();
+    EXPECT_EQ(Count(b, a) == 0, same) << a.GetTypeName();
+    EXPECT_EQ(Count(a, a), 0) << a.Utf8DebugString();
+  }
+
+  std::unique_ptr<Message> Parsed(const Type& type, const std::string& bytes) {
+    std::unique_ptr<Message> message = NewMessage(type);
+    if (!message->ParseFromString(bytes)) return nullptr;
+    return message;
+  }
+
+  Schema schema_;
+  int same_ = 0;
+  int different_ = 0;
+};
+
+TEST_F(DifferenceTest, EachPairOfTheCorpusDiffersAsItsBytesDo) {
+  namespace fs = std::filesystem;
+  std::map<std::string, std::vector<std::unique_ptr<Message>>> by_type;
+  for (const char* kind : {"valid", "accepted"}) {
+    for (const auto& entry :
+         fs::recursive_directory_iterator(fs::path(CORPUS) / kind)) {
+      if (entry.path().extension() != ".binpb") continue;
+      std::ifstream file(entry.path(), std::ios::binary);
+      const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+      const std::string name = entry.path().parent_path().filename();
+      by_type[name].push_back(Parsed(schema_.Find(name), bytes));
+      ASSERT_NE(by_type[name].back(), nullptr) << entry.path();
+    }
+  }
+  EXPECT_EQ(by_type.size(), schema_.Messages().size());
+  for (const auto& [name, messages] : by_type) {
+    for (const auto& a : messages) {
+      for (const auto& b : messages) ExpectDifferentAsBytesAre(*a, *b);
+    }
+  }
+  EXPECT_GT(same_, 600);
+  EXPECT_GT(different_, 4000);
+}
+
+// Makes texts that are easily taken for one another.
+void ConfuseTexts(Message* message, Random& random) {
+  constexpr const char* kTexts[] = {"",     "a",         "a again, 2",  "a#2",
+                                    "\x01", "\\x01",     "\\",          "\"",
+                                    "b",    "a\" → \"b", "\xE2\x80\xAE"};
+  const auto& reflection = *message->GetReflection();
+  std::vector<const FieldDescriptor*> fields;
+  reflection.ListFields(*message, &fields);
+  for (const FieldDescriptor* field : fields) {
+    const bool text = field->cpp_type() == FieldDescriptor::CPPTYPE_STRING;
+    if (field->is_map() || (!text && field->message_type() == nullptr)) {
+      continue;
+    }
+    const bool list = field->is_repeated();
+    const int size = list ? reflection.FieldSize(*message, field) : 1;
+    for (int i = 0; i < size; ++i) {
+      const char* value = kTexts[random() % std::size(kTexts)];
+      if (!text) {
+        ConfuseTexts(list ? reflection.MutableRepeatedMessage(message, field, i)
+                          : reflection.MutableMessage(message, field),
+                     random);
+      } else if (list) {
+        reflection.SetRepeatedString(message, field, i, value);
+      } else {
+        reflection.SetString(message, field, value);
+      }
+    }
+  }
+}
+
+TEST_F(DifferenceTest, EachPairOfRandomMessagesDiffersAsItsBytesDo) {
+  Random random(7);
+  for (const auto* descriptor : schema_.Messages()) {
+    const Type& type = schema_.Table(*descriptor);
+    for (int round = 0; round < 30; ++round) {
+      const auto a = NewMessage(type);
+      messages::Fill(a.get(), 4, random);
+      ConfuseTexts(a.get(), random);
+      const auto other = NewMessage(type);
+      messages::Fill(other.get(), 4, random);
+      ExpectDifferentAsBytesAre(*a, *other);
+      // The same, but for one byte, and for the order of its nodes.
+      std::string bytes = a->SerializeAsString();
+      for (int i = 0; i < 10 && !bytes.empty(); ++i) {
+        std::string changed = bytes;
+        changed[random() % bytes.size()] ^= 1 << random() % 8;
+        const auto b = Parsed(type, changed);
+        if (b != nullptr) ExpectDifferentAsBytesAre(*a, *b);
+      }
+      const auto shuffled = Parsed(type, bytes);
+      ArrangeNodes(shuffled.get(), [&](Nodes* nodes) {
+        std::shuffle(nodes->begin(), nodes->end(), random);
+      });
+      ExpectDifferentAsBytesAre(*a, *shuffled);
+    }
+  }
+  EXPECT_GT(same_, 1500);
+  EXPECT_GT(different_, 5000);
+}
+
+TEST_F(DifferenceTest, NodesThatMoveAreFoundWhereverTheyGo) {
+  const auto parse = [&](const std::string& text) {
+    const Type& type = schema_.Find("ModsConfigured");
+    return Parsed(type, EncodeText(type, text, ""));
+  };
+  const auto a = parse(
+      "modsConfigured { server { uuid: 'p' children { client { uuid: 'c'"
+      "  children { display { uuid: 'd' } } children { module { } } } } } }"
+      "modsConfigured { server { uuid: 'q' } }");
+  const auto b = parse(
+      "modsConfigured { server { uuid: 'q' children { client { uuid: 'c'"
+      "  children { module { } } children { display { uuid: 'd' } } } } } }"
+      "modsConfigured { server { uuid: 'p' } }");
+  std::vector<std::string> moves;
+  Compare(*a, *b, true, [&](const Difference& difference) {
+    EXPECT_EQ(difference.change, Difference::kMoved);
+    moves.push_back(difference.node->label + ": " + Words(difference.before) +
+                    " → " + Words(difference.after));
+  });
+  EXPECT_EQ(moves, std::vector<std::string>{"client c: server p → server q"});
+}
+
+}  // namespace
+}  // namespace inspector
