@@ -136,6 +136,12 @@ class LimitsTest(unittest.TestCase):
                 _, large = self.diff(name, shape, 80000)
                 self.assertLess(large, 5 * small)
 
+    def test_text_with_many_marks_of_comments_is_encoded(self):
+        """Hours of work, if each mark looked for the beginning of its line."""
+        path = self.write('text', b'product_id: "' + b'# ' * (8 << 20) + b'"')
+        code, _, output = run(['encode', 'Price', path, '--max-size', '32M'])
+        self.assertEqual((code, output), (0, len(record(2, bytes(16 << 20)))))
+
 
 if __name__ == '__main__':
     unittest.main(argv=sys.argv[:1])

@@ -8,6 +8,7 @@
 #include <google/protobuf/text_format.h>
 #include <google/protobuf/util/json_util.h>
 
+#include <algorithm>
 #include <vector>
 
 #include "failure.h"
@@ -90,14 +91,16 @@ std::string Suggestion(const std::string& error) {
   return DidYouMean(error.substr(name, error.find('"', name) - name), names);
 }
 
-// A comment as the text printer writes unknown fields: "# 15: 150".
+// A comment as the text printer writes unknown fields: "# 15: 150". It has its
+// line for itself.
 size_t FindUnknownComment(std::string_view text) {
-  for (size_t at = 0; (at = text.find("# ", at)) != text.npos; ++at) {
-    const size_t line = text.rfind('\n', at) + 1;
-    const bool alone =
-        text.substr(line, at - line).find_first_not_of(' ') == text.npos;
+  for (size_t line = 0; line < text.size();) {
+    const size_t next = std::min(text.find('\n', line), text.size()) + 1;
+    const size_t at = text.find_first_not_of(' ', line);
+    line = next;
+    if (at >= next || text.substr(at, 2) != "# ") continue;
     const size_t colon = text.find_first_not_of("0123456789", at + 2);
-    if (alone && colon != at + 2 && colon != text.npos &&
+    if (colon != at + 2 && colon != text.npos &&
         (text[colon] == ':' || text.substr(colon, 2) == " {")) {
       return at;
     }
