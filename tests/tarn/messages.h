@@ -27,6 +27,30 @@ inline std::string Text(Random& random) {
   return kTexts[random() % std::size(kTexts)];
 }
 
+// A few characters of any kind, but none that UTF-8 does not have.
+inline std::string AnyText(Random& random) {
+  std::string text;
+  for (int i = random() % 8; i > 0; --i) {
+    constexpr uint32_t kLimits[] = {0x80,   0x80,    0x800,
+                                    0x3000, 0x10000, 0x110000};
+    const uint32_t code = random() % kLimits[random() % std::size(kLimits)];
+    if (code >= 0xD800 && code < 0xE000) continue;
+    if (code < 0x80) {
+      text += static_cast<char>(code);
+    } else if (code < 0x800) {
+      text += static_cast<char>(0xC0 | code >> 6);
+    } else if (code < 0x10000) {
+      text += static_cast<char>(0xE0 | code >> 12);
+    } else {
+      text += static_cast<char>(0xF0 | code >> 18);
+      text += static_cast<char>(0x80 | (code >> 12 & 0x3F));
+    }
+    if (code >= 0x800) text += static_cast<char>(0x80 | (code >> 6 & 0x3F));
+    if (code >= 0x80) text += static_cast<char>(0x80 | (code & 0x3F));
+  }
+  return text;
+}
+
 // Fills fields of a message, some of them, with values at the edges of their
 // ranges among others. Not deeper than `depth` messages.
 inline void Fill(google::protobuf::Message* message, int depth,

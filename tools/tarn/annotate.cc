@@ -438,9 +438,7 @@ class SpanList {
       return out_.Write('"');
     }
     if (field->kind == Kind::kFloat) {
-      out_.Write('"');
-      out_.Float(FloatOf(item.number_value));
-      return out_.Write('"');
+      return PrintJsonFloat(FloatOf(item.number_value), &out_);
     }
     if (field->kind != Kind::kEnum) {
       return PrintNumber(*field, item.number_value, &out_);

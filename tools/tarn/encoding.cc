@@ -9,6 +9,7 @@
 #include <google/protobuf/util/json_util.h>
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "failure.h"
@@ -108,6 +109,19 @@ size_t FindUnknownComment(std::string_view text) {
   return text.npos;
 }
 
+// The runtime reads -0 as an integer, which has no sign of its own: -0.0 has.
+std::string WithSignedZeros(std::string fields, const JsonFindings& findings) {
+  if (findings.negative_zeros.empty()) return fields;
+  std::string signed_zeros;
+  size_t from = 0;
+  for (const size_t end : findings.negative_zeros) {
+    signed_zeros.append(fields, from, end - from);
+    signed_zeros += ".0";
+    from = end;
+  }
+  return signed_zeros.append(fields, from);
+}
+
 // Whether the runtime takes a value for a field, or for an element of it.
 bool IsJsonValue(const Type& holder, const Field& field,
                  std::string_view value) {
@@ -193,12 +207,11 @@ std::string EncodeJson(const Type& type, std::string_view json,
       Complain(place + LineAndColumn(json, findings.unknown_begin) +
                ": unknown fields, which stand in \"@unknown\", are left out");
     }
-    fields.erase(findings.unknown_begin,
-                 findings.unknown_end - findings.unknown_begin);
+    fields.replace(findings.unknown_begin, listed.size(), listed.size(), ' ');
   }
   const std::unique_ptr<Message> message = NewMessage(type);
-  const auto status =
-      google::protobuf::util::JsonStringToMessage(fields, message.get());
+  const auto status = google::protobuf::util::JsonStringToMessage(
+      WithSignedZeros(std::move(fields), findings), message.get());
   if (status.ok()) return Canonical(*message);
   // The runtime does not say where: the first value that it refuses by itself
   // is the one.

@@ -40,6 +40,7 @@ class Checker {
     size_t unknown = std::string_view::npos;  // where "@unknown" begins
     size_t comma = std::string_view::npos;    // the one in front of it
     uint64_t seen = 0;                        // fields, a bit each
+    uint64_t set = 0;                         // those that are not null
   };
 
   bool Fail(size_t offset, const std::string& reason) {
@@ -133,7 +134,7 @@ class Checker {
       names.push_back(field.descriptor->json_name());
       if (name == field.name || name == names.back()) {
         expected_ = {level.inside.type, &field};
-        return Once(field, begin);
+        return Once(field, begin) && (AtNull() || Alone(field, begin));
       }
     }
     const Type& type = *level.inside.type;
@@ -144,20 +145,37 @@ class Checker {
                     DidYouMean(name, names));
   }
 
-  // A field can be there once, and of a oneof one member.
+  // A field can be there once.
   bool Once(const Field& field, size_t begin) {
     uint64_t& seen = levels_.back().seen;
     const uint64_t bit = uint64_t{1} << field.number;
     if ((seen & bit) != 0) {
       return Fail(begin, field.descriptor->full_name() + " is there twice");
     }
-    if ((seen & field.rivals) != 0) {
+    seen |= bit;
+    return true;
+  }
+
+  // Of a oneof one member can be there.
+  bool Alone(const Field& field, size_t begin) {
+    uint64_t& set = levels_.back().set;
+    if ((set & field.rivals) != 0) {
       return Fail(begin, "another member of " +
                              field.descriptor->containing_oneof()->full_name() +
                              " is there already");
     }
-    seen |= bit;
+    set |= uint64_t{1} << field.number;
     return true;
+  }
+
+  // Whether a null follows, which is as good as no member.
+  bool AtNull() {
+    Space();
+    const size_t after = at_ + 4;
+    return json_.substr(at_, 4) == "null" &&
+           (after >= json_.size() ||
+            std::string_view(" \t\r\n,}").find(json_[after]) !=
+                std::string_view::npos);
   }
 
   // The member "@unknown", if that is what ends here, can be cut out.
@@ -189,10 +207,9 @@ class Checker {
     }
     const std::string_view value = json_.substr(begin, at_ - begin);
     if (expected_.field == nullptr) return true;
-    if (value == "null") {
-      // As good as absent.
-      levels_.back().seen &= ~(uint64_t{1} << expected_.field->number);
-      return true;
+    if (value == "null") return true;
+    if (value == "-0" && expected_.field->kind == Kind::kFloat) {
+      findings_.negative_zeros.push_back(at_);
     }
     if (expected_.field->maskable && value == "\"***\"") {
       return Fail(begin,

@@ -6,6 +6,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "schema.h"
 
@@ -18,6 +19,8 @@ struct JsonFindings {
   // that goes with it; empty: there is none.
   size_t unknown_begin = 0;
   size_t unknown_end = 0;
+  // Where each -0 ends that is the value of a float.
+  std::vector<size_t> negative_zeros;
 };
 
 // Asked for each plain value of a field; false: the value is wrong.

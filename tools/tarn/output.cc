@@ -7,7 +7,9 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cmath>
 #include <cstdlib>
+#include <limits>
 
 #include "failure.h"
 #include "walker.h"
@@ -157,7 +159,15 @@ void Output::ExpectRawBytes() const {
                 "pipe, or ask for --to hex");
 }
 
-void Output::Float(float value) { Write(google::protobuf::SimpleFtoa(value)); }
+void Output::Float(float value) {
+  // The runtime's nine digits are more than the largest float: who reads them
+  // as a double first finds them out of range.
+  if (std::abs(value) == std::numeric_limits<float>::max()) {
+    return Write(value > 0 ? "3.4028234663852886e+38"
+                           : "-3.4028234663852886e+38");
+  }
+  Write(google::protobuf::SimpleFtoa(value));
+}
 
 void Output::Paint(Color color) {
   if (!color_) return;

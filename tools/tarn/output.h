@@ -46,6 +46,8 @@ class Output {
     char* p = Reserve(24);
     end_ = std::to_chars(p, p + 24, value).ptr;
   }
+  // The shortest digits that give the same float, also to those who read them
+  // as a double first.
   void Float(float value);
   void Spaces(size_t count) {
     char* p = Reserve(count);

@@ -69,15 +69,6 @@ bool IsDefault(const Item& item) {
   }
 }
 
-void PrintFloat(float value, Output* out) {
-  // The runtime reads "-0" back as an integer, which has no sign of its own.
-  if (value == 0 && std::signbit(value)) return out->Write("-0.0");
-  if (std::isfinite(value)) return out->Float(value);
-  out->Write(std::isnan(value) ? "\"NaN\""
-             : value > 0       ? "\"Infinity\""
-                               : "\"-Infinity\"");
-}
-
 class JsonPrinter : public WalkVisitor {
  public:
   JsonPrinter(const PrintStyle& style, Output* output)
@@ -180,7 +171,7 @@ class JsonPrinter : public WalkVisitor {
         return out_.Write('"');
       }
       case Kind::kFloat:
-        return PrintFloat(FloatOf(item.number_value), &out_);
+        return PrintJsonFloat(FloatOf(item.number_value), &out_);
       default:
         break;
     }
@@ -414,6 +405,15 @@ float FloatOf(uint64_t bits) {
   float value;
   std::memcpy(&value, &word, sizeof value);
   return value;
+}
+
+void PrintJsonFloat(float value, Output* output) {
+  // The runtime reads "-0" back as an integer, which has no sign of its own.
+  if (value == 0 && std::signbit(value)) return output->Write("-0.0");
+  if (std::isfinite(value)) return output->Float(value);
+  output->Write(std::isnan(value) ? "\"NaN\""
+                : value > 0       ? "\"Infinity\""
+                                  : "\"-Infinity\"");
 }
 
 }  // namespace inspector

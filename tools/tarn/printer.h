@@ -32,8 +32,9 @@ Survey SurveyMessage(const Type& type, std::string_view bytes);
 // Prints a message that the runtime accepts. The content is what the runtime
 // prints of it: a field set twice appears once, zero does not appear. Text
 // shows unknown fields and undeclared numbers as comments in their place. JSON
-// lists them in a member "@unknown" behind the fields, which no field can be
-// named. JSON ends in a line feed.
+// lists them in a member "@unknown" after the fields, which no field can be
+// named, and which no other reader of such JSON takes. JSON ends in a line
+// feed.
 void PrintText(const Type& type, std::string_view bytes, const Survey& survey,
                const PrintStyle& style, Output* output);
 void PrintJson(const Type& type, std::string_view bytes, const Survey& survey,
@@ -45,6 +46,9 @@ void PrintNumber(const Field& field, uint64_t value, Output* output);
 
 // The float whose bits a fixed 32-bit value holds.
 float FloatOf(uint64_t bits);
+
+// A float in JSON: a number, or "NaN", "Infinity" or "-Infinity".
+void PrintJsonFloat(float value, Output* output);
 
 }  // namespace inspector
 
