@@ -19,9 +19,32 @@ struct Options {
   bool pretty = false;
   bool partial = false;
   bool strict = false;
+  std::string unknown;  // empty: as the form of the output allows
+
+  // Other readers skip what stands in comments, but take no member of JSON
+  // that they do not know.
+  bool KeepsUnknown() const {
+    return unknown == "keep" || (unknown.empty() && to != "json");
+  }
 };
 
-// Names each unknown field and undeclared number on stderr.
+// Where the first unknown field begins; npos: there is none.
+size_t FirstUnknown(const Type& type, std::string_view bytes) {
+  struct Finder : WalkVisitor {
+    void Enter(const Stack&, const Item& item) {
+      if (item.field == nullptr) Note(item);
+    }
+    void Unknown(const Stack&, const Item& item) { Note(item); }
+    void Note(const Item& item) {
+      if (first == nullptr) first = item.begin;
+    }
+    const char* first = nullptr;
+  } finder;
+  Walk(type, bytes, finder);
+  return finder.first == nullptr ? bytes.npos : finder.first - bytes.data();
+}
+
+// Names each unknown field, and each undeclared number if asked to, on stderr.
 class Objector : public WalkVisitor {
  public:
   Objector(const Options& options, const Record& record)
@@ -38,7 +61,7 @@ class Objector : public WalkVisitor {
 
  private:
   void Number(const Stack& stack, const Item& item) {
-    if (item.field->kind != Kind::kEnum) return;
+    if (item.field->kind != Kind::kEnum || !options_.strict) return;
     const Enum& enumeration = *item.field->enumeration;
     const int32_t number = static_cast<int32_t>(item.number_value);
     if (!enumeration.Name(number).empty()) return;
@@ -60,17 +83,32 @@ class Objector : public WalkVisitor {
 void Print(const Options& options, const Type& type, std::string_view bytes,
            const Survey& survey, const Record& record, Output* output) {
   const PrintStyle style{options.pretty, options.output.show_secrets,
-                         MayLeak(type, record.bytes)};
+                         options.KeepsUnknown(), MayLeak(type, record.bytes)};
   if (options.to == "json") {
     PrintJson(type, bytes, survey, style, output);
   } else if (options.to == "hex") {
-    output->Hex(Canonical(type, bytes));
+    output->Hex(Canonical(type, bytes, style.unknown));
     output->Write('\n');
   } else if (options.to == "binary") {
-    WriteFramed(options.input.frame, Canonical(type, bytes), output);
+    WriteFramed(options.input.frame, Canonical(type, bytes, style.unknown),
+                output);
   } else {
     PrintText(type, bytes, survey, style, output);
   }
+}
+
+// Says once a message that unknown fields are not in the output, where that was
+// not asked for.
+void SayWhatIsLeftOut(const Options& options, const Type& type,
+                      const Record& record) {
+  if (!options.unknown.empty() || options.KeepsUnknown() || options.strict) {
+    return;
+  }
+  const size_t first = FirstUnknown(type, record.bytes);
+  if (first == record.bytes.npos) return;
+  Complain(
+      Place(options.input, record, first) +
+      "unknown fields are left out of the JSON; --unknown keep shows them");
 }
 
 ExitCode Decode(const Options& options, const Type& type, const Record& record,
@@ -88,8 +126,12 @@ ExitCode Decode(const Options& options, const Type& type, const Record& record,
              (damage.path.empty() ? "" : damage.path + ": ") + damage.reason);
     return kMalformed;
   }
-  Print(options, type, record.bytes, survey, record, output);
-  if (!options.strict || !(survey.unknown || survey.undeclared)) return kFine;
+  const bool refused = options.unknown == "fail" && survey.unknown;
+  if (!refused) Print(options, type, record.bytes, survey, record, output);
+  if (!refused && !(options.strict && (survey.unknown || survey.undeclared))) {
+    if (survey.unknown) SayWhatIsLeftOut(options, type, record);
+    return kFine;
+  }
   output->Flush();
   Objector objector(options, record);
   Walk(type, record.bytes, objector);
@@ -115,6 +157,12 @@ ExitCode RunDecode(const Command& command, const Arguments& arguments) {
   line.app().add_flag(
       "--strict", options.strict,
       "Unknown fields and undeclared enum numbers are findings");
+  line.app()
+      .add_option("--unknown", options.unknown,
+                  "What becomes of unknown fields; drop for JSON and keep for "
+                  "all else if not given")
+      ->check(CLI::IsMember({"keep", "drop", "fail"}))
+      ->type_name("WHAT");
   line.Color(&options.output);
   line.Secrets(&options.output);
   line.Parse();

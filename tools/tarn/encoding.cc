@@ -152,9 +152,10 @@ std::string Canonical(const Message& message) {
   return bytes;
 }
 
-std::string Canonical(const Type& type, std::string_view bytes) {
+std::string Canonical(const Type& type, std::string_view bytes, bool unknown) {
   const std::unique_ptr<Message> message = NewMessage(type);
   GOOGLE_CHECK(message->ParseFromArray(bytes.data(), bytes.size()));
+  if (!unknown) message->DiscardUnknownFields();
   return Canonical(*message);
 }
 

@@ -17,8 +17,9 @@ std::unique_ptr<google::protobuf::Message> NewMessage(const Type& type);
 
 // The wire bytes in their one canonical order: fields by number, maps by key.
 std::string Canonical(const google::protobuf::Message& message);
-// The same of bytes that the runtime accepts.
-std::string Canonical(const Type& type, std::string_view bytes);
+// The same of bytes that the runtime accepts, with unknown fields or without.
+std::string Canonical(const Type& type, std::string_view bytes,
+                      bool unknown = true);
 
 // Canonical bytes of a message in the text format or in JSON. What is wrong
 // with it is a Failure that begins with `place` and names line and column.

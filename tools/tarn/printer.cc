@@ -274,15 +274,18 @@ class TextPrinter : public WalkVisitor {
   }
   void Element(const Stack& stack, const Item& item) { Scalar(stack, item); }
   void Enter(const Stack& stack, const Item& item) {
+    if (Hidden(item.field)) return;
     out_.Spaces(2 * stack.depth());
     Name(item);
     out_.Write(" {\n");
   }
   void Leave(const Stack& stack, const char*) {
+    if (Hidden(stack.top().field)) return;
     out_.Spaces(2 * (stack.depth() - 1));
     out_.Write(stack.top().field == nullptr ? "# }\n" : "}\n");
   }
   void Unknown(const Stack& stack, const Item& item) {
+    if (Hidden(item.field)) return;
     out_.Spaces(2 * stack.depth());
     Name(item);
     out_.Write(": ");
@@ -297,6 +300,9 @@ class TextPrinter : public WalkVisitor {
   }
 
  private:
+  bool Hidden(const Field* field) const {
+    return field == nullptr && !style_.unknown;
+  }
   void Name(const Item& item) {
     if (item.field != nullptr) return out_.Write(item.field->name);
     out_.Paint(Color::kYellow);
@@ -373,7 +379,7 @@ void PrintJson(const Type& type, std::string_view bytes, const Survey& survey,
                const PrintStyle& style, Output* output) {
   JsonPrinter printer(style, output);
   WalkInOrder(type, bytes, survey, printer);
-  if (survey.unknown || survey.undeclared) {
+  if (style.unknown && (survey.unknown || survey.undeclared)) {
     printer.StartMember("\"@unknown\":");
     output->Write('[');
     OddityLister lister(style, bytes.data(), output);

@@ -13,6 +13,7 @@ namespace inspector {
 struct PrintStyle {
   bool pretty = false;  // JSON over many lines; text always is
   bool show_secrets = false;
+  bool unknown = true;  // whether unknown fields are shown
   // Of a message with a pass phrase, which can have got anywhere.
   bool mask_all = false;
 };
