@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <utility>
 
 namespace reference {
@@ -400,7 +401,8 @@ std::string Quoted(std::string_view text, bool json, bool bytes) {
 }
 
 // The shortest digits that read back as the same float; always with a point
-// or an exponent, since the integer -0 has no sign.
+// or an exponent, since the integer -0 has no sign. Rounded up, the digits of
+// the largest float are out of range for who reads them as a double first.
 std::string FloatText(uint32_t bits, bool json) {
   float value;
   std::memcpy(&value, &bits, sizeof value);
@@ -410,7 +412,11 @@ std::string FloatText(uint32_t bits, bool json) {
     return json ? "\"" + sign + "Infinity\"" : sign + "inf";
   }
   char digits[32];
-  const auto end = std::to_chars(digits, digits + sizeof digits, value).ptr;
+  const bool largest = std::abs(value) == std::numeric_limits<float>::max();
+  const auto end =
+      (largest ? std::to_chars(digits, digits + sizeof digits, double{value})
+               : std::to_chars(digits, digits + sizeof digits, value))
+          .ptr;
   std::string text(digits, end);
   if (text.find_first_of(".e") == std::string::npos) text += ".0";
   return text;
