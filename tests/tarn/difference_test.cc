@@ -3,7 +3,9 @@
 #include "difference.h"
 
 #include <google/protobuf/descriptor.h>
+#include <google/protobuf/unknown_field_set.h>
 #include <gtest/gtest.h>
+#include <tarn/Network.pb.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -125,6 +127,55 @@ void ConfuseTexts(Message* message, Random& random) {
   }
 }
 
+// Calls `change` for a message and for all in it.
+void ForAllIn(Message* message, const std::function<void(Message*)>& change) {
+  change(message);
+  const auto& reflection = *message->GetReflection();
+  std::vector<const FieldDescriptor*> fields;
+  reflection.ListFields(*message, &fields);
+  for (const FieldDescriptor* field : fields) {
+    if (field->message_type() == nullptr || field->is_map()) continue;
+    const bool list = field->is_repeated();
+    const int size = list ? reflection.FieldSize(*message, field) : 1;
+    for (int i = 0; i < size; ++i) {
+      ForAllIn(list ? reflection.MutableRepeatedMessage(message, field, i)
+                    : reflection.MutableMessage(message, field),
+               change);
+    }
+  }
+}
+
+void SwapElements(Message* message, Random& random) {
+  const auto& reflection = *message->GetReflection();
+  std::vector<const FieldDescriptor*> fields;
+  reflection.ListFields(*message, &fields);
+  for (const FieldDescriptor* field : fields) {
+    if (!field->is_repeated() || field->is_map()) continue;
+    const int size = reflection.FieldSize(*message, field);
+    reflection.SwapElements(message, field, random() % size, random() % size);
+  }
+}
+
+void AddUnknown(Message* message, Random& random) {
+  auto* fields = message->GetReflection()->MutableUnknownFields(message);
+  const int number = 100 + random() % 2;
+  const int value = random() % 2;
+  switch (random() % 20) {
+    case 0:
+      return fields->AddVarint(number, value);
+    case 1:
+      return fields->AddFixed32(number, value);
+    case 2:
+      return fields->AddFixed64(number, value);
+    case 3:
+      return fields->AddLengthDelimited(number, value == 0 ? "\\x08" : "\x08");
+    case 4:
+      return fields->AddGroup(number)->AddVarint(1, value);
+    default:
+      return;
+  }
+}
+
 TEST_F(DifferenceTest, EachPairOfRandomMessagesDiffersAsItsBytesDo) {
   Random random(7);
   for (const auto* descriptor : schema_.Messages()) {
@@ -149,10 +200,75 @@ TEST_F(DifferenceTest, EachPairOfRandomMessagesDiffersAsItsBytesDo) {
         std::shuffle(nodes->begin(), nodes->end(), random);
       });
       ExpectDifferentAsBytesAre(*a, *shuffled);
+      const auto swapped = Parsed(type, bytes);
+      ForAllIn(swapped.get(), [&](Message* m) { SwapElements(m, random); });
+      ExpectDifferentAsBytesAre(*a, *swapped);
+      const auto one = Parsed(type, bytes);
+      ForAllIn(one.get(), [&](Message* m) { AddUnknown(m, random); });
+      const auto two = Parsed(type, bytes);
+      ForAllIn(two.get(), [&](Message* m) { AddUnknown(m, random); });
+      ExpectDifferentAsBytesAre(*one, *two);
     }
   }
   EXPECT_GT(same_, 1500);
   EXPECT_GT(different_, 5000);
+}
+
+TEST_F(DifferenceTest, UnknownFieldsAreComparedByNumberTypeAndValue) {
+  const Type& type = schema_.Find("Wifi");
+  std::vector<std::unique_ptr<Message>> messages;
+  for (const int number : {100, 101}) {
+    for (const int value : {0, 1}) {
+      for (int kind = 0; kind < 5; ++kind) {
+        messages.push_back(NewMessage(type));
+        Message& message = *messages.back();
+        auto* fields = message.GetReflection()->MutableUnknownFields(&message);
+        if (kind == 0) fields->AddVarint(number, value);
+        if (kind == 1) fields->AddFixed32(number, value);
+        if (kind == 2) fields->AddFixed64(number, value);
+        if (kind == 3)
+          fields->AddLengthDelimited(number, std::string(value, 0));
+        if (kind == 4) fields->AddGroup(number)->AddVarint(1, value);
+      }
+    }
+  }
+  for (const auto& a : messages) {
+    for (const auto& b : messages) {
+      EXPECT_EQ(Count(*a, *b), a == b ? 0 : 1);
+      ExpectDifferentAsBytesAre(*a, *b);
+    }
+  }
+}
+
+TEST_F(DifferenceTest, ManyNodesOfOneUuidKeepTheirOrder) {
+  Random random(13);
+  for (const char* uuid : {"same", ""}) {
+    tarn::ModsConfigured a, b;
+    for (int i = 0; i < 60; ++i) {
+      tarn::Client* client = a.add_modsconfigured()->mutable_client();
+      client->set_uuid(uuid);
+      client->set_name(std::to_string(i));
+      a.add_modsconfigured()->mutable_display()->set_uuid(std::to_string(i));
+    }
+    b = a;
+    // Each goes to a new place, but the clients after one another.
+    auto& nodes = *b.mutable_modsconfigured();
+    std::shuffle(nodes.pointer_begin(), nodes.pointer_end(), random);
+    int i = 0;
+    for (auto& node : nodes) {
+      if (node.has_client())
+        node.mutable_client()->set_name(std::to_string(i++));
+    }
+    EXPECT_EQ(Count(a, b), 0);
+    nodes.Mutable(0)->Swap(nodes.Mutable(1));
+    ExpectDifferentAsBytesAre(a, b);
+    for (auto& node : nodes) {
+      if (node.has_client())
+        node.mutable_client()->set_name(std::to_string(--i));
+    }
+    EXPECT_GT(Count(a, b), 0);
+    ExpectDifferentAsBytesAre(a, b);
+  }
 }
 
 TEST_F(DifferenceTest, NodesThatMoveAreFoundWhereverTheyGo) {
