@@ -117,7 +117,7 @@ bool RunHidden(const std::string& verb, const Arguments& arguments) {
   ::_exit(kInputOutput);
 }
 
-// Runs in front of all other initialisation, also that of libraries, some of
+// Runs before all other initialisation, also that of libraries, some of
 // which allocate.
 void ExpectFailingAllocations() { std::set_new_handler(EndWithoutMemory); }
 [[gnu::section(".preinit_array"),
