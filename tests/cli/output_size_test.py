@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Small inputs and options make no enormous outputs.
 
-Usage: limits_test.py TARN
+Usage: output_size_test.py TARN
 """
 import json
 import subprocess
