@@ -46,10 +46,11 @@ bool Unquote(std::string_view text, std::string* plain) {
   while (!text.empty()) {
     std::string_view line = TakeLine(&text);
     if (!Trim(line).empty() && line.front() != '>') return false;
-    while (!line.empty() && line.front() == '>') {
+    size_t mark;
+    while ((mark = line.find_first_not_of(' ')) != line.npos &&
+           line[mark] == '>') {
       any = true;
-      line.remove_prefix(1);
-      if (line.substr(0, 2) == " >") line.remove_prefix(1);
+      line.remove_prefix(mark + 1);
     }
     if (!line.empty() && line.front() == ' ') line.remove_prefix(1);
     plain->append(line);
@@ -238,6 +239,65 @@ bool FromPlainForm(std::string_view name, std::string_view text,
   return forms.front().problem.empty();
 }
 
+// What stands between pieces of a text that have nothing to do with another.
+constexpr std::string_view kBetween = "\t\r\n\"'`()[]{}<>;=|";
+
+// Collects the digits in a text, each with its place.
+class Pieces {
+ public:
+  explicit Pieces(std::string_view input) : input_(input) {}
+
+  // Of a part of the input that has none of kBetween in it: the longest rows of
+  // pairs with blanks, commas or colons between them, and every word.
+  void AddFrom(std::string_view part) {
+    size_t row = part.npos;  // where a row of pairs begins
+    for (size_t word = 0; word <= part.size();) {
+      const size_t stop =
+          std::min(part.find_first_of(" ,:", word), part.size());
+      const std::string_view token = part.substr(word, stop - word);
+      const bool pair =
+          token.size() == 2 || (token.size() == 4 && token[1] == 'x');
+      if (pair && row == part.npos) row = word;
+      if (row != part.npos && (!pair || stop == part.size())) {
+        const size_t end = pair ? stop : word;
+        Add("hex", Trim(part.substr(row, end - row)));
+        row = part.npos;
+      }
+      if (!pair && !Add("hex", token)) AddBase64(token);
+      word = stop + 1;
+    }
+  }
+
+  std::vector<Form> Take() { return std::move(forms_); }
+
+ private:
+  bool Add(const char* name, std::string_view piece) {
+    constexpr size_t kLeastBytes = 4;
+    Form form;
+    const bool hex = name == std::string_view("hex");
+    if (hex ? !FromHexDigits(piece, &form.bytes)
+            : !FromBase64(piece, &form.bytes)) {
+      return false;
+    }
+    if (form.bytes.size() < kLeastBytes) return false;
+    form.name = name;
+    form.embedded_at = piece.data() - input_.data();
+    forms_.push_back(std::move(form));
+    return true;
+  }
+  // With the = at its end, which parts what stands in front of it from what
+  // comes after.
+  void AddBase64(std::string_view token) {
+    const size_t at = token.data() - input_.data();
+    size_t size = token.size();
+    while (at + size < input_.size() && input_[at + size] == '=') ++size;
+    Add("base64", input_.substr(at, size));
+  }
+
+  std::string_view input_;
+  std::vector<Form> forms_;
+};
+
 }  // namespace
 
 bool FromForm(std::string_view name, std::string_view input, uint64_t max_size,
@@ -292,61 +352,16 @@ std::vector<Form> FormsOf(std::string_view input, uint64_t max_size) {
 
 std::vector<Form> FormsInside(std::string_view input) {
   constexpr size_t kMostText = 1 << 20;
-  constexpr size_t kLeastBytes = 4;
-  std::vector<Form> forms;
-  if (input.size() > kMostText || !IsText(input)) return forms;
-  const auto add = [&](const char* name, std::string_view piece) {
-    Form form;
-    const bool read = name == std::string_view("hex")
-                          ? FromHexDigits(piece, &form.bytes)
-                          : FromBase64(piece, &form.bytes);
-    if (!read || form.bytes.size() < kLeastBytes) return;
-    form.name = name;
-    form.embedded = true;
-    form.embedded_at = piece.data() - input.data();
-    forms.push_back(std::move(form));
-  };
-  constexpr std::string_view kBetween = "\t\r\n\"'`()[]{}<>;=|";
+  if (input.size() > kMostText || !IsText(input)) return {};
+  Pieces pieces(input);
   size_t begin = 0;
   while (begin < input.size()) {
     const size_t end =
         std::min(input.find_first_of(kBetween, begin), input.size());
-    // The longest piece of pairs with blanks, commas or colons between them.
-    std::string_view piece = input.substr(begin, end - begin);
-    size_t word = 0;
-    size_t pairs = piece.npos;
-    while (word <= piece.size()) {
-      const size_t stop =
-          std::min(piece.find_first_of(" ,:", word), piece.size());
-      const std::string_view token = piece.substr(word, stop - word);
-      const bool pair = ArePairs(std::string(token) + " 00");
-      if (pair && !token.empty() && pairs == piece.npos) pairs = word;
-      if ((!pair || stop == piece.size()) && pairs != piece.npos) {
-        const size_t last = pair ? stop : word;
-        if (last - pairs > 2)
-          add("hex", Trim(piece.substr(pairs, last - pairs)));
-        pairs = piece.npos;
-      }
-      if (!token.empty()) {
-        const std::string_view digits =
-            token.substr(0, 2) == "0x" ? token.substr(2) : token;
-        const size_t before = forms.size();
-        if (token.size() > 4) add("hex", digits);
-        // The = at the end belongs to base64, and parts what stands before it
-        // from what comes after.
-        size_t size = token.size();
-        const size_t at = token.data() - input.data();
-        while (stop == piece.size() && at + size < input.size() &&
-               input[at + size] == '=' && size < token.size() + 2) {
-          ++size;
-        }
-        if (forms.size() == before) add("base64", input.substr(at, size));
-      }
-      word = stop + 1;
-    }
+    pieces.AddFrom(input.substr(begin, end - begin));
     begin = end + 1;
   }
-  return forms;
+  return pieces.Take();
 }
 
 std::string_view KnownFormat(std::string_view bytes) {

@@ -13,13 +13,12 @@ namespace inspector {
 
 // One way to read an input.
 struct Form {
-  std::string name;        // as --from names it
-  std::string bytes;       // the wire bytes; those of text and json are not
-                           // known without a type
-  std::string text;        // of text and json: the message as it was written
-  bool certain = false;    // the layout is unmistakable
-  size_t embedded_at = 0;  // where it stands in other text
-  bool embedded = false;
+  std::string name;          // as --from names it
+  std::string bytes;         // the wire bytes; those of text and json are not
+                             // known without a type
+  std::string text;          // of text and json: the message as it was written
+  bool certain = false;      // the layout is unmistakable
+  size_t embedded_at = 0;    // where it stands in other text
   std::string problem = {};  // why it cannot be read, though recognized
 };
 
