@@ -7,6 +7,9 @@
 #include <string>
 #include <vector>
 
+const google::protobuf::internal::DescriptorTable*
+descriptor_table_Tarn_2eproto_getter();
+
 int main() {
   GOOGLE_PROTOBUF_VERIFY_VERSION;
   tarn::ModsConfigured sent;
@@ -31,6 +34,17 @@ int main() {
   tarn::NetworkStatusReport report;
   (*report.mutable_status_packet())["a"] = tarn::comm_error;
   if (report.status_packet().at("a") != tarn::comm_error) return 1;
+
+  // One object each, whether the program or the library asks for it, also where
+  // the program holds a copy of it.
+  if (google::protobuf::MessageFactory::generated_factory()->GetPrototype(
+          tarn::Client::descriptor()) != &tarn::Client::default_instance()) {
+    return 1;
+  }
+  if (descriptor_table_Tarn_2eproto_getter() !=
+      &descriptor_table_Tarn_2eproto) {
+    return 1;
+  }
 
   std::cout << "C++ " << __cplusplus << ": "
             << tarn::StatusCodes_Name(copy.status()) << std::endl;
