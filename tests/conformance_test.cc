@@ -33,7 +33,7 @@ using reference::Label;
 using reference::Type;
 using wire::Writer;
 
-constexpr int kLeastCases = 50000;
+constexpr int kLeastCases = 160000;
 constexpr int kShownFailures = 20;
 constexpr unsigned kSeed = 20210321;
 

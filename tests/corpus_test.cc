@@ -69,7 +69,7 @@ std::vector<Case> Cases(const std::string& kind,
     EXPECT_EQ(present, suffixes) << path;
     if (present == suffixes) complete.push_back(std::move(found));
   }
-  EXPECT_FALSE(complete.empty()) << kind;
+  EXPECT_GE(complete.size(), 100u) << kind;
   return complete;
 }
 
