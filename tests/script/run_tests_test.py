@@ -1,9 +1,8 @@
 #!/usr/bin/python3
 """What script/run-tests counts, for tests that pass, fail, or do not run.
 
-Usage: run_tests_test.py SCRIPT CTEST
+Usage: run_tests_test.py SOURCE BUILD
 """
-import os
 import pathlib
 import shutil
 import subprocess
@@ -11,7 +10,7 @@ import sys
 import tempfile
 import unittest
 
-SCRIPT, CTEST = map(pathlib.Path, sys.argv[1:3])
+SCRIPT = pathlib.Path(sys.argv[1], "script", "run-tests")
 PRESETS = """{"version": 6,
   "configurePresets": [{"name": "p", "generator": "Ninja",
                         "binaryDir": "${sourceDir}/build/p"}],
@@ -36,10 +35,8 @@ class RunTests(unittest.TestCase):
             shutil.copy(SCRIPT, tree / "script" / "run-tests")
             (tree / "CMakePresets.json").write_text(PRESETS)
             (tree / "build" / "p" / "CTestTestfile.cmake").write_text(tests)
-            path = f"{CTEST.parent}:{os.environ['PATH']}"
             done = subprocess.run([tree / "script" / "run-tests", "p"],
-                                  env=dict(os.environ, PATH=path), text=True,
-                                  stdout=subprocess.PIPE,
+                                  text=True, stdout=subprocess.PIPE,
                                   stderr=subprocess.STDOUT, check=False)
         return done.returncode, done.stdout.splitlines()[-1]
 
