@@ -1,6 +1,7 @@
 # Compares what lies in STAGE with the list EXPECTED, in which @VERSION@ stands
-# for VERSION. With UPDATE set, writes the list instead. A folder that COPIED
-# names, INSTALLED=SOURCE, is not listed: it has to be the same in both.
+# for VERSION, and @CONFIG@ for the build type CONFIG. With UPDATE set, writes
+# the list instead. A folder that COPIED names, INSTALLED=SOURCE, is not listed:
+# it has to be the same in both.
 cmake_minimum_required(VERSION 3.25)
 file(GLOB_RECURSE files LIST_DIRECTORIES false RELATIVE ${STAGE} ${STAGE}/*)
 foreach(copied IN LISTS COPIED)
@@ -12,6 +13,8 @@ endforeach()
 list(SORT files)
 list(JOIN files "\n" text)
 string(REPLACE ${VERSION} "@VERSION@" text "${text}\n")
+string(TOLOWER "-${CONFIG}.cmake" config)
+string(REPLACE ${config} "-@CONFIG@.cmake" text "${text}")
 if(UPDATE)
   file(WRITE ${EXPECTED} "${text}")
   return()
