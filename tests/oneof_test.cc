@@ -233,11 +233,13 @@ TYPED_TEST(Oneof, OtherWireTypeIsUnknownAndSetsNothing) {
 }
 
 TYPED_TEST(Oneof, MergingTheSameMemberMergesIt) {
-  auto target = Holding<TypeParam>("old");
+  // What only the target has tells a merge from a replacement.
+  auto target = FromBytes<ChildTypes>(
+      Writer().Message(TypeParam::kNumber, Text("old").Uint(99, 7)).bytes());
   const auto* held = &TypeParam::Get(target);
   target.MergeFrom(Holding<TypeParam>("new"));
   EXPECT_EQ(&TypeParam::Get(target), held);
-  EXPECT_EQ(HexOf(target), HexHolding<TypeParam>(Text("new")));
+  EXPECT_EQ(HexOf(target), HexHolding<TypeParam>(Text("new").Uint(99, 7)));
 }
 
 TYPED_TEST(Oneof, MergingAnotherMemberReplacesByACopy) {
