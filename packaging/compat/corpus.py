@@ -1,10 +1,7 @@
 """Holds the golden messages of the last release to what they were."""
 
 import hashlib
-import os
-import subprocess
 
-from . import binary
 from .verdict import Finding, Level
 
 
@@ -32,18 +29,3 @@ def compare(tree, released):
         elif now[path] != digest:
             findings.append(Finding(Level.WIRE, f"{path} was changed"))
     return findings
-
-
-def replay(tree, library):
-    """Has the library read and write every golden message."""
-    binary.run("cmake", "--preset", "dev", cwd=tree)
-    binary.run("cmake", "--build", "--preset", "dev", "--target",
-               "corpus_test", cwd=tree)
-    done = subprocess.run(
-        [tree / "build" / "dev" / "tests" / "corpus_test", "--gtest_brief=1"],
-        env=dict(os.environ, LD_LIBRARY_PATH=str(library.parent)),
-        stdout=subprocess.PIPE, stderr=subprocess.STDOUT, encoding="utf-8",
-        check=False)
-    if done.returncode != 0:
-        return [Finding(Level.WIRE, f"golden messages:\n{done.stdout}")]
-    return []

@@ -19,11 +19,17 @@ class Place(NamedTuple):
     proto: object
 
 
-def read(path):
-    """The files of a set but for the runtime's, without comments."""
+def own_files(path):
+    """The files of a set but for the runtime's."""
     with open(path, "rb") as file:
         files = descriptor_pb2.FileDescriptorSet.FromString(file.read())
-    own = [proto for proto in files.file if not proto.name.startswith(RUNTIME)]
+    return [proto for proto in files.file
+            if not proto.name.startswith(RUNTIME)]
+
+
+def read(path):
+    """The same as a set, without comments."""
+    own = own_files(path)
     for proto in own:
         proto.ClearField("source_code_info")
     return descriptor_pb2.FileDescriptorSet(file=own)
@@ -44,12 +50,12 @@ def schema_files(folder):
     return names
 
 
-def compile_set(tree, output):
+def compile_set(tree, output, *options):
     """Writes the descriptor set of the tree's schema files."""
     folder = tree / "proto"
     done = subprocess.run(
         ["protoc", "--include_imports", f"--descriptor_set_out={output}",
-         *schema_files(folder)],
+         *options, *schema_files(folder)],
         cwd=folder, stderr=subprocess.PIPE, encoding="utf-8", check=False)
     if done.returncode != 0:
         raise CannotTell("the schema does not compile:\n" + done.stderr)

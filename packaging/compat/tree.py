@@ -3,13 +3,22 @@
 import re
 from pathlib import Path
 
+from .verdict import CannotTell
+
 TREE = Path(__file__).resolve().parents[2]
 RELEASE = TREE / "packaging" / "release"
 BUF = TREE / "packaging" / "buf" / "node_modules" / ".bin" / "buf"
-SUPPRESSIONS = Path(__file__).with_name("abidiff.suppressions")
 
 
-def parse_version(text):
+def read_version(path, pattern):
+    """The version X.Y.Z that a file states: nothing else is a release."""
+    if not path.exists():
+        raise CannotTell(f"there is no {path.relative_to(TREE)}")
+    found = re.search(pattern, path.read_text(), re.MULTILINE)
+    text = found[1] if found else "none"
+    if not re.fullmatch(r"\d+\.\d+\.\d+", text):
+        raise CannotTell(f"{path.relative_to(TREE)} says version {text}; a "
+                         "release has a version of three numbers, X.Y.Z")
     return tuple(map(int, text.split(".")))
 
 
@@ -19,14 +28,19 @@ def version_text(version):
 
 def tree_version():
     """The version in project(), its only place."""
-    text = (TREE / "CMakeLists.txt").read_text()
-    return parse_version(re.search(r"VERSION ([\d.]+)\n", text)[1])
+    return read_version(TREE / "CMakeLists.txt", r"^  VERSION (.*)$")
 
 
 def released_version():
-    return parse_version((RELEASE / "version").read_text().strip())
+    return read_version(RELEASE / "version", r"^(.*)$")
 
 
 def debian_version():
-    text = (TREE / "debian" / "changelog").read_text()
-    return parse_version(re.match(r"libschema \(([\d.]+)\)", text)[1])
+    return read_version(TREE / "debian" / "changelog",
+                        r"\Alibschema \((.*?)\)")
+
+
+def is_in_changelog(version):
+    return re.search(rf"^## \[{re.escape(version_text(version))}\] - "
+                     r"\d{4}-\d\d-\d\d$",
+                     (TREE / "CHANGELOG.md").read_text(), re.MULTILINE)

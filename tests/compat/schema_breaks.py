@@ -1,5 +1,5 @@
-"""Changes of the schema files, each with its verdict and, where it matters, a part
-of the reason."""
+"""Changes of the schema files, each with its verdict and, where it matters, a
+part of the reason."""
 
 from edits import (CMAKE, NETWORK, NEW_MESSAGE, TARN, Edit, after_package,
                    append, edit_in, exchange, new_message, new_value)
