@@ -10,8 +10,11 @@ from elftools.elf.relocation import RelocationSection
 
 from .verdict import CannotTell, Finding, Level
 
-# A new message brings more of these.
-MAY_BE_ADDED = "found by the loader: "
+# A new message brings more of the first; more of the second hurt nobody.
+MAY_BE_ADDED = FOUND, PAGES = "found by the loader: ", "loads where pages have "
+
+# Sizes of memory pages that systems choose from.
+PAGE_SIZES = (4096, 16384, 65536)
 
 # Options of the compiler that any processor of its kind can live with.
 HARMLESS = re.compile("-m(tune|memcpy-strategy|memset-strategy|"
@@ -40,9 +43,9 @@ def dynamic_facts(elf):
 
 def segment_facts(elf):
     kinds = {s.header.p_type: s.header for s in elf.iter_segments()}
-    page = min(s.header.p_align for s in elf.iter_segments()
-               if s.header.p_type == "PT_LOAD")
-    lines = [f"loads where pages have up to {page} bytes"]
+    largest = min(s.header.p_align for s in elf.iter_segments()
+                  if s.header.p_type == "PT_LOAD")
+    lines = [f"{PAGES}{size} bytes" for size in PAGE_SIZES if size <= largest]
     if "PT_GNU_RELRO" in kinds:
         lines.append("relocated data read-only")
     if "PT_GNU_STACK" not in kinds or kinds["PT_GNU_STACK"].p_flags & 1:
@@ -66,7 +69,7 @@ def is_own_data(symbol):
 
 
 def symbol_facts(elf):
-    lines = {MAY_BE_ADDED + symbol.name for _, symbol in relocations(elf)
+    lines = {FOUND + symbol.name for _, symbol in relocations(elf)
              if is_own_data(symbol)}
     kinds = {s["st_other"]["visibility"] for s in
              elf.get_section_by_name(".dynsym").iter_symbols()}

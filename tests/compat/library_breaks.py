@@ -177,7 +177,7 @@ CASES = [
          "no longer: flags_1 DF_1_NODELETE",
          "new: needed ld-linux-aarch64.so.1",
          "new: compiled with -march=armv8.2-a",
-         "no longer: loads where pages have up to 65536 bytes"))),
+         "no longer: loads where pages have 65536 bytes"))),
     ("own_symbols_first",
      [Edit(CMAKE, r"--dynamic-list=\${preemptible}", "-Bsymbolic")], AMD64,
      "binary break", "binary break: amd64: new: flags DF_SYMBOLIC"),
