@@ -58,7 +58,8 @@ def compare_programs(tree, release, install, released, findings):
     if worst(findings) < Level.BINARY:
         found += programs.run_old(released, install.libdir)
         found += programs.replay(released, install.libdir, tree,
-                                 release / "corpus.sha256")
+                                 release / "corpus.sha256",
+                                 worst(findings) < Level.SOURCE)
     return found
 
 

@@ -139,10 +139,11 @@ def build_and_run_new(released, install, work):
                 client / "expected.txt")]
 
 
-def replay(released, libdir, corpus, manifest):
-    """The library reads and writes the last release's golden messages."""
-    status, output = start(released.program("replay"), libdir, corpus,
-                           manifest)
+def replay(released, libdir, tree, manifest, names_hold):
+    """The library reads and writes the last release's golden messages; in text
+    and JSON as well, unless the schema has changed the names in them."""
+    status, output = start(released.program("replay"), libdir, tree, manifest,
+                           *([] if names_hold else [".binpb"]))
     if status == 0:
         return []
     return [Finding(Level.WIRE, f"golden messages:\n{output}")]

@@ -1,7 +1,9 @@
 // Reads and writes the golden messages that a manifest lists: those of the last
 // release, and no others.
 //
-// Usage: replay TREE MANIFEST    MANIFEST has lines "CHECKSUM  corpus/..."
+// Usage: replay TREE MANIFEST [SUFFIX]
+// MANIFEST has lines "CHECKSUM  corpus/..."; with SUFFIX, such as .binpb, only
+// the files that end so are read.
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/io/coded_stream.h>
 #include <google/protobuf/io/zero_copy_stream_impl_lite.h>
@@ -84,7 +86,7 @@ bool Holds(const std::string& path) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 3) return 2;
+  if (argc < 3) return 2;
   pb::LogSilencer silent;
   std::ifstream manifest(argv[2]);
   int held = 0;
@@ -93,7 +95,8 @@ int main(int argc, char** argv) {
   std::string path;
   while (manifest >> checksum >> path) {
     // Says in words why a message is rejected.
-    if (path.substr(path.rfind('.')) == ".reason") continue;
+    const std::string suffix = path.substr(path.rfind('.'));
+    if (suffix == ".reason" || (argc > 3 && suffix != argv[3])) continue;
     if (Holds(std::string(argv[1]) + "/" + path)) {
       ++held;
     } else {
