@@ -61,7 +61,7 @@ def set_version(text):
                  rf"\g<0>\n\n## [{text}] - 2026-01-01")]
 
 
-def make_copy(tree):
+def make_copy(tree, optimization="-O0"):
     """A copy of the tree that is its own last release."""
     run_or_stop(TREE, "packaging/copy-tree", tree)
     modules = "packaging/buf/node_modules"
@@ -74,7 +74,7 @@ def make_copy(tree):
     # is enough to see that programs are built and run.
     for edit in (Edit("proto/profile/Profile.cmake", r"where that works\" ON",
                       'where that works" OFF'),
-                 Edit(CMAKE, r":-O3>", ":-O0>"),
+                 Edit(CMAKE, r":-O3>", f":{optimization}>"),
                  Edit("script/release", r"^CLIENTS = .*?$",
                       'CLIENTS = ("first",)'),
                  *set_version(version_text(RELEASED))):

@@ -203,7 +203,7 @@ CASES = [
      AMD64, "binary break", "linked against the last release, ends"),
     ("new_programs_need_the_new_library",
      [append("proto/schema.cc", "\nnamespace tarn { void Note() {} }\n"),
-      after_generation(r"'/Price::set_line_num/s/{/{ extern void Note();"
-                       r" Note();/'", "Tarn.pb.h")],
+      after_generation('"/Price::set_line_num/s/{/{ extern void Note(); '
+                       'Note();/"', "Tarn.pb.h")],
      AMD64, "binary break", "with the last release's library ends"),
 ]
