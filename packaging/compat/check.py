@@ -52,16 +52,16 @@ def compare_install(tree, release, install, released):
 def compare_programs(tree, release, install, released, findings):
     """What a worse finding has decided already is left out."""
     found = []
-    if worst(findings) < Level.SOURCE:
+    names_hold = worst(findings) < Level.SOURCE
+    if names_hold:
         found += programs.build_and_run_new(
             released, install, tree / "build" / "compat" / "clients")
     if worst(findings) < Level.BINARY:
-        found += programs.run_old(released, install.libdir)
+        found += programs.run_old(released, install.libdir, names_hold)
     # Where no program runs, reading nothing says nothing of the bytes.
     if worst(findings + found) < Level.BINARY:
         found += programs.replay(released, install.libdir, tree,
-                                 release / "corpus.sha256",
-                                 worst(findings) < Level.SOURCE)
+                                 release / "corpus.sha256", names_hold)
     return found
 
 

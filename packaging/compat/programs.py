@@ -101,19 +101,20 @@ def start(program, libdir, *arguments):
 
 def run_client(what, program, libdir, expected):
     status, output = start(program, libdir)
-    if status == 0 and output == expected.read_text():
+    if status == 0 and (expected is None or output == expected.read_text()):
         return []
     return [Finding(Level.BINARY, f"{what} ends with status {status} and "
                                   f"prints:\n{output}")]
 
 
-def run_old(released, libdir):
-    """Programs linked against the last release run with the new library."""
+def run_old(released, libdir, names_hold):
+    """Programs linked against the last release run with the new library; where
+    names have changed, what they print may show it."""
     return [finding for client in sorted(released.clients.iterdir())
             for finding in run_client(
                 f"{client.name}, linked against the last release,",
                 released.program(client.name), libdir,
-                client / "expected.txt")]
+                client / "expected.txt" if names_hold else None)]
 
 
 def build_and_run_new(released, install, work):
