@@ -75,7 +75,7 @@ def make_copy(tree, optimization="-O0"):
     for edit in (Edit("proto/profile/Profile.cmake", r"where that works\" ON",
                       'where that works" OFF'),
                  Edit(CMAKE, r":-O3>", f":{optimization}>"),
-                 Edit("script/release", r"^CLIENTS = .*?$",
+                 Edit("packaging/make_release.py", r"^CLIENTS = .*?$",
                       'CLIENTS = ("first",)'),
                  *set_version(version_text(RELEASED))):
         edit.apply(tree)
