@@ -24,7 +24,7 @@ def interface(library, classes):
         run("abidw", "--no-corpus-path", "--no-comp-dir-path",
             "--no-show-locs", "--out-file", file.name, library)
         text = file.read()
-    known = set(re.findall(r"<class-decl name='(\w+)' size-in-bits=",
+    known = set(re.findall(r"<class-decl name='(\w+)'[^>]* size-in-bits=",
                            text.decode()))
     unknown = set(classes) - known
     if unknown:
