@@ -2,6 +2,7 @@
 import contextlib
 
 import matplotlib
+from measure import digits
 from matplotlib import pyplot
 
 # Seen on a light page and on a dark one alike.
@@ -75,7 +76,7 @@ def bars(path, title, x, series, groups, mark=None, log=False):
             axes.barh(places, [length - begin for length in lengths], height,
                       left=begin, label=name)
             for place, number in there:
-                axes.text(max(number, begin), place, f' {number:.3g}',
+                axes.text(max(number, begin), place, f' {digits(number)}',
                           va='center', fontsize=8)
         axes.set_yticks(range(len(groups)), groups)
         axes.invert_yaxis()

@@ -1,4 +1,5 @@
 """Measures things in turn, so that what disturbs one disturbs the others."""
+import math
 import statistics
 
 
@@ -14,10 +15,9 @@ def in_turn(rounds, things, progress):
 
 
 def spread(numbers):
-    """The median, and the bounds of the middle half of the numbers."""
-    low, middle, high = (statistics.quantiles(numbers, method='inclusive')
-                         if len(numbers) > 1 else numbers * 3)
-    return {'median': middle, 'low': low, 'high': high}
+    """What all tables mean by a spread: the median, the lowest, the highest."""
+    return {'median': statistics.median(numbers),
+            'lowest': min(numbers), 'highest': max(numbers)}
 
 
 def ratio(numbers, base):
@@ -25,10 +25,30 @@ def ratio(numbers, base):
     return spread([a / b for a, b in zip(numbers, base)])
 
 
+def digits(number):
+    """A figure that was measured, in two digits."""
+    if number == 0:
+        return '0'
+    for _ in range(2):  # 0.996 becomes 1.0, and that has other places
+        places = 1 - math.floor(math.log10(abs(number)))
+        number = round(number, places)
+    return f'{number:,.{max(places, 0)}f}'
+
+
 def show(figures):
-    """A spread as text."""
-    return (f'{figures["median"]:.3g} '
-            f'({figures["low"]:.3g}–{figures["high"]:.3g})')
+    """A spread as text, without its bounds where these were not kept."""
+    if 'lowest' not in figures:
+        return digits(figures['median'])
+    return (f'{digits(figures["median"])} '
+            f'({digits(figures["lowest"])}–{digits(figures["highest"])})')
+
+
+def overlap(one, other):
+    """Whether no run can tell two figures apart: their rounds overlap. Of some
+    older runs only the bounds of the middle half were kept; where these
+    overlap, the rounds do."""
+    low, high = (('lowest', 'highest') if 'lowest' in one else ('low', 'high'))
+    return one[low] <= other[high] and other[low] <= one[high]
 
 
 def table(head, rows):

@@ -2,6 +2,7 @@
 """Runs the benchmarks of a build and says what came out.
 
 usage: run.py BUILD [--rounds N] [--part PART]... [--update] [--quick]
+       run.py --from-results [--part PART]...
 
 A part is a module with three functions:
 
@@ -95,14 +96,22 @@ class Progress:
 
 
 def replace_section(page, part, text):
-    """Puts the text between the two marks of a part."""
+    """The page with the text between the two marks of a part."""
     begin, end = f'<!-- bench:{part} -->', f'<!-- /bench:{part} -->'
-    old = page.read_text()
-    if old.count(begin) != 1 or old.count(end) != 1:
-        sys.exit(f'run.py: {page} lacks the marks {begin} and {end}')
-    head, rest = old.split(begin)
+    if page.count(begin) != 1 or page.count(end) != 1:
+        sys.exit(f'run.py: the page lacks the marks {begin} and {end}')
+    head, rest = page.split(begin)
     _, tail = rest.split(end)
-    page.write_text(f'{head}{begin}\n{text.strip()}\n{end}{tail}')
+    return f'{head}{begin}\n{text.strip()}\n{end}{tail}'
+
+
+def origin(about):
+    return '; '.join(f'{name} {value}' for name, value in about.items())
+
+
+def section(module, about, results):
+    """What the page shows of a part."""
+    return f'{module.markdown(results)}\n\n*{origin(about)}*'
 
 
 def document_of(about, results):
@@ -113,23 +122,34 @@ def document_of(about, results):
                   lambda found: f'[{" ".join(found[1].split())}]', text) + '\n'
 
 
-def publish(part, module, document, section):
-    """Writes what the documentation shows."""
-    results = HERE / 'results'
-    results.mkdir(exist_ok=True)
-    (results / f'{part}.json').write_text(document)
+def kept(part):
+    """What the last run that was published said of its surroundings, and what
+    it measured."""
+    document = json.loads((HERE / 'results' / f'{part}.json').read_text())
+    # In the order in which a run tells them.
+    order = ['processor', 'kernel', 'system', 'compiler', 'build type',
+             'Protocol Buffers', 'day']
+    about = document['about']
+    return {name: about[name] for name in order}, document['results']
+
+
+def publish(part, module):
+    """Writes what the documentation shows of the results that are kept."""
+    about, results = kept(part)
     figures = DOCS / 'performance'
     figures.mkdir(exist_ok=True)
     for old in figures.glob(f'{part}-*.svg'):
         old.unlink()
-    module.draw(json.loads(document)['results'], figures)
-    replace_section(DOCS / 'performance.md', part, section)
+    module.draw(results, figures)
+    page = DOCS / 'performance.md'
+    page.write_text(replace_section(page.read_text(), part,
+                                    section(module, about, results)))
 
 
 def arguments():
     parser = argparse.ArgumentParser(
         description='Runs the benchmarks of a build.')
-    parser.add_argument('build', type=pathlib.Path)
+    parser.add_argument('build', type=pathlib.Path, nargs='?')
     parser.add_argument('--rounds', type=int, default=10, metavar='N',
                         help='how often everything is measured, in turn')
     parser.add_argument('--part', action='append', choices=PARTS,
@@ -138,11 +158,18 @@ def arguments():
                         help='write bench/results and docs/performance')
     parser.add_argument('--quick', action='store_true',
                         help='one round, only to see that all works')
+    parser.add_argument('--from-results', action='store_true',
+                        help='measure nothing; write docs/performance anew '
+                        'from bench/results')
     given = parser.parse_args()
     if given.rounds < 1:
         parser.error('--rounds: at least 1')
     if given.quick and given.update:
         parser.error('--quick measures nothing worth an --update')
+    if given.from_results:
+        return given
+    if given.build is None:
+        parser.error('which build?')
     if not (given.build / 'CMakeCache.txt').exists():
         parser.error(f'{given.build} is not a build folder')
     return given
@@ -150,9 +177,12 @@ def arguments():
 
 def main():
     given = arguments()
+    if given.from_results:
+        for part in given.part or PARTS:
+            publish(part, load(part))
+        return
     about = surroundings(given.build)
-    origin = '; '.join(f'{name} {value}' for name, value in about.items())
-    print(origin)
+    print(origin(about))
     target = given.build / 'bench'
     for part in given.part or PARTS:
         module = load(part)
@@ -161,13 +191,15 @@ def main():
         results = module.run(given.build, 1 if given.quick else given.rounds,
                              progress)
         progress.end()
-        section = module.markdown(results)
-        print(f'\n## {part} ({time.monotonic() - begin:.0f} s)\n\n{section}')
+        print(f'\n## {part} ({time.monotonic() - begin:.0f} s)\n\n'
+              f'{module.markdown(results)}')
         document = document_of(about, results)
         target.mkdir(parents=True, exist_ok=True)
         (target / f'{part}.json').write_text(document)
         if given.update:
-            publish(part, module, document, f'{section}\n\n*{origin}*')
+            (HERE / 'results').mkdir(exist_ok=True)
+            (HERE / 'results' / f'{part}.json').write_text(document)
+            publish(part, module)
 
 
 if __name__ == '__main__':

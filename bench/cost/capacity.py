@@ -11,6 +11,8 @@ KINDS = {'report': 'status report', 'tree': 'whole tree'}
 STEPS = {'receive': 'receive', 'parse': '… and parse',
          'store': '… and store', 'sync': '… and sync once a second',
          'sync-each': '… and sync each one'}
+# What a receiver may leave it at: nobody is served by receiving alone.
+WHOLE = [step for step in STEPS if step != 'receive']
 SECONDS = 0.4  # for each measurement
 INTERVAL = 30  # seconds between two messages of a site
 SITES = 100000
@@ -54,6 +56,14 @@ def seconds_of(step, found):
     return found['steps'][step]['wall' if step == 'sync-each' else 'cpu']
 
 
+def same_as_before(step, found):
+    """Whether the rounds of a step overlap those of the step before it."""
+    steps = list(STEPS)
+    place = steps.index(step)
+    return place > 0 and measure.overlap(
+        seconds_of(steps[place - 1], found), seconds_of(step, found))
+
+
 def sites_served(step, found):
     return INTERVAL / seconds_of(step, found)['median']
 
@@ -70,17 +80,20 @@ def markdown(results):
         for found in results.values():
             time = {name: number * 1e6
                     for name, number in seconds_of(step, found).items()}
-            row += [measure.show(time), f'{sites_served(step, found):,.0f}']
+            mark = '≈ ' if same_as_before(step, found) else ''
+            row += [mark + measure.show(time),
+                    measure.digits(sites_served(step, found))
+                    if step in WHOLE else '–']
         steps.append(row)
     rate = SITES / INTERVAL
     plan = [
         ['messages a second',
          *(f'{rate:,.0f}' for _ in results)],
         ['cores, to receive and parse',
-         *(f'{SITES / sites_served("parse", found):.2g}'
+         *(measure.digits(SITES / sites_served('parse', found))
            for found in results.values())],
         ['cores, to store as well and sync once a second',
-         *(f'{SITES / sites_served("sync", found):.2g}'
+         *(measure.digits(SITES / sites_served('sync', found))
            for found in results.values())],
         ['memory for the last message of each site, and its buffer, GB',
          *(f'{SITES * found["site_bytes"] / 1e9:.2g}'
@@ -111,7 +124,8 @@ acknowledgements are not counted.
 
 Processor time of the receiver for each message, and the sites that one core \
 serves; where each message is brought to the disk before the next, the time is \
-that on the clock, as it is spent waiting:
+that on the clock, as it is spent waiting. A time marked ≈ is not told apart \
+from the one above it:
 
 {measure.table(['', *heads], steps)}
 
@@ -126,7 +140,7 @@ def draw(results, folder):
     chart.bars(folder / 'capacity-sites.svg',
                f'Sites that one core serves, a message every {INTERVAL} s',
                'sites', {KINDS[kind]: [sites_served(step, found)
-                                       for step in STEPS]
+                                       for step in WHOLE]
                          for kind, found in results.items()},
-               [words.removeprefix('… and ') for words in STEPS.values()],
+               [STEPS[step].removeprefix('… and ') for step in WHOLE],
                log=True)

@@ -98,19 +98,19 @@ def bends(name, results):
               if point['size'] >= FIT_FROM]
     kind = word(name)
     rows = [[f'{point["size"]:,}', f'{point["live_bytes"] / 1e6:.3g}',
-             *(f'{per(point, step):.0f}' for step in STEPS),
-             f'{point["random_read"]:.1f}'] for point in points]
+             *(measure.digits(per(point, step)) for step in STEPS),
+             measure.digits(point['random_read'])] for point in points]
     many = results['many'][name]
     total = many['messages'] * many['size']
     rows.append([f'{many["messages"]:,} × {many["size"]:,}',
                  f'{many["live_bytes"] / 1e6:.3g}',
-                 *(f'{many[step] / total:.0f}' for step in STEPS), ''])
+                 *(measure.digits(many[step] / total) for step in STEPS), ''])
     return measure.table([f'{kind}s', 'MB held', *STEPS, 'random read'], rows)
 
 
 def markdown(results):
-    names = list(results['series'])
-    exponents = [[name, *(f'{results["exponents"][name][step]:.2f}'
+    names = [f'{kind}, {place}' for kind in SIZES for place in PLACES]
+    exponents = [[name, *(measure.digits(results['exponents'][name][step])
                           for step in STEPS + MEMORY)] for name in names]
     largest = [results['series'][name][-1] for name in names]
     memory = [[name, f'{point["size"]:,}', f'{per(point, "wire_bytes"):.0f}',
@@ -126,7 +126,8 @@ Trees are a server, its clients with {4} displays of {12} modules each; maps \
 are the `status_packet` of a `NetworkStatusReport`, with keys like those of \
 nodes. Exponents are the power of the size by which a figure grows from \
 {FIT_FROM} on: 1 is linear. `visit` reads a byte or two of each node or entry, \
-and does nothing else. Times are the better ones of {PASSES} passes.
+and does nothing else. Times are the better ones of {PASSES} passes, too \
+few for a spread.
 
 {measure.table(['', *STEPS, 'bytes requested', '`SpaceUsedLong`'], exponents)}
 

@@ -118,10 +118,10 @@ def markdown(results):
             times.append([f'until {text}{words}',
                           measure.show(results['ratios'][mode][moment]),
                           f'≤ {aim}' if aim else '',
-                          *(f'{figures[name]["median"] / 1e3:.0f} µs'
-                            for name in LIBRARIES)])
-    counts = [[what, f'{ours[what] / plain[what]:.3g}', f'≤ {AIMS[what]}',
-               f'{ours[what]:,}', f'{plain[what]:,}']
+                          *(measure.digits(figures[name]['median'] / 1e3)
+                            + ' µs' for name in LIBRARIES)])
+    counts = [[what, measure.digits(ours[what] / plain[what]),
+               f'≤ {AIMS[what]}', f'{ours[what]:,}', f'{plain[what]:,}']
               for what in ('symbolic relocations', 'stripped bytes')]
     counts.append(['initialisers that run on loading', '', '',
                    len(ours['initialisers']), len(plain['initialisers'])])
@@ -132,7 +132,7 @@ def markdown(results):
 `dlopen` of the library in a new process that has the runtime already, beside \
 the same generated sources compiled with `-O2` and nothing else, which also \
 leaves in the checks of the headers that `NDEBUG` takes out. Times are \
-medians of many processes, in turn; in brackets the middle half of the rounds.
+medians of many processes, in turn.
 
 {measure.table(['', 'ratio', 'aim', 'libschema.so.0', 'plain'],
                times + counts)}

@@ -6,7 +6,7 @@ import statistics
 import subprocess
 
 import chart
-from measure import table
+from measure import digits, overlap, table
 
 # In the order of the tables: program, what people call it, Debian's package.
 CONTESTANTS = {
@@ -189,16 +189,24 @@ def run(build_dir, rounds, progress):
 
 
 def number(time):
-    """Three figures and a unit, of a time in ns."""
+    """Two digits and a unit, of a time in ns."""
     for unit, size in (('ns', 1), ('µs', 1e3), ('ms', 1e6), ('s', 1e9)):
-        if time < 999.5 * size or unit == 's':
-            return f'{time / size:#.3g} {unit}'.replace('. ', ' ')
+        if time < 995 * size or unit == 's':
+            return f'{digits(time / size)} {unit}'
     raise ValueError(time)
 
 
-def spread(ratio):
-    median, low, high = ratio
-    return f'**{median:.2f}** ({low:.2f}–{high:.2f})'
+def figures_of(numbers):
+    """A summary under the names of measure.py."""
+    return dict(zip(('median', 'lowest', 'highest'), numbers))
+
+
+def spread(ratio, beside=(1, 1, 1)):
+    """A ratio, marked where its rounds overlap those it stands beside."""
+    median, low, high = map(digits, ratio)
+    same = ratio is not beside and overlap(figures_of(ratio),
+                                           figures_of(beside))
+    return f'{"≈ " if same else ""}**{median}** ({low}–{high})'
 
 
 def verdict(ratio, aim):
@@ -206,7 +214,11 @@ def verdict(ratio, aim):
         return '–', '–'
     if aim is None:
         return spread(ratio), '–'
-    word = 'reached' if ratio[0] >= aim else 'not reached'
+    word = 'within the spread'
+    if ratio[1] >= aim:
+        word = 'reached'
+    elif ratio[2] < aim:
+        word = 'not reached'
     return spread(ratio), f'{aim:g}: {word}'
 
 
@@ -221,7 +233,8 @@ def aims_table(results):
 def through_table(results):
     return table(
         ['', 'values to bytes', 'bytes to values', 'read again, 50 KB'],
-        [[title] + [spread(results['through'][contestant][operation])
+        [[title] + [spread(results['through'][contestant][operation],
+                           results['through']['ours'][operation])
                     for operation in THROUGH]
          + [number(results['times'][contestant][TREES[1]]['read'][0])]
          for contestant, (title, _) in CONTESTANTS.items()])
@@ -251,7 +264,7 @@ def allocations(counts, payload, operation):
 
 def uses_table(results):
     times = results['times']['ours']
-    return table(['median'] + PAYLOADS,
+    return table([''] + PAYLOADS,
                  [[use] + [number(times[payload][use][0])
                            for payload in PAYLOADS] for use in USES])
 
@@ -286,12 +299,17 @@ ADVICE = [
 ]
 
 
+def times_as_long(slow, fast):
+    same = overlap(figures_of(slow), figures_of(fast))
+    return f'{"≈ " if same else ""}{digits(slow[0] / fast[0])}'
+
+
 def advice_table(results):
     times = results['times']['ours']
     return table(
         ['message', 'use', 'rather than', 'times as long'],
         [(payload, good, bad,
-          f'{times[payload][slow][0] / times[payload][fast][0]:.2f}')
+          times_as_long(times[payload][slow], times[payload][fast]))
          for payload, fast, slow, good, bad in ADVICE])
 
 
@@ -300,12 +318,13 @@ def markdown(results):
     packages = ', '.join(f'{name} {version}' for name, version
                          in results['versions'].items())
     return f'''How many times as long the other takes, as the geometric mean of the
-three trees: the median of {rounds} rounds, the lowest and the highest.
+three trees, in {rounds} rounds. A ratio marked ≈ is not told apart from 1.
 
 {aims_table(results)}
 
 The whole way, from plain structs to bytes and from bytes to every value read,
-in the same ratios; and the time of reading every value of the tree of 50 KB:
+in the same ratios; and the time of reading every value of the tree of 50 KB.
+What is marked ≈ is not told apart from libschema:
 
 {through_table(results)}
 
@@ -314,11 +333,12 @@ large on average. A dash: it cannot express the message.
 
 {sizes_table(results)}
 
-The ways to use libschema, and how many times as long the other takes:
+The ways to use libschema, and how many times as long the other takes, as the
+ratio of the medians; where it is marked ≈, the rounds of the two overlap:
 
 {advice_table(results)}
 
-What each way takes:
+What each way takes, as medians:
 
 {uses_table(results)}
 

@@ -22,19 +22,21 @@ class Report(unittest.TestCase):
                                    'parse new', 'parse block')
         self.assertAlmostEqual(ratio, 2)
 
-    def test_the_verdict_follows_the_median(self):
-        self.assertEqual(peers.verdict([1.5, 1.2, 1.9], 1.5)[1], '1.5: reached')
-        self.assertEqual(peers.verdict([1.4, 1.2, 1.9], 1.5)[1],
+    def test_the_verdict_follows_the_spread(self):
+        self.assertEqual(peers.verdict([1.7, 1.5, 1.9], 1.5)[1], '1.5: reached')
+        self.assertEqual(peers.verdict([1.5, 1.2, 1.9], 1.5)[1],
+                         '1.5: within the spread')
+        self.assertEqual(peers.verdict([1.3, 1.2, 1.4], 1.5)[1],
                          '1.5: not reached')
 
     def test_what_is_not_measured_has_no_verdict(self):
         self.assertEqual(peers.verdict(None, None), ('–', '–'))
 
-    def test_times_have_three_figures_and_a_unit(self):
+    def test_times_have_two_digits_and_a_unit(self):
         self.assertEqual([peers.number(time) for time in
                           (0.2718, 45.61, 345.6, 999.6, 12345, 6.5e6, 2e9)],
-                         ['0.272 ns', '45.6 ns', '346 ns', '1.00 µs',
-                          '12.3 µs', '6.50 ms', '2.00 s'])
+                         ['0.27 ns', '46 ns', '350 ns', '1.0 µs',
+                          '12 µs', '6.5 ms', '2.0 s'])
 
 
 if __name__ == '__main__':

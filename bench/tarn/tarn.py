@@ -210,9 +210,6 @@ def run(build_dir, rounds, progress):
             'tree_bytes': programs.tree_bytes,
             'memory_bytes': size,
             'seconds': times,
-            'ratios': {verb: {other: measure.ratio(times[other], times[verb])
-                              for other, _ in others}
-                       for verb, others in AIMS.items()},
             'start_seconds': {name: measure.spread(numbers)
                               for name, numbers in starts.items()},
             'start_ratio': measure.ratio(starts['tarn decode --to json'],
@@ -231,19 +228,22 @@ def markdown(results):
     speed = speeds(results)
     ratios = [
         [f'`tarn {verb}`', f'`{other}`',
-         measure.show(results['ratios'][verb][other]), f'≥ {aim:.3g}',
-         f'{speed[verb]:.0f}', f'{speed[other]:.0f}']
+         measure.show(measure.ratio(results['seconds'][other],
+                                    results['seconds'][verb])),
+         f'≥ {measure.digits(aim)}',
+         measure.digits(speed[verb]), measure.digits(speed[other])]
         for verb, others in AIMS.items() for other, aim in others]
-    memory = [[f'`tarn {verb}`', f'{peak:.1f}', f'< {MEMORY_AIM}']
-              for verb, peak in results['peak_mib'].items()]
-    starts = [[f'`{name}`', f'{1e3 * figures["median"]:.2f}']
-              for name, figures in results['start_seconds'].items()]
+    memory = [[f'`tarn {verb}`', f'{results["peak_mib"][verb]:.1f}',
+               f'< {MEMORY_AIM}'] for verb in VERBS]
+    starts = [[f'`{name}`', measure.digits(1e3 * figures['median'])]
+              for name, figures in sorted(
+                  results['start_seconds'].items(),
+                  key=lambda start: -start[1]['median'])]
     return f"""\
 Whole runs of the programs, over {results['bytes'] / 1e6:.0f} MB of made-up \
 network trees of {results['tree_bytes'] / 1e3:.0f} KB each. `tarn` and the \
 walk by protozero read a stream with a varint in front of each tree; protoc \
-and buf read no streams, and get one message with all the trees. In brackets: \
-the middle half of the rounds.
+and buf read no streams, and get one message with all the trees.
 
 {measure.table(
     ['program', 'beside', 'times as fast', 'aim', 'MB/s', 'MB/s beside'],
