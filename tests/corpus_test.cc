@@ -121,7 +121,7 @@ TEST(Corpus, HasNothingButCases) {
     entries.insert(entry.path().filename().string());
   }
   EXPECT_EQ(entries, (std::set<std::string>{"README.md", "accepted", "rejected",
-                                            "valid"}));
+                                            "runtime_limits.txt", "valid"}));
   for (const char* kind : {"accepted", "rejected", "valid"}) {
     for (const auto& entry :
          fs::directory_iterator(fs::path(CORPUS_DIR) / kind)) {

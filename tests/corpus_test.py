@@ -6,6 +6,7 @@ usage: corpus_test.py CORPUS DESCRIPTOR_SET cpp|python
 The last argument chooses between the two implementations that Debian ships:
 `cpp` is made of the C++ runtime, `python` shares no code with it.
 """
+import contextlib
 import os
 import pathlib
 import sys
@@ -23,7 +24,10 @@ from google.protobuf import message_factory, text_format
 from google.protobuf.internal import api_implementation
 from google.protobuf.message import DecodeError
 
-# Where an implementation is known to differ: why, and in which cases. Every
+# The cases in which a runtime other than that of C++ may differ.
+LIMITS = {line.split()[1] for line in
+          (CORPUS / 'runtime_limits.txt').read_text().splitlines()}
+# Where else an implementation is known to differ: why, and in which cases. Every
 # other case agrees; one that is listed and agrees all the same is a failure.
 DIFFERENT = {
     'cpp': {
@@ -51,21 +55,8 @@ DIFFERENT = {
             'accepted/ClientStatusMsg/negative_nan_is_kept',
             'accepted/ClientStatusMsg/signalling_nan_is_kept',
         ],
-        'keeps unknown fields as the bytes that came': [
-            'accepted/BaseMsg/unknown_overlong_key_is_shortened',
-            'accepted/BaseMsg/unknown_overlong_length_is_shortened',
-            'accepted/BaseMsg/unknown_overlong_varint_is_shortened',
-        ],
         'compares keys by their bytes, so that a longer form is unknown': [
-            'accepted/Price/key_bits_beyond_the_32nd_are_dropped',
             'accepted/Price/overlong_keys_are_read',
-        ],
-        'allows one level less to groups': [
-            'accepted/BaseMsg/one_hundred_groups',
-        ],
-        'limits neither the bytes of a key nor those of a length': [
-            'rejected/BaseMsg/key_of_six_bytes',
-            'rejected/BaseMsg/length_of_six_bytes',
         ],
         'skips a field numbered 0 inside a group': [
             'rejected/BaseMsg/field_number_zero_in_a_group',
@@ -73,6 +64,7 @@ DIFFERENT = {
     },
 }[IMPLEMENTATION]
 DIFFERENT_CASES = [name for names in DIFFERENT.values() for name in names]
+DIFFERS = (AssertionError, DecodeError, json_format.ParseError)
 
 
 def load_classes():
@@ -122,14 +114,17 @@ def cases(kind, suffix):
 
 class CorpusTest(unittest.TestCase):
     def check_all(self, kind, suffix, check):
-        """Runs `check` on every case; those listed as different must fail."""
+        """Runs `check` on every case; those listed as different must fail, and
+        those at a limit may, where the runtime is not that of C++."""
         count = 0
         for name, cls, data, companion in cases(kind, suffix):
             count += 1
             with self.subTest(name):
                 if name in DIFFERENT_CASES:
-                    with self.assertRaises((AssertionError, DecodeError,
-                                            json_format.ParseError)):
+                    with self.assertRaises(DIFFERS):
+                        check(cls, data, companion)
+                elif name in LIMITS and IMPLEMENTATION != 'cpp':
+                    with contextlib.suppress(*DIFFERS):
                         check(cls, data, companion)
                 else:
                     check(cls, data, companion)
@@ -143,7 +138,9 @@ class CorpusTest(unittest.TestCase):
         self.assertEqual(len(CLASSES), 53)
 
     def test_every_case_that_is_listed_as_different_exists(self):
-        for name in DIFFERENT_CASES:
+        self.assertTrue(LIMITS)
+        self.assertFalse(LIMITS & set(DIFFERENT_CASES))
+        for name in LIMITS | set(DIFFERENT_CASES):
             self.assertTrue((CORPUS / (name + '.binpb')).exists(), name)
 
     def test_valid(self):

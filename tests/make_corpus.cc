@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <string>
 #include <string_view>
 
@@ -28,6 +29,21 @@ class Corpus {
   explicit Corpus(fs::path root) : root_(std::move(root)) {
     for (const char* kind : {"valid", "accepted", "rejected"}) {
       fs::remove_all(root_ / kind);
+    }
+  }
+
+  // Marks the case before it: what another runtime may do otherwise.
+  void RuntimeLimit(const std::string& kind) { limits_[last_case_] = kind; }
+
+  // The file in which programs find the cases that are marked.
+  void WriteRuntimeLimits() {
+    std::ofstream file(root_ / "runtime_limits.txt", std::ios::binary);
+    for (const auto& [name, kind] : limits_)
+      file << kind << ' ' << name << '\n';
+    file.close();
+    if (!file) {
+      ++failures_;
+      std::fprintf(stderr, "make_corpus: cannot write runtime_limits.txt\n");
     }
   }
 
@@ -94,6 +110,7 @@ class Corpus {
              const char* suffix, const std::string& content) {
     const fs::path folder = root_ / kind / type;
     const fs::path path = folder / (name + suffix);
+    last_case_ = fs::path(kind) / type / name;
     fs::create_directories(folder);
     const bool taken = fs::exists(path);
     std::ofstream file(path, std::ios::binary);
@@ -107,6 +124,8 @@ class Corpus {
   }
 
   const fs::path root_;
+  std::string last_case_;
+  std::map<std::string, std::string> limits_;
   int failures_ = 0;
 };
 
@@ -232,6 +251,7 @@ void Application(Corpus& corpus) {
                   Hex("08 01 10 01 18 01"));
   corpus.Accepted("AppSettings", "bits_beyond_the_64th_are_not_true",
                   Hex("08 80 80 80 80 80 80 80 80 80 02"), W());
+  corpus.RuntimeLimit("surplus_bits");
   corpus.Accepted("AppSettings", "false_is_not_written_back",
                   Hex("08 00 10 01 18 80 00"), Hex("10 01"));
   corpus.Accepted("AppSettings", "last_value_of_a_switch_wins",
@@ -337,11 +357,14 @@ void UnknownFields(Corpus& corpus) {
        W().Uint(9, 1).Bytes(5, "x").Uint(9, 2).Fixed32(7, 3));
   kept("unknown_overlong_varint_is_shortened",
        W().Tag(5, wire::kVarint).Overlong(3, 10), W().Uint(5, 3));
+  corpus.RuntimeLimit("overlong_unknown");
   kept("unknown_overlong_key_is_shortened",
        W().Overlong(5 << 3 | wire::kLength, 5).Varint(1).Raw("x"),
        W().Bytes(5, "x"));
+  corpus.RuntimeLimit("overlong_unknown");
   kept("unknown_overlong_length_is_shortened",
        W().Tag(5, wire::kLength).Overlong(1, 5).Raw("x"), W().Bytes(5, "x"));
+  corpus.RuntimeLimit("overlong_unknown");
 
   const auto wrong = [&](const std::string& name, const Writer& record) {
     corpus.Accepted("Frame", name, W().Int(2, 5).Raw(record.bytes()).Int(1, 3),
@@ -358,13 +381,16 @@ void Malformed(Corpus& corpus) {
   corpus.Rejected("BaseMsg", "key_is_cut_off", Hex("10 07 80"), "truncated");
   corpus.Rejected("BaseMsg", "key_of_six_bytes", Hex("8A 80 80 80 80 00 01 63"),
                   "key_too_long");
+  corpus.RuntimeLimit("long_key");
   corpus.Rejected("BaseMsg", "length_is_missing", Hex("0A"), "truncated");
   corpus.Rejected("BaseMsg", "length_of_six_bytes",
                   Hex("0A 81 80 80 80 80 00 63"), "length_too_long");
+  corpus.RuntimeLimit("long_length");
   corpus.Rejected("BaseMsg", "length_of_two_gigabytes",
                   Hex("0A FF FF FF FF 07 63"), "length_too_long");
   corpus.Rejected("BaseMsg", "length_beyond_32_bits",
                   Hex("0A 81 80 80 80 10 63"), "length_too_long");
+  corpus.RuntimeLimit("surplus_bits");
   corpus.Rejected("BaseMsg", "largest_length_runs_past_the_end",
                   Hex("0A EF FF FF FF 07 63"), "length_past_end");
   corpus.Rejected("BaseMsg", "length_runs_past_the_end", Hex("0A 03 63 64"),
@@ -384,6 +410,7 @@ void Malformed(Corpus& corpus) {
                   "zero_key");
   corpus.Rejected("BaseMsg", "zero_key_in_32_bits", Hex("80 80 80 80 10 10 07"),
                   "zero_key");
+  corpus.RuntimeLimit("surplus_bits");
   corpus.Rejected("BaseMsg", "field_number_zero", Hex("02 01 63"),
                   "zero_field_number");
   corpus.Rejected("BaseMsg", "end_group_not_opened", Hex("10 07 0C"),
@@ -434,6 +461,7 @@ void Products(Corpus& corpus) {
                   Hex("08 04 12 01 70 1A 01 31"));
   corpus.Accepted("Price", "key_bits_beyond_the_32nd_are_dropped",
                   Hex("88 80 80 80 10 04"), Hex("08 04"));
+  corpus.RuntimeLimit("surplus_bits");
   corpus.Accepted("Price", "overlong_length_is_shortened",
                   Hex("12 81 80 80 80 00 70"), Hex("12 01 70"));
   corpus.Valid("Prices", "two_prices_in_order",
@@ -814,10 +842,13 @@ void Network(Corpus& corpus) {
   // The printers of JSON give up at 64 levels.
   corpus.Valid("ModsAvailable", "sixty_levels", Chain(60));
   corpus.Accepted("ModsAvailable", "one_hundred_levels", Chain(100));
+  corpus.RuntimeLimit("depth");
   corpus.Rejected("ModsAvailable", "one_hundred_and_one_levels", Chain(101),
                   "too_deep");
+  corpus.RuntimeLimit("depth");
   corpus.Accepted("ModsAvailable", "two_deep_chains",
                   W().Raw(Chain(100).bytes()).Raw(Chain(100).bytes()));
+  corpus.RuntimeLimit("depth");
   corpus.Rejected(
       "ModsAvailable", "invalid_utf8_below_every_level",
       W().Message(
@@ -825,12 +856,16 @@ void Network(Corpus& corpus) {
                  1, W().Message(7, W().Message(3, W().Bytes(4, "\xC3\x28"))))),
       "tarn.Display.uuid");
   corpus.Accepted("BaseMsg", "one_hundred_groups", Groups(100));
+  corpus.RuntimeLimit("depth");
   corpus.Rejected("BaseMsg", "one_hundred_and_one_groups", Groups(101),
                   "too_deep");
+  corpus.RuntimeLimit("depth");
   corpus.Accepted("Prices", "group_counts_below_a_message",
                   W().Message(1, Groups(99)));
+  corpus.RuntimeLimit("depth");
   corpus.Rejected("Prices", "group_too_deep_below_a_message",
                   W().Message(1, Groups(100)), "too_deep");
+  corpus.RuntimeLimit("depth");
 }
 
 // Reports of the whole network, and the cash and credit messages.
@@ -957,5 +992,6 @@ int main(int argc, char** argv) {
   Hardware(corpus);
   Network(corpus);
   Reports(corpus);
+  corpus.WriteRuntimeLimits();
   return corpus.failures() == 0 ? 0 : 1;
 }

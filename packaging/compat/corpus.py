@@ -9,8 +9,7 @@ def manifest(tree):
     """Checksums of all golden messages, by path."""
     return {str(path.relative_to(tree)):
             hashlib.sha256(path.read_bytes()).hexdigest()
-            for path in sorted((tree / "corpus").rglob("*"))
-            if path.is_file() and path.suffix != ".md"}
+            for path in sorted((tree / "corpus").glob("*/*/*"))}
 
 
 def write_manifest(tree, output):
