@@ -9,6 +9,7 @@
 #include <cstring>
 #include <fstream>
 #include <functional>
+#include <map>
 #include <set>
 #include <string>
 #include <type_traits>
@@ -57,6 +58,15 @@ bool SaysSomething(const std::string& name, const std::string& comment) {
     if (idle.count(word) == 0) own.insert(word);
   }
   return own.size() >= 2;
+}
+
+// A comment on one line.
+std::string Line(const std::string& comment) {
+  std::string line;
+  for (const char c : comment) {
+    if (c != '\n') line += c;
+  }
+  return line;
 }
 
 // The schema as the installed descriptor set describes it.
@@ -177,6 +187,67 @@ TEST_F(CommentsTest, NamesInBackticksExist) {
       start = comment.find('`', end + 1);
     }
   });
+}
+
+TEST_F(CommentsTest, WhatIsLeftToTheProgramsIsSaidToBeAsAgreed) {
+  std::set<std::string> open = {
+      "tarn.Configure",
+      "tarn.Detect",
+      "tarn.Display.displayBlanked",
+      "tarn.DisplayTPat.client_uuid",
+      "tarn.Font.Style",
+      "tarn.FontFirmwareUpdate",
+      "tarn.ModCalMsg.client_uuid",
+      "tarn.Module.backup_comms",
+      "tarn.POS.price_mode",
+      "tarn.POSDataMsg.transmit",
+      "tarn.format_invalid",
+      "tarn.retry_mode",
+  };
+  ForEach([&](const std::string& full_name, const std::string&,
+              const std::string& comment) {
+    if (open.erase(full_name) == 0) return;
+    EXPECT_NE(Line(comment).find("as agreed"), std::string::npos) << full_name;
+  });
+  EXPECT_TRUE(open.empty()) << *open.begin();
+}
+
+TEST_F(CommentsTest, WhatIsKnownIsNotSaidOtherwise) {
+  const std::map<std::string, std::string> known = {
+      {"tarn.AddressingStatus.assembly_address_assignments",
+       "Count of assignments"},
+      {"tarn.AddressingStatus.linear_address_assignments",
+       "Count of assignments"},
+      {"tarn.ChildTypes.direct", "Direct connection"},
+      {"tarn.Direct", "a direct connection"},
+      {"tarn.Display", "a choice for each frame"},
+      {"tarn.Prices.prices", "each price line to set"},
+      {"tarn.price_update_uninitialized", "Not initialised yet"},
+      {"tarn.retry_mode", "the node itself is retrying"},
+  };
+  size_t found = 0;
+  ForEach([&](const std::string& full_name, const std::string&,
+              const std::string& comment) {
+    const auto wanted = known.find(full_name);
+    if (wanted == known.end()) return;
+    ++found;
+    EXPECT_NE(Line(comment).find(wanted->second), std::string::npos)
+        << full_name << ": " << comment;
+  });
+  EXPECT_EQ(found, known.size());
+}
+
+TEST_F(CommentsTest, BothFilesSayThatNegativeZeroIsSent) {
+  for (const FileDescriptor* file : files_) {
+    SourceLocation location;
+    ASSERT_TRUE(file->GetSourceLocation(
+        {google::protobuf::FileDescriptorProto::kSyntaxFieldNumber},
+        &location));
+    ASSERT_EQ(location.leading_detached_comments.size(), 1u);
+    EXPECT_NE(location.leading_detached_comments[0].find("-0.0 is sent"),
+              std::string::npos)
+        << file->name();
+  }
 }
 
 TEST(SaysSomething, RejectsEmptyAndRepeatedNames) {
