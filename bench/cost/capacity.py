@@ -16,7 +16,7 @@ WHOLE = [step for step in STEPS if step != 'receive']
 SECONDS = 0.4  # for each measurement
 INTERVAL = 30  # seconds between two messages of a site
 SITES = 100000
-# A packet on Ethernet: what fits into it behind its headers, and those.
+# A packet on Ethernet: what fits into it after its headers, and those.
 PAYLOAD = 1448
 HEADERS = 66
 
@@ -119,7 +119,7 @@ its whole tree {tree:,.0f};
 - one message at a time on each socket. The sockets are local: what a network \
 card and TCP take of a processor, and what the kernel keeps for a connection, \
 comes on top;
-- packets of {PAYLOAD:,} bytes behind {HEADERS} bytes of headers; \
+- packets of {PAYLOAD:,} bytes after {HEADERS} bytes of headers; \
 acknowledgements are not counted.
 
 Processor time of the receiver for each message, and the sites that one core \
