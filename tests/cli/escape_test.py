@@ -105,7 +105,7 @@ def check_values(folder):
         file = folder / "message"
         file.write_bytes(message)
         check(["decode", kind, "--from=binary"], message)
-        check(["decode", kind, "--from=binary", "--to=json"], message, lines=1)
+        check(["decode", kind, "--from=binary", "--to=json", "--unknown=keep"], message, lines=1)
         check(["decode", kind, "--from=binary", "--to=json", "--pretty"], message)
         check(["decode", kind, "--from=binary", "--partial"], message + b"\xff")
         check(["decode", kind, "--from=binary", "--strict"], message)

@@ -13,7 +13,8 @@ import sys
 import tempfile
 
 FINE = b"\x0a\x05North"
-UNKNOWN = FINE + b"\x78\x01"
+# The uuid leaves no doubt about the type.
+UNKNOWN = FINE + b"\x22\x2400000000-0000-4000-8000-000000000001\x78\x01"
 MALFORMED = FINE + b"\x0a"
 NODES = b"\x0a\x09\x0a\x07" + FINE
 REPORT = b"\x0a\x05\x0a\x01a\x10\x01"
