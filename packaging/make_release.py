@@ -58,7 +58,7 @@ def refuse_what_breaks(version):
 
 def write_library(processor):
     install = build.install(TREE, processor)
-    library = install.library()
+    library = install.shared_object()
     text = interface.interface(library, class_names(TREE))
     (RELEASE / f"{processor}.abi.xz").write_bytes(interface.pack(text))
     write_lines(f"{processor}.facts", elf.facts(library))

@@ -20,7 +20,7 @@ class Install(NamedTuple):
     def package_file(self):
         return self.libdir / "cmake" / "schema" / "schemaTargets.cmake"
 
-    def library(self):
+    def shared_object(self):
         """The file that the CMake package names, whatever it is called."""
         for path in sorted(self.package_file().parent.glob(
                 "schemaTargets-*.cmake")):

@@ -31,7 +31,7 @@ def class_names(tree):
 
 
 def compare_library(tree, release, processor, install):
-    library = install.library()
+    library = install.shared_object()
     facts = (release / f"{processor}.facts").read_text().splitlines()
     packed = (release / f"{processor}.abi.xz").read_bytes()
     return (elf.compare(processor, facts, elf.facts(library)) +

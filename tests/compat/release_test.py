@@ -28,7 +28,7 @@ PAGE = (TREE / "docs" / "releasing.md").read_text()
 # machines, or are steps of .ci/run of their own, are not run here.
 COMMANDS = [
     "git pull --tags", "git status", "git describe", "script/release",
-    "script/check-compat", ".ci/run", "script/release",
+    "script/check-compat", ".ci/run", "script/soak", "script/release",
     "script/check-compat", "script/release --first",
     'git tag -a vX.Y.Z -m "libschema X.Y.Z"',
     "script/check-reproducible amd64",
