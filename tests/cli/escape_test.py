@@ -20,6 +20,7 @@ import tty
 import unicodedata
 
 import run_cases
+from wire import field
 
 # Unicode 15, which the Unicode of this Python may not have yet.
 NEWER = range(0x13439, 0x13440)
@@ -27,21 +28,6 @@ FORBIDDEN = [chr(code) for code in range(sys.maxunicode + 1)
              if unicodedata.category(chr(code)) in ("Cc", "Cf", "Zl", "Zp") or code in NEWER]
 RAW = re.compile(f"[{re.escape(''.join(FORBIDDEN))}]")
 BROKEN = [b"\xed\xa0\x80", b"\xed\xbf\xbf", b"\xff", b"\xc2", b"\x9b"]
-
-
-def varint(value):
-    out = bytearray()
-    while value >= 0x80:
-        out.append(value & 0x7F | 0x80)
-        value >>= 7
-    return bytes(out + bytes([value]))
-
-
-def field(number, content):
-    if isinstance(content, int):
-        return varint(number << 3) + varint(content)
-    content = content.encode() if isinstance(content, str) else content
-    return varint(number << 3 | 2) + varint(len(content)) + content
 
 
 def values(of):

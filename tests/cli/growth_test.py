@@ -11,24 +11,14 @@ import sys
 import tempfile
 import unittest
 
+from wire import field
+
 TARN = sys.argv[1]
 EXTRA = int(sys.argv[2]) << 20
 
 
-def varint(value):
-    out = bytearray()
-    while value >= 0x80:
-        out.append(value & 0x7F | 0x80)
-        value >>= 7
-    return bytes(out + bytes([value]))
-
-
-def record(number, content):
-    return varint(number << 3 | 2) + varint(len(content)) + content
-
-
 def server(uuid, children, name=b''):
-    return record(1, record(1, name) + record(4, uuid) + children)
+    return field(1, field(1, name) + field(4, uuid) + children)
 
 
 def tree(size, byte):
@@ -36,49 +26,49 @@ def tree(size, byte):
     node = b''
     for _ in range(20):
         length = size // 40
-        children = record(7, record(2, b'')) * (length // 4) + (record(7, node) if node else b'')
-        node = record(2, record(4, byte * length) + children)
-    return record(1, node)
+        children = field(7, field(2, b'')) * (length // 4) + (field(7, node) if node else b'')
+        node = field(2, field(4, byte * length) + children)
+    return field(1, node)
 
 
 def long_name(size, byte):
-    children = b''.join(record(7, record(2, record(4, byte + b'%d' % i))) for i in range(size // 20))
-    return record(1, server(b'u', children, b'n' * (size // 2)))
+    children = b''.join(field(7, field(2, field(4, byte + b'%d' % i))) for i in range(size // 20))
+    return field(1, server(b'u', children, b'n' * (size // 2)))
 
 
 def long_port(size, byte):
     half = size // 4
-    nodes = record(5, record(2, record(4, byte))) * (half // 8)
-    return b''.join(record(1, record(5, nodes + record(6, port * half))) for port in (b'x', b'y'))
+    nodes = field(5, field(2, field(4, byte))) * (half // 8)
+    return b''.join(field(1, field(5, nodes + field(6, port * half))) for port in (b'x', b'y'))
 
 
 def truth_table(size, byte):
     """A long key of an entry with many values."""
-    row = record(1, b'k' * (size // 2)) + record(8, byte * (size // 2))
-    return record(1, row)
+    row = field(1, b'k' * (size // 2)) + field(8, byte * (size // 2))
+    return field(1, row)
 
 
 def equal_ids(size, byte):
-    return b''.join(record(1, record(1, b'a') + record(5, byte)) for _ in range(size // 8))
+    return b''.join(field(1, field(1, b'a') + field(5, byte)) for _ in range(size // 8))
 
 
 def other_order(size, byte):
     ids = [b'%06d' % i for i in range(size // 12)]
-    return b''.join(record(1, record(1, i)) for i in (ids if byte == b'\0' else reversed(ids)))
+    return b''.join(field(1, field(1, i)) for i in (ids if byte == b'\0' else reversed(ids)))
 
 
 def moved_nodes(size, byte):
     ids = [b'%06d' % i for i in range(size // 16)]
-    children = b''.join(record(7, record(2, record(4, i))) for i in ids)
-    return record(1, server(byte, children))
+    children = b''.join(field(7, field(2, field(4, i))) for i in ids)
+    return field(1, server(byte, children))
 
 
 def bare_nodes(size, byte):
-    return record(1, b'') * (size // 2) if byte == b'\0' else b''
+    return field(1, b'') * (size // 2) if byte == b'\0' else b''
 
 
 def unknown_fields(size, byte):
-    return b''.join(record(100, byte) for _ in range(size // 4))
+    return b''.join(field(100, byte) for _ in range(size // 4))
 
 
 SHAPES = [('ModsConfigured', tree), ('ModsConfigured', long_name), ('ModsConfigured', long_port),
@@ -140,7 +130,7 @@ class LimitsTest(unittest.TestCase):
         """Hours of work, if each mark looked for the beginning of its line."""
         path = self.write('text', b'product_id: "' + b'# ' * (8 << 20) + b'"')
         code, _, output = run(['encode', 'Price', path, '--max-size', '32M'])
-        self.assertEqual((code, output), (0, len(record(2, bytes(16 << 20)))))
+        self.assertEqual((code, output), (0, len(field(2, bytes(16 << 20)))))
 
 
 if __name__ == '__main__':

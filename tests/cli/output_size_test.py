@@ -7,19 +7,9 @@ import json
 import subprocess
 import sys
 
+from wire import field
+
 TARN = sys.argv[1]
-
-
-def varint(value):
-    out = bytearray()
-    while value >= 0x80:
-        out.append(value & 0x7F | 0x80)
-        value >>= 7
-    return bytes(out + bytes([value]))
-
-
-def field(number, content):
-    return varint(number << 3 | 2) + varint(len(content)) + content
 
 
 def run(arguments, given=b"", status=0):

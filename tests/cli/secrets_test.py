@@ -15,6 +15,8 @@ import subprocess
 import sys
 import tempfile
 
+from wire import field, varint
+
 SECRET = "Xq7!vK9@zW3#"
 PIECES = [SECRET[at:at + 4] for at in range(len(SECRET) - 3)]
 
@@ -34,20 +36,8 @@ def spellings(piece):
 FORBIDDEN = {spelling for piece in PIECES for spelling in spellings(piece)}
 
 
-def varint(value):
-    out = bytearray()
-    while value >= 0x80:
-        out.append(value & 0x7F | 0x80)
-        value >>= 7
-    return bytes(out + bytes([value]))
-
-
-def text(number, value):
-    return varint(number << 3 | 2) + varint(len(value)) + value.encode()
-
-
 def messages():
-    ssid, secret = text(1, "net"), text(2, SECRET)
+    ssid, secret = field(1, "net"), field(2, SECRET)
     whole = ssid + secret
     yield whole
     yield secret
@@ -58,15 +48,15 @@ def messages():
     yield ssid + b"\x13" + secret + b"\x14"            # in a group
     yield ssid + b"\x13" + secret                      # in an open group
     yield b"\x13" * 120 + secret
-    yield ssid + text(3, SECRET) + secret
-    yield ssid + text(100000, SECRET)
-    yield ssid + text(3, SECRET) + b"\x12"
+    yield ssid + field(3, SECRET) + secret
+    yield ssid + field(100000, SECRET)
+    yield ssid + field(3, SECRET) + b"\x12"
     yield ssid + b"\x11" + SECRET[:8].encode()         # as a number
     yield ssid + b"\x15" + SECRET[:4].encode()
     yield ssid + SECRET.encode()                       # as tags
-    yield ssid + text(1, SECRET)                       # ssid twice
+    yield ssid + field(1, SECRET)                      # ssid twice
     yield ssid + secret + b"\x0a\x01\xff"
-    yield ssid + text(2, SECRET + "x" * 200)[:-100]
+    yield ssid + field(2, SECRET + "x" * 200)[:-100]
     yield ssid + b"\x12" + bytes([len(SECRET) + 1]) + SECRET.encode() + b"\xff"
     yield b"\x0a" + bytes([2 + len(secret)]) + b"\xff\xff" + secret
     yield from (whole[:size] for size in range(len(whole)))
@@ -76,7 +66,7 @@ def messages():
         yield bytes(turned)
     dice = random.Random(7)
     for _ in range(3000):
-        mutant = bytearray(dice.choice((whole, whole + text(3, SECRET), secret + ssid)))
+        mutant = bytearray(dice.choice((whole, whole + field(3, SECRET), secret + ssid)))
         for _ in range(dice.randrange(1, 3)):
             mutant[dice.randrange(len(ssid))] = dice.choice(
                 (0, 0x0A, 0x12, 0x13, 0x7F, 0x80, 0xFF, dice.randrange(256)))
@@ -130,7 +120,7 @@ def check_verbs(folder):
     check(["guess", *framed], stream)
     check(["guess", "--all", *framed], stream)
     intact = folder / "intact"
-    intact.write_bytes(text(1, "other") + text(2, "nothing"))
+    intact.write_bytes(field(1, "other") + field(2, "nothing"))
     changed = folder / "changed"
     for message in everything[:200]:
         changed.write_bytes(message)
@@ -156,8 +146,8 @@ def check_written():
 
 def check_masks():
     """Masked text is refused; a real *** is told from it."""
-    for message in (text(1, "net") + text(2, SECRET), text(2, "x") + text(1, "net"),
-                    text(3, "x")):
+    for message in (field(1, "net") + field(2, SECRET), field(2, "x") + field(1, "net"),
+                    field(3, "x")):
         for form in "text", "json":
             masked = run(["decode", "Wifi", "--from=binary", f"--to={form}", "--unknown=keep"],
                          message).stdout
@@ -168,7 +158,7 @@ def check_masks():
                 assert done.returncode == 3 and b"--show-secrets" in done.stderr, (masked, done)
                 assert not done.stdout, done
     for value in "***", "****", "**", "* * *", '"***"':
-        for message in text(1, value), text(2, value), text(1, value) + text(2, value):
+        for message in field(1, value), field(2, value), field(1, value) + field(2, value):
             for form in "text", "json":
                 shown = run(["decode", "Wifi", "--from=binary", "--show-secrets", f"--to={form}"],
                             message).stdout
@@ -176,20 +166,20 @@ def check_masks():
                 assert again.stdout == message, (message, shown, again)
     for given in 'pass: "\\052**"', "pass: '*' '**'", '{"pass":"\\u002a**"}':
         done = run(["encode", "Wifi"], given.encode())
-        assert done.stdout == text(2, "***"), (given, done)
+        assert done.stdout == field(2, "***"), (given, done)
     for given in "pass: '***'", 'ssid: "***"', 'pass  :\n "***" # x', '{"pass" : "***"}':
         assert run(["encode", "Wifi"], given.encode()).returncode == 3, given
     assert run(["encode", "Server"], b'name: "***"').returncode == 0
-    assert json.loads(run(["decode", "Server", "--to=json"], text(1, "***")).stdout) == {
+    assert json.loads(run(["decode", "Server", "--to=json"], field(1, "***")).stdout) == {
         "name": "***"}
 
 
 def check_shown():
     """What is asked for is there, and an intact message keeps its ssid."""
-    whole = text(1, "net") + text(2, SECRET)
+    whole = field(1, "net") + field(2, SECRET)
     assert b'ssid: "net"' in run(["decode", "Wifi"], whole).stdout
     for verb in "decode", "annotate":
-        shown = run([verb, "Wifi", "--show-secrets", "--from=binary"], whole + text(3, SECRET))
+        shown = run([verb, "Wifi", "--show-secrets", "--from=binary"], whole + field(3, SECRET))
         assert shown.stdout.count(SECRET.encode()) == 2, shown
 
 
