@@ -21,19 +21,20 @@ using google::protobuf::Message;
 
 void Check(const Message& a, const Message& b) {
   bool differ = false;
-  inspector::Compare(a, b, true, [&](const inspector::Difference& difference) {
-    differ = true;
-    std::string before, after;
-    const auto into = [](std::string* text) {
-      return [text](std::string_view piece) { *text += piece; };
-    };
-    if (difference.before) difference.before(into(&before));
-    if (difference.after) difference.after(into(&after));
-    if (difference.change == inspector::Difference::kChanged &&
-        before == after) {
-      std::abort();
-    }
-  });
+  tarn::tool::Compare(
+      a, b, true, [&](const tarn::tool::Difference& difference) {
+        differ = true;
+        std::string before, after;
+        const auto into = [](std::string* text) {
+          return [text](std::string_view piece) { *text += piece; };
+        };
+        if (difference.before) difference.before(into(&before));
+        if (difference.after) difference.after(into(&after));
+        if (difference.change == tarn::tool::Difference::kChanged &&
+            before == after) {
+          std::abort();
+        }
+      });
   if (differ == (node_order::InOrder(a) != node_order::InOrder(b))) return;
   std::fprintf(stderr, "%s\n---\n%s\n", a.Utf8DebugString().c_str(),
                b.Utf8DebugString().c_str());
@@ -43,14 +44,14 @@ void Check(const Message& a, const Message& b) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  static inspector::Schema* schema = [] {
+  static tarn::tool::Schema* schema = [] {
     google::protobuf::SetLogHandler(nullptr);
-    return new inspector::Schema();
+    return new tarn::tool::Schema();
   }();
   static const auto& messages =
       *new std::vector<const google::protobuf::Descriptor*>(schema->Messages());
   if (size < 4) return 0;
-  const inspector::Type& type =
+  const tarn::tool::Type& type =
       schema->Table(*messages[data[0] % messages.size()]);
   const size_t number = data[2] << 8 | data[3];
   std::string first(reinterpret_cast<const char*>(data) + 4, size - 4);
@@ -61,8 +62,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   } else if (!second.empty()) {
     second[number % second.size()] ^= 1 << data[1] % 8;
   }
-  const auto a = inspector::NewMessage(type);
-  const auto b = inspector::NewMessage(type);
+  const auto a = tarn::tool::NewMessage(type);
+  const auto b = tarn::tool::NewMessage(type);
   if (!a->ParseFromString(first) || !b->ParseFromString(second)) return 0;
   Check(*a, *b);
   Check(*b, *a);

@@ -15,17 +15,17 @@
 
 namespace {
 
-using inspector::Schema;
-using inspector::Type;
+using tarn::tool::Schema;
+using tarn::tool::Type;
 
 [[noreturn]] void Fail(const Type& type, const char* what) {
   std::fprintf(stderr, "%s: %s\n", type.descriptor->full_name().c_str(), what);
   std::abort();
 }
 
-struct Goer : inspector::WalkVisitor {
-  bool Fail(const inspector::Stack& stack, const inspector::Error& error) {
-    inspector::ErrorPath(error, stack);
+struct Goer : tarn::tool::WalkVisitor {
+  bool Fail(const tarn::tool::Stack& stack, const tarn::tool::Error& error) {
+    tarn::tool::ErrorPath(error, stack);
     return true;
   }
 };
@@ -44,18 +44,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string_view bytes(reinterpret_cast<const char*>(data) + 1,
                                size - 1);
 
-  const auto message = inspector::NewMessage(type);
+  const auto message = tarn::tool::NewMessage(type);
   const bool accepted = message->ParseFromArray(bytes.data(), bytes.size());
-  const inspector::Survey survey = inspector::SurveyMessage(type, bytes);
+  const tarn::tool::Survey survey = tarn::tool::SurveyMessage(type, bytes);
   if (survey.accepted != accepted) Fail(type, "another verdict");
 
   // Going on behind errors must end, and come to the same verdict.
   Goer goer;
-  if (inspector::Walk(type, bytes, goer) != accepted) {
+  if (tarn::tool::Walk(type, bytes, goer) != accepted) {
     Fail(type, "another verdict when going on");
   }
   if (accepted) return 0;
-  const inspector::Damage damage = inspector::Assess(type, bytes, 0);
+  const tarn::tool::Damage damage = tarn::tool::Assess(type, bytes, 0);
   if (!message->ParseFromString(damage.salvaged)) {
     Fail(type, "what is salvaged does not parse");
   }

@@ -44,7 +44,7 @@ using google::protobuf::io::CodedOutputStream;
 using google::protobuf::util::MessageDifferencer;
 
 // A server radio, 4 clients with 2 displays of 3 modules each: 37 nodes.
-constexpr inspector::NetworkShape kShape = {4, 2, 3};
+constexpr tarn::tool::NetworkShape kShape = {4, 2, 3};
 constexpr int kSites = 256;
 // That differ; making them takes longer than sending them.
 constexpr int kMessages = 32;
@@ -82,7 +82,7 @@ void Report(const tarn::ChildTypes& node, tarn::NetworkStatusReport* report) {
 // What sites send, each time the same; some send what others do.
 std::vector<std::unique_ptr<Message>> MakeMessages(bool reports) {
   std::vector<std::unique_ptr<Message>> messages;
-  inspector::Sampler sampler(1, kShape);
+  tarn::tool::Sampler sampler(1, kShape);
   for (int i = 0; i < kMessages; ++i) {
     auto tree = std::make_unique<tarn::ModsConfigured>();
     sampler.Fill(tree.get());

@@ -17,7 +17,7 @@
 #include "messages.h"
 #include "node_order.h"
 
-namespace inspector {
+namespace tarn::tool {
 namespace {
 
 using google::protobuf::FieldDescriptor;
@@ -294,4 +294,4 @@ TEST_F(DifferenceTest, NodesThatMoveAreFoundWhereverTheyGo) {
 }
 
 }  // namespace
-}  // namespace inspector
+}  // namespace tarn::tool

@@ -9,9 +9,9 @@
 
 namespace {
 
-using inspector::Form;
-using inspector::FormsOf;
-using inspector::FromForm;
+using tarn::tool::Form;
+using tarn::tool::FormsOf;
+using tarn::tool::FromForm;
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -107,7 +107,7 @@ TEST(Dumps, QuotedAndNumberedLinesAreReadBack) {
     std::string numbered;
     std::string_view rest = text;
     for (int number = 1; !rest.empty(); ++number) {
-      const std::string line(inspector::TakeLine(&rest));
+      const std::string line(tarn::tool::TakeLine(&rest));
       quoted += "> > " + line + "\r\n";
       numbered += Format("%6d\t", number) + line + '\n';
     }
@@ -231,7 +231,7 @@ TEST(Forms, LineNumbersAreNotDigits) {
 
 TEST(FormsInside, PiecesOfALineAreFound) {
   std::vector<std::string> pieces;
-  for (const Form& form : inspector::FormsInside(
+  for (const Form& form : tarn::tool::FormsInside(
            "12:00 rx from=10.0.0.1 data=CgNBYiIQAQ== (0a 03 41 62 22 10 01)")) {
     pieces.push_back(form.bytes);
   }

@@ -76,7 +76,7 @@ inline std::string InOrder(const google::protobuf::Message& message) {
                               std::make_pair(b.types_case(), UuidOf(b));
                      });
   });
-  return inspector::Canonical(*ordered);
+  return tarn::tool::Canonical(*ordered);
 }
 
 }  // namespace node_order

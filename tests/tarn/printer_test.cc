@@ -15,7 +15,7 @@
 #include "messages.h"
 #include "reference/wire.h"
 
-namespace inspector {
+namespace tarn::tool {
 namespace {
 
 using google::protobuf::Message;
@@ -276,4 +276,4 @@ TEST_F(PrinterTest, APassPhraseShowsOnlyWhenAskedFor) {
 }
 
 }  // namespace
-}  // namespace inspector
+}  // namespace tarn::tool

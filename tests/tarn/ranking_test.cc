@@ -12,16 +12,16 @@
 
 namespace {
 
-using inspector::AllTypes;
-using inspector::Candidate;
-using inspector::Doubt;
-using inspector::HoldsNodes;
-using inspector::NamesOf;
-using inspector::Rank;
-using inspector::Schema;
-using inspector::Type;
-using inspector::Verdict;
-using inspector::Weigh;
+using tarn::tool::AllTypes;
+using tarn::tool::Candidate;
+using tarn::tool::Doubt;
+using tarn::tool::HoldsNodes;
+using tarn::tool::NamesOf;
+using tarn::tool::Rank;
+using tarn::tool::Schema;
+using tarn::tool::Type;
+using tarn::tool::Verdict;
+using tarn::tool::Weigh;
 
 tarn::ModsConfigured Network(int depth) {
   tarn::ModsConfigured network;
@@ -45,7 +45,7 @@ TEST(Ranking, OneTurnedBitNeverMakesAHealthyNetworkOfAnotherType) {
   Schema schema;
   const auto all = AllTypes(&schema);
   const Type& type = schema.Find("ModsConfigured");
-  const std::string bytes = inspector::Canonical(Network(3));
+  const std::string bytes = tarn::tool::Canonical(Network(3));
   int refused = 0;
   for (size_t bit = 0; bit < 8 * bytes.size(); ++bit) {
     std::string turned = bytes;
@@ -62,7 +62,7 @@ TEST(Ranking, OneTurnedBitNeverMakesAHealthyNetworkOfAnotherType) {
 
 TEST(Ranking, NetworkTooDeepIsNoOtherType) {
   Schema schema;
-  const std::string bytes = inspector::Canonical(Network(51));
+  const std::string bytes = tarn::tool::Canonical(Network(51));
   const auto ranked = Rank(AllTypes(&schema), bytes);
   EXPECT_THAT(Verdict(ranked), testing::IsEmpty());
   EXPECT_FALSE(ranked.front().evidence.accepted);
@@ -70,14 +70,14 @@ TEST(Ranking, NetworkTooDeepIsNoOtherType) {
 
 TEST(Ranking, TypesThatOnlyTheirUseTellsApartAreAllNamed) {
   Schema schema;
-  const std::string bytes = inspector::Canonical(Network(2));
+  const std::string bytes = tarn::tool::Canonical(Network(2));
   EXPECT_EQ(NamesOf(Verdict(Rank(AllTypes(&schema), bytes))),
             "ModsAvailable, ModsConfigured or PendingModConfiguration");
 }
 
 TEST(Ranking, FieldsOfANewerSenderLeaveTheTypeItsPlace) {
   Schema schema;
-  std::string bytes = inspector::Canonical(Network(2));
+  std::string bytes = tarn::tool::Canonical(Network(2));
   bytes += std::string("\xB8\x06\x01", 3);
   EXPECT_EQ(NamesOf(Verdict(Rank(AllTypes(&schema), bytes))),
             "ModsAvailable, ModsConfigured or PendingModConfiguration");
@@ -91,7 +91,7 @@ std::string PricesBytes() {
     price->set_product_id("tea-cash");
     price->set_set_price("1.10");
   }
-  return inspector::Canonical(prices);
+  return tarn::tool::Canonical(prices);
 }
 
 TEST(Doubt, WrongTypeIsNamed) {

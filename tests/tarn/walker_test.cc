@@ -15,7 +15,7 @@
 #include "reference/wire.h"
 #include "salvage.h"
 
-namespace inspector {
+namespace tarn::tool {
 namespace {
 
 using google::protobuf::Message;
@@ -275,4 +275,4 @@ TEST_F(WalkerTest, WhatIsSalvagedParses) {
 }
 
 }  // namespace
-}  // namespace inspector
+}  // namespace tarn::tool

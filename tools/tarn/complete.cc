@@ -10,7 +10,7 @@
 #include "output.h"
 #include "schema.h"
 
-namespace inspector {
+namespace tarn::tool {
 namespace {
 
 bool StartsWith(const std::string& text, const std::string& start) {
@@ -181,4 +181,4 @@ void PrintCandidates(const std::vector<Command>& commands,
   candidates.Flush();
 }
 
-}  // namespace inspector
+}  // namespace tarn::tool

@@ -7,7 +7,7 @@
 
 #include "command.h"
 
-namespace inspector {
+namespace tarn::tool {
 
 // Prints the section of the manual page on the verbs, as roff.
 void PrintManual(const std::vector<Command>& commands);
@@ -18,6 +18,6 @@ void PrintManual(const std::vector<Command>& commands);
 void PrintCandidates(const std::vector<Command>& commands,
                      const Arguments& words);
 
-}  // namespace inspector
+}  // namespace tarn::tool
 
 #endif  // TOOLS_TARN_HIDDEN_H_

@@ -19,7 +19,7 @@
 #include "output.h"
 #include "schema.h"
 
-namespace inspector {
+namespace tarn::tool {
 namespace {
 
 constexpr Command kCommands[] = {
@@ -142,10 +142,10 @@ ExitCode Run(Arguments arguments) {
 }
 
 }  // namespace
-}  // namespace inspector
+}  // namespace tarn::tool
 
 int main(int argc, char* argv[]) {
-  using namespace inspector;
+  using namespace tarn::tool;
   // Writing to a closed pipe is then an error that the output knows about.
   std::signal(SIGPIPE, SIG_IGN);
   // The runtime's own words about bad input would only repeat the tool's.

@@ -4,7 +4,7 @@
 #include "hidden.h"
 #include "output.h"
 
-namespace inspector {
+namespace tarn::tool {
 namespace {
 
 // Text as roff takes it: nothing in it is a request or a dash of typography.
@@ -78,4 +78,4 @@ void PrintManual(const std::vector<Command>& commands) {
   output.Flush();
 }
 
-}  // namespace inspector
+}  // namespace tarn::tool

@@ -1,0 +1,143 @@
+// Declares the options that commands share, and parses.
+#include "command_line.h"
+
+#include <charconv>
+#include <sstream>
+
+#include "declaration.h"
+#include "failure.h"
+#include "output.h"
+
+namespace tarn::tool {
+
+namespace {
+
+// False: it is no number, or one of more than 64 bits.
+bool ReadNumber(std::string_view text, uint64_t* number) {
+  const char* end = text.data() + text.size();
+  const auto result = std::from_chars(text.data(), end, *number);
+  return result.ec == std::errc() && result.ptr == end;
+}
+
+// The bits by which the unit at the end of a size shifts it: 0, 10, 20 or 30.
+// The unit is taken away.
+int TakeUnit(std::string_view* text) {
+  const size_t digits = text->find_first_not_of("0123456789");
+  if (digits == text->npos) return 0;
+  std::string unit(text->substr(digits));
+  for (char& c : unit) c |= 0x20;
+  constexpr std::string_view kUnits = "bkmg";
+  const size_t shift = kUnits.find(unit[0]);
+  if (shift == kUnits.npos || (unit.substr(1) != "" && unit.substr(1) != "b" &&
+                               unit.substr(1) != "ib")) {
+    return 0;
+  }
+  *text = text->substr(0, digits);
+  return 10 * static_cast<int>(shift);
+}
+
+}  // namespace
+
+// The descriptions are empty, since they are longer than all else in the help.
+CLI::Validator SizeValue(uint64_t least) {
+  return CLI::Validator(
+      [least](std::string& value) -> std::string {
+        std::string_view text = value;
+        const int shift = TakeUnit(&text);
+        uint64_t size;
+        if (!ReadNumber(text, &size) || size > (kMostSize >> shift) ||
+            size << shift < least) {
+          return value + " is not a size from " + std::to_string(least) +
+                 " to " + std::to_string(kMostSize) +
+                 " bytes, as 500, 64K or 64M";
+        }
+        value = std::to_string(size << shift);
+        return "";
+      },
+      "");
+}
+
+CLI::Validator WholeNumber(uint64_t least, uint64_t most) {
+  return CLI::Validator(
+      [least, most](std::string& value) -> std::string {
+        uint64_t number;
+        if (ReadNumber(value, &number) && number >= least && number <= most) {
+          return "";
+        }
+        return value + " is not a whole number from " + std::to_string(least) +
+               " to " + std::to_string(most);
+      },
+      "");
+}
+
+CommandLine::CommandLine(const std::string& verb, const std::string& summary,
+                         const std::vector<std::string>& arguments)
+    : app_(summary, "tarn " + verb),
+      arguments_(arguments.rbegin(), arguments.rend()) {}
+
+void CommandLine::Type(std::string* type) {
+  app_.add_option("TYPE", *type, "Message type, as Server or tarn.Server")
+      ->required();
+}
+
+void CommandLine::File(InputOptions* options) {
+  app_.add_option("FILE", options->file,
+                  "File to read; - or nothing is standard input");
+  Form(options);
+}
+
+void CommandLine::Form(InputOptions* options) {
+  app_.add_option("--from", options->from, "Form of the input")
+      ->check(CLI::IsMember({"auto", "binary", "hex", "words", "octal",
+                             "source", "base64", "text", "json"}))
+      ->type_name("FORM");
+  app_.add_option("--max-size", options->max_size,
+                  "Largest message to read, as 500, 64K or 64M; 64M if not "
+                  "given")
+      ->transform(SizeValue(0))
+      ->type_name("SIZE");
+}
+
+void CommandLine::Stream(InputOptions* options) {
+  app_.add_option("--frame", options->frame,
+                  "Length in front of each message of a stream")
+      ->check(CLI::IsMember({"none", "varint", "u32be", "u32le"}))
+      ->type_name("FRAME");
+  app_.add_flag("--keep-going", options->keep_going,
+                "Go on with the next message behind a broken one");
+}
+
+void CommandLine::Input(InputOptions* options) {
+  File(options);
+  Stream(options);
+}
+
+void CommandLine::Color(OutputOptions* options) {
+  app_.add_option("--color", options->color, "Colours; auto is on a terminal")
+      ->check(CLI::IsMember({"auto", "always", "never"}))
+      ->type_name("WHEN");
+}
+
+void CommandLine::Secrets(OutputOptions* options) {
+  app_.add_flag("--show-secrets", options->show_secrets,
+                "Show the pass phrase of Wifi, not ***");
+}
+
+void CommandLine::Parse() {
+  if (AsksForDeclaration(arguments_)) throw DeclarationOf(app_);
+  try {
+    app_.parse(arguments_);
+  } catch (const CLI::CallForHelp&) {
+    std::ostringstream help;
+    PrintHelp(app_.get_name(), DeclarationOf(app_), help);
+    Output output;
+    output.Write(help.str());
+    output.Flush();
+    throw HelpGiven();
+  } catch (const CLI::ParseError& error) {
+    throw Failure(kUsage, std::string(error.what()) + "; see " +
+                              app_.get_name() + " --help");
+  }
+}
+
+}  // namespace tarn::tool

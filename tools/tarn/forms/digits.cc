@@ -1,0 +1,211 @@
+// Digits, numbers and strings turned into bytes.
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
+
+#include "forms.h"
+
+namespace tarn::tool {
+namespace {
+
+bool IsHexDigit(char c) {
+  return (c >= '0' && c <= '9') || ((c | 0x20) >= 'a' && (c | 0x20) <= 'f');
+}
+
+int HexValue(char c) { return c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10; }
+
+// One number of an array; bytes of Java go from -128.
+bool AppendNumber(std::string_view token, std::string* bytes) {
+  const bool negative = token.substr(0, 1) == "-";
+  if (negative) token.remove_prefix(1);
+  const bool hex = token.substr(0, 2) == "0x" || token.substr(0, 2) == "0X";
+  if (hex) token.remove_prefix(2);
+  int value = 0;
+  const char* end = token.data() + token.size();
+  const auto result = std::from_chars(token.data(), end, value, hex ? 16 : 10);
+  if (result.ec != std::errc() || result.ptr != end || value < 0 ||
+      value > (negative ? 128 : 255)) {
+    return false;
+  }
+  bytes->push_back(static_cast<char>(negative ? -value : value));
+  return true;
+}
+
+// Whether the bracket at `open` begins an array, and little else is there: not
+// the members of a message in the text format or in JSON, nor what strings
+// hold.
+bool IsArray(std::string_view text, size_t open, std::string* bytes) {
+  bytes->clear();
+  const std::string_view head = text.substr(0, open);
+  if (head.find_first_of("\"'") != head.npos ||
+      (head.find(':') != head.npos && head.find('=') == head.npos)) {
+    return false;
+  }
+  const size_t close = text.find(text[open] == '{' ? '}' : ']', open);
+  if (close == text.npos) return false;
+  std::string_view inside = text.substr(open + 1, close - open - 1);
+  size_t commas = 0;
+  while (!Trim(inside).empty()) {
+    const size_t comma = inside.find(',');
+    if (!AppendNumber(Trim(inside.substr(0, comma)), bytes)) return false;
+    if (comma == inside.npos) break;
+    ++commas;
+    inside.remove_prefix(comma + 1);
+  }
+  std::string_view tail = text.substr(close + 1);
+  const size_t word = tail.find_first_not_of(" \t\r\n);");
+  tail.remove_prefix(std::min(word, tail.size()));
+  // xxd -i says below how many there are.
+  constexpr std::string_view kLength = "_len = ";
+  if (const size_t length = tail.find(kLength); length != tail.npos) {
+    uint64_t count = 0;
+    std::from_chars(tail.data() + length + kLength.size(),
+                    tail.data() + tail.size(), count);
+    if (count != bytes->size()) return false;
+    tail = {};
+  }
+  return tail.empty() && (commas > 0 || (!bytes->empty() && open > 0));
+}
+
+// Takes one character of a string, with its escape, as its bytes.
+bool TakeEscaped(std::string_view* text, std::string* bytes) {
+  constexpr std::string_view kLetters = "abefnrtv\\\"'?";
+  constexpr std::string_view kMeanings = "\a\b\x1B\f\n\r\t\v\\\"'?";
+  std::string_view& rest = *text;
+  const char c = rest.front();
+  rest.remove_prefix(1);
+  if (c != '\\') {
+    bytes->push_back(c);
+    return true;
+  }
+  if (rest.empty()) return false;
+  const char kind = rest.front();
+  if (kind == 'x') {
+    if (rest.size() < 3 || !IsHexDigit(rest[1]) || !IsHexDigit(rest[2])) {
+      return false;
+    }
+    bytes->push_back(
+        static_cast<char>(HexValue(rest[1]) << 4 | HexValue(rest[2])));
+    rest.remove_prefix(3);
+    return true;
+  }
+  if (kind >= '0' && kind <= '7') {
+    int value = 0;
+    for (int i = 0; i < 3 && !rest.empty() && rest[0] >= '0' && rest[0] <= '7';
+         ++i) {
+      value = value << 3 | (rest[0] - '0');
+      rest.remove_prefix(1);
+    }
+    bytes->push_back(static_cast<char>(value));
+    return value < 256;
+  }
+  const size_t letter = kLetters.find(kind);
+  if (letter == kLetters.npos) return false;
+  bytes->push_back(kMeanings[letter]);
+  rest.remove_prefix(1);
+  return true;
+}
+
+}  // namespace
+
+bool FromHexDigits(std::string_view text, std::string* bytes) {
+  int half = -1;
+  for (size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (IsSpace(c) || c == ',' || c == ':') {
+      if (half >= 0) return false;
+    } else if (c == '0' && i + 1 < text.size() && (text[i + 1] | 0x20) == 'x' &&
+               half < 0) {
+      ++i;
+    } else if (!IsHexDigit(c)) {
+      return false;
+    } else if (half < 0) {
+      half = HexValue(c);
+    } else {
+      bytes->push_back(static_cast<char>(half << 4 | HexValue(c)));
+      half = -1;
+    }
+  }
+  return half < 0;
+}
+
+bool FromBase64(std::string_view text, std::string* bytes) {
+  bytes->clear();
+  uint32_t bits = 0;
+  int digits = 0;
+  int padding = 0;
+  for (const char c : text) {
+    if (IsSpace(c)) continue;
+    int value = -1;
+    if (c >= 'A' && c <= 'Z') value = c - 'A';
+    if (c >= 'a' && c <= 'z') value = c - 'a' + 26;
+    if (c >= '0' && c <= '9') value = c - '0' + 52;
+    if (c == '+' || c == '-') value = 62;
+    if (c == '/' || c == '_') value = 63;
+    if (c == '=') {
+      ++padding;
+      continue;
+    }
+    if (value < 0 || padding > 0) return false;
+    bits = bits << 6 | value;
+    digits = (digits + 1) % 4;
+    if (digits == 0) {
+      for (int shift = 16; shift >= 0; shift -= 8) {
+        bytes->push_back(static_cast<char>(bits >> shift));
+      }
+      bits = 0;
+    }
+  }
+  if (digits == 1 || (padding > 0 && padding != (4 - digits) % 4)) return false;
+  for (int i = 0; i + 1 < digits; ++i) {
+    bytes->push_back(
+        static_cast<char>(bits << (24 - 6 * digits) >> (16 - 8 * i)));
+  }
+  return !bytes->empty();
+}
+
+bool FromArray(std::string_view text, std::string* bytes) {
+  // "new byte[] {" has brackets in front of those that count.
+  constexpr int kMostBrackets = 4;
+  size_t open = text.find_first_of("{[");
+  for (int i = 0; i < kMostBrackets && open != text.npos; ++i) {
+    if (IsArray(text, open, bytes)) return true;
+    open = text.find_first_of("{[", open + 1);
+  }
+  return false;
+}
+
+bool FromEscapes(std::string_view text, std::string* bytes) {
+  bytes->clear();
+  text = Trim(text);
+  if (text.find('\\') == text.npos) return false;
+  // In front of the quotes: b of Python, $ of shells, "char data[] =" of C.
+  const size_t quote = text.find_first_of("\"'");
+  if (text.front() == '\\') {
+    while (!text.empty()) {
+      if (!TakeEscaped(&text, bytes)) return false;
+    }
+    return true;
+  }
+  if (quote == text.npos) return false;
+  const std::string_view head = Trim(text.substr(0, quote));
+  if (head.size() > 2 && head.back() != '=' && head.back() != '(') return false;
+  // Strings one after the other are one.
+  text.remove_prefix(quote);
+  while (!text.empty()) {
+    const char mark = text.front();
+    if (mark != '"' && mark != '\'') {
+      return text == ";" || text == ")" || text == ");";
+    }
+    text.remove_prefix(1);
+    while (!text.empty() && text.front() != mark) {
+      if (!TakeEscaped(&text, bytes)) return false;
+    }
+    if (text.empty()) return false;
+    text.remove_prefix(1);
+    text = Trim(text);
+  }
+  return true;
+}
+
+}  // namespace tarn::tool

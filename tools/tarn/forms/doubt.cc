@@ -1,0 +1,98 @@
+// Weighs the beginning of a message, and where that is odd, all that it could
+// be instead.
+#include "doubt.h"
+
+#include <algorithm>
+
+#include "forms.h"
+#include "frame.h"
+
+namespace tarn::tool {
+namespace {
+
+// More types than these are no help.
+constexpr size_t kMostNames = 3;
+
+}  // namespace
+
+Evidence Doubt::WeighPart(const Type& type, std::string_view bytes) {
+  const std::string_view part = bytes.substr(0, kBytes);
+  weighed_ += part.size();
+  return Weigh(type, part, part.size() < bytes.size());
+}
+
+std::string Doubt::FrameOf(std::string_view bytes) {
+  for (const char* frame : {"varint", "u32be", "u32le"}) {
+    std::string_view rest = bytes;
+    int messages = 0;
+    bool fits = true;
+    while (fits && !rest.empty()) {
+      const Header header = ReadHeader(frame, rest);
+      fits = header.size > 0 && header.length <= rest.size() - header.size;
+      if (!fits) break;
+      const std::string_view message = rest.substr(header.size, header.length);
+      // The first few tell; the others have to fit.
+      fits = ++messages > kMessages ||
+             std::any_of(types_.begin(), types_.end(), [&](const Type* type) {
+               const Evidence evidence = WeighPart(*type, message);
+               return IsClean(evidence) && evidence.fields > 0;
+             });
+      rest.remove_prefix(header.size + header.length);
+    }
+    if (fits && messages > 0) return frame;
+  }
+  return "";
+}
+
+std::string Doubt::TypeOf(std::string_view bytes, bool bad_utf8) {
+  const std::string_view part = bytes.substr(0, kBytes);
+  const std::vector<const Type*> all = AllTypes(&schema_);
+  weighed_ += all.size() * part.size();
+  const std::vector<Candidate> ranked =
+      Rank(all, part, part.size() < bytes.size());
+  if (!IsClean(ranked.front().evidence)) return "";
+  const std::vector<const Type*> verdict = Verdict(ranked);
+  if (verdict.empty() || verdict.size() > kMostNames) return "";
+  // A broken text says nothing of types that take any bytes.
+  const auto& fields = verdict.front()->fields;
+  if (bad_utf8 &&
+      std::any_of(fields.begin(), fields.end(), [](const Field& field) {
+        return field.kind == Kind::kBytes;
+      })) {
+    return "";
+  }
+  return NamesOf(verdict);
+}
+
+std::string Doubt::Look(std::string_view bytes, bool framed) {
+  if (looks_ == kMessages) return "";
+  ++looks_;
+  bool bad_utf8 = false;
+  for (const Type* type : types_) {
+    const Evidence evidence = WeighPart(*type, bytes);
+    if (IsClean(evidence)) return "";
+    bad_utf8 = evidence.bad_utf8;
+  }
+  if (!framed) {
+    const std::string_view format = KnownFormat(bytes);
+    if (!format.empty()) {
+      return name_ +
+             "these bytes look like something else: " + std::string(format);
+    }
+    const std::string frame = FrameOf(bytes);
+    if (!frame.empty()) {
+      return name_ +
+             "these bytes look like a stream, of messages with their lengths "
+             "in front: see --frame " +
+             frame;
+    }
+  }
+  if (types_.size() > 1) return "";
+  const std::string names = TypeOf(bytes, bad_utf8);
+  if (names.empty()) return "";
+  looks_ = kMessages;
+  return name_ + "these bytes look more like " + names + " than like " +
+         types_.front()->descriptor->name();
+}
+
+}  // namespace tarn::tool

@@ -1,0 +1,250 @@
+// Takes the lines of a dump apart. What the offsets say about the length of
+// each line, and the characters about its bytes, settles what belongs to which.
+#include "dump.h"
+
+#include <algorithm>
+#include <charconv>
+#include <vector>
+
+#include "forms.h"
+
+namespace tarn::tool {
+namespace {
+
+constexpr uint64_t kUnknown = UINT64_MAX;
+
+bool IsDigit(char c, int base) {
+  const char limit = base == 8 ? '7' : '9';
+  if (c >= '0' && c <= limit) return true;
+  return base == 16 && (c | 0x20) >= 'a' && (c | 0x20) <= 'f';
+}
+
+// The offset that a line begins with, and what follows it.
+struct Start {
+  std::string_view digits;
+  std::string_view rest;
+  bool colon = false;
+};
+
+bool Split(std::string_view line, Start* start) {
+  if (line.substr(0, 2) == "0x") line.remove_prefix(2);
+  size_t size = 0;
+  while (size < line.size() && IsDigit(line[size], 16)) ++size;
+  if (size < 4) return false;
+  start->digits = line.substr(0, size);
+  line.remove_prefix(size);
+  start->colon = !line.empty() && line.front() == ':';
+  if (start->colon) line.remove_prefix(1);
+  if (!line.empty() && !IsSpace(line.front())) return false;
+  start->rest = Trim(line);
+  return true;
+}
+
+bool ReadOffset(const Start& start, int base, uint64_t* offset) {
+  const char* end = start.digits.data() + start.digits.size();
+  const auto result = std::from_chars(start.digits.data(), end, *offset, base);
+  return result.ec == std::errc() && result.ptr == end;
+}
+
+// Appends the bytes of one group of digits.
+bool AppendGroup(std::string_view group, DumpUnit unit, std::string* bytes) {
+  const bool octal =
+      unit == DumpUnit::kOctalBytes || unit == DumpUnit::kOctalWords;
+  const size_t size = group.size();
+  if (octal && size != (unit == DumpUnit::kOctalBytes ? 3u : 6u)) return false;
+  if (unit == DumpUnit::kHexWords && size != 4 && size != 8 && size != 16) {
+    return false;
+  }
+  if (size == 0 || (!octal && size % 2 != 0)) return false;
+  if (unit == DumpUnit::kHexBytes) return FromHexDigits(group, bytes);
+  uint64_t value = 0;
+  const char* end = group.data() + size;
+  const auto result = std::from_chars(group.data(), end, value, octal ? 8 : 16);
+  if (result.ec != std::errc() || result.ptr != end) return false;
+  const size_t count = octal ? size / 3 : size / 2;
+  if (value >> 8 >> (8 * (count - 1)) != 0) return false;
+  for (size_t i = 0; i < count; ++i) {
+    bytes->push_back(static_cast<char>(value >> (8 * i)));
+  }
+  return true;
+}
+
+// Whether a text shows the bytes as characters: a dot for what cannot be
+// printed. Blanks at its ends may be gone.
+bool Shows(std::string_view text, std::string_view bytes) {
+  while (text.size() < bytes.size() && bytes.front() == ' ' &&
+         (text.empty() || text.front() != ' ')) {
+    bytes.remove_prefix(1);
+  }
+  if (text.size() > bytes.size()) return false;
+  for (size_t i = 0; i < bytes.size(); ++i) {
+    const bool printable = bytes[i] >= 0x20 && bytes[i] < 0x7F;
+    const char want = printable ? bytes[i] : '.';
+    if ((i < text.size() ? text[i] : ' ') != want) return false;
+  }
+  return !text.empty();
+}
+
+// The characters between bars, as of hexdump, or between > and <, as of od;
+// taken away from the line.
+std::string_view TakeFramed(std::string_view* line) {
+  constexpr std::pair<std::string_view, char> kFrames[] = {{" |", '|'},
+                                                           {"  >", '<'}};
+  for (const auto& [open, close] : kFrames) {
+    const size_t at = line->find(open);
+    if (at == line->npos || line->back() != close) continue;
+    std::string_view text = line->substr(at + open.size());
+    text.remove_suffix(text.empty() ? 0 : 1);
+    *line = Trim(line->substr(0, at));
+    return text;
+  }
+  return {};
+}
+
+class DumpReader {
+ public:
+  DumpReader(DumpUnit unit, int base, uint64_t max_size, Dump* dump)
+      : unit_(unit), base_(base), max_size_(max_size), dump_(*dump) {}
+
+  bool Read(std::string_view text) {
+    while (!text.empty()) {
+      const std::string_view line = Trim(TakeLine(&text));
+      if (line.empty()) continue;
+      if (line == "*") {
+        if (row_.empty() || repeated_) return false;
+        repeated_ = true;
+        continue;
+      }
+      Start start;
+      uint64_t offset;
+      if (!Split(line, &start) || !ReadOffset(start, base_, &offset)) {
+        return false;
+      }
+      if (!Follow(offset) || !Line(start, text)) return false;
+    }
+    dump_.certain = colons_ || lines_ > 1 || dump_.verified;
+    return !dump_.bytes.empty() && !repeated_ && (ended_ || !odd_) &&
+           (base_offset_ == 0 || dump_.certain);
+  }
+
+ private:
+  // Goes on at an offset: it is that of the next byte, or after a line that
+  // stands for many like it.
+  bool Follow(uint64_t offset) {
+    if (ended_) return false;
+    if (!begun_) base_offset_ = offset;
+    begun_ = true;
+    if (offset < base_offset_) return false;
+    const uint64_t at = offset - base_offset_;
+    if (at > max_size_) return false;
+    while (repeated_ && dump_.bytes.size() + row_.size() <= at) {
+      dump_.bytes += row_;
+    }
+    repeated_ = false;
+    // A word at the end holds one byte and a zero to fill it up.
+    if (odd_ && dump_.bytes.size() == at + 1 && dump_.bytes.back() == '\0') {
+      dump_.bytes.pop_back();
+    }
+    return dump_.bytes.size() == at;
+  }
+
+  // The bytes up to the next offset, if that can be read.
+  uint64_t Due(std::string_view text) const {
+    Start next;
+    uint64_t offset;
+    const std::string_view line = Trim(TakeLine(&text));
+    if (!Split(line, &next) || !ReadOffset(next, base_, &offset) ||
+        offset <= base_offset_ + dump_.bytes.size()) {
+      return kUnknown;
+    }
+    return offset - base_offset_ - dump_.bytes.size();
+  }
+
+  bool Line(const Start& start, std::string_view text) {
+    std::string_view rest = start.rest;
+    ++lines_;
+    colons_ = colons_ && start.colon;
+    if (rest.empty()) {
+      ended_ = true;
+      return true;
+    }
+    const std::string_view framed = TakeFramed(&rest);
+    const uint64_t due = Due(text);
+    row_.clear();
+    gap_ = false;
+    bool shown = false;
+    while (!rest.empty() && !shown && !(gap_ && row_.size() >= due)) {
+      const size_t size = std::min(rest.find_first_of(" \t"), rest.size());
+      const std::string_view group = rest.substr(0, size);
+      if (!AppendGroup(group, unit_, &row_)) {
+        // Characters that are not those of the bytes, as of another alphabet.
+        if (row_.empty() || !gap_ || !framed.empty()) return false;
+        break;
+      }
+      groups_of_pairs_ = groups_of_pairs_ && group.size() == 2;
+      rest.remove_prefix(size);
+      const size_t blanks = rest.find_first_not_of(" \t");
+      gap_ = blanks != rest.npos && (blanks > 1 || rest[0] == '\t');
+      rest.remove_prefix(std::min(blanks, rest.size()));
+      shown = gap_ && Shows(rest, row_);
+    }
+    verified_ = verified_ && (shown || Shows(framed, row_));
+    dump_.verified = verified_;
+    dump_.ambiguous = !groups_of_pairs_ && !start.colon;
+    odd_ = unit_ == DumpUnit::kHexWords || unit_ == DumpUnit::kOctalWords;
+    odd_ = odd_ && row_.back() == '\0';
+    if (row_.size() >
+        max_size_ - std::min<uint64_t>(max_size_, dump_.bytes.size())) {
+      return false;
+    }
+    dump_.bytes += row_;
+    return true;
+  }
+
+  const DumpUnit unit_;
+  const int base_;  // of the offsets
+  const uint64_t max_size_;
+  Dump& dump_;
+  std::string row_;  // of the last line
+  uint64_t base_offset_ = 0;
+  bool begun_ = false;
+  bool repeated_ = false;  // the last line was "*"
+  bool ended_ = false;     // an offset alone, the last
+  bool gap_ = false;       // in front of the next group
+  bool odd_ = false;       // whether the last byte only fills a word up
+  int lines_ = 0;
+  bool colons_ = true;
+  bool verified_ = true;
+  bool groups_of_pairs_ = true;
+};
+
+}  // namespace
+
+bool ReadDump(std::string_view text, DumpUnit unit, uint64_t max_size,
+              Dump* dump) {
+  for (const int base : {16, 8, 10}) {
+    *dump = Dump();
+    if (DumpReader(unit, base, max_size, dump).Read(text)) return true;
+  }
+  return false;
+}
+
+bool LooksLikeDump(std::string_view text) {
+  size_t lines = 0;
+  size_t like = 0;
+  std::string_view last;
+  while (!text.empty()) {
+    const std::string_view line = Trim(TakeLine(&text));
+    if (line.empty() || line == "*") continue;
+    ++lines;
+    Start start;
+    if (!Split(line, &start)) continue;
+    // Offsets grow, which words of a text do not.
+    like +=
+        start.digits.size() == last.size() ? start.digits > last : last.empty();
+    last = start.digits;
+  }
+  return lines > 1 && like == lines;
+}
+
+}  // namespace tarn::tool

@@ -1,0 +1,230 @@
+// Reads the text format and JSON by the runtime's own parsers, behind limits
+// that keep these from running out of stack.
+#include "encoding.h"
+
+#include <google/protobuf/io/coded_stream.h>
+#include <google/protobuf/io/tokenizer.h>
+#include <google/protobuf/io/zero_copy_stream_impl_lite.h>
+#include <google/protobuf/text_format.h>
+#include <google/protobuf/util/json_util.h>
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include "failure.h"
+#include "json_check.h"
+#include "salvage.h"
+#include "secrets.h"
+#include "walker.h"
+
+namespace tarn::tool {
+namespace {
+
+using google::protobuf::Message;
+using google::protobuf::TextFormat;
+namespace io = google::protobuf::io;
+
+// Keeps the first error that the text parser reports.
+class FirstError : public io::ErrorCollector {
+ public:
+  void AddError(int line, int column, const std::string& message) override {
+    if (!message_.empty()) return;
+    line_ = line;
+    column_ = column;
+    message_ = message;
+    if (message_.back() == '.') message_.pop_back();
+  }
+  int line() const { return line_; }  // from 0; -1: none
+  int column() const { return column_; }
+  const std::string& message() const { return message_; }
+
+ private:
+  int line_ = -1;
+  int column_ = 0;
+  std::string message_;
+};
+
+// Where a place of the text parser is in its text; it counts bytes, and a tab
+// to the next column of eight.
+size_t OffsetOf(std::string_view text, int line, int column) {
+  size_t at = 0;
+  for (; line > 0 && at < text.size(); ++at) line -= text[at] == '\n';
+  for (int here = 0; here < column && at < text.size(); ++at) {
+    here = text[at] == '\t' ? (here / 8 + 1) * 8 : here + 1;
+  }
+  return at;
+}
+
+// Names and values it reports behind them, at the next token. This goes back.
+size_t BackToWord(std::string_view text, size_t offset,
+                  const std::string& message) {
+  for (const std::string_view quote :
+       {"Unknown enumeration value of \"", "Value: \"", "has no field named \"",
+        "Non-repeated field \"", "Field \""}) {
+    const size_t found = message.find(quote);
+    if (found == message.npos) continue;
+    const size_t begin = found + quote.size();
+    const std::string word =
+        message.substr(begin, message.find('"', begin) - begin);
+    const size_t at = text.substr(0, offset).rfind(word);
+    return at == text.npos ? offset : at;
+  }
+  return offset;
+}
+
+// The text parser names a field that does not exist; this offers the nearest.
+std::string Suggestion(const std::string& error) {
+  constexpr std::string_view kType = "Message type \"";
+  constexpr std::string_view kField = "\" has no field named \"";
+  const size_t type = error.find(kType);
+  const size_t field = error.find(kField);
+  if (type == error.npos || field == error.npos) return "";
+  const size_t name = field + kField.size();
+  const auto* descriptor =
+      google::protobuf::DescriptorPool::generated_pool()->FindMessageTypeByName(
+          error.substr(type + kType.size(), field - type - kType.size()));
+  if (descriptor == nullptr) return "";
+  std::vector<std::string> names;
+  for (int i = 0; i < descriptor->field_count(); ++i) {
+    names.push_back(descriptor->field(i)->name());
+  }
+  return DidYouMean(error.substr(name, error.find('"', name) - name), names);
+}
+
+// A comment as the text printer writes unknown fields: "# 15: 150". It has its
+// line for itself.
+size_t FindUnknownComment(std::string_view text) {
+  for (size_t line = 0; line < text.size();) {
+    const size_t next = std::min(text.find('\n', line), text.size()) + 1;
+    const size_t at = text.find_first_not_of(' ', line);
+    line = next;
+    if (at >= next || text.substr(at, 2) != "# ") continue;
+    const size_t colon = text.find_first_not_of("0123456789", at + 2);
+    if (colon != at + 2 && colon != text.npos &&
+        (text[colon] == ':' || text.substr(colon, 2) == " {")) {
+      return at;
+    }
+  }
+  return text.npos;
+}
+
+// The runtime reads -0 as an integer, which has no sign of its own: -0.0 has.
+std::string WithSignedZeros(std::string fields, const JsonFindings& findings) {
+  if (findings.negative_zeros.empty()) return fields;
+  std::string signed_zeros;
+  size_t from = 0;
+  for (const size_t end : findings.negative_zeros) {
+    signed_zeros.append(fields, from, end - from);
+    signed_zeros += ".0";
+    from = end;
+  }
+  return signed_zeros.append(fields, from);
+}
+
+// Whether the runtime takes a value for a field, or for an element of it.
+bool IsJsonValue(const Type& holder, const Field& field,
+                 std::string_view value) {
+  const std::unique_ptr<Message> message = NewMessage(holder);
+  std::string json = "{" + field.json_key;
+  json += field.repeated ? "[" : "";
+  json += value;
+  json += field.repeated ? "]}" : "}";
+  return google::protobuf::util::JsonStringToMessage(json, message.get()).ok();
+}
+
+}  // namespace
+
+std::unique_ptr<Message> NewMessage(const Type& type) {
+  return std::unique_ptr<Message>(
+      google::protobuf::MessageFactory::generated_factory()
+          ->GetPrototype(type.descriptor)
+          ->New());
+}
+
+std::string Canonical(const Message& message) {
+  std::string bytes;
+  io::StringOutputStream stream(&bytes);
+  io::CodedOutputStream coded(&stream);
+  coded.SetSerializationDeterministic(true);
+  message.SerializePartialToCodedStream(&coded);
+  coded.Trim();
+  return bytes;
+}
+
+std::string Canonical(const Type& type, std::string_view bytes, bool unknown) {
+  const std::unique_ptr<Message> message = NewMessage(type);
+  GOOGLE_CHECK(message->ParseFromArray(bytes.data(), bytes.size()));
+  if (!unknown) message->DiscardUnknownFields();
+  return Canonical(*message);
+}
+
+std::string EncodeText(const Type& type, std::string_view text,
+                       const std::string& place) {
+  const std::unique_ptr<Message> message = NewMessage(type);
+  FirstError error;
+  TextFormat::Parser parser;
+  parser.RecordErrorsTo(&error);
+  parser.SetRecursionLimit(kMaxDepth);
+  io::ArrayInputStream stream(text.data(), text.size());
+  if (!parser.Parse(&stream, message.get())) {
+    const std::string& reason = error.message();
+    const size_t at =
+        BackToWord(text, OffsetOf(text, error.line(), error.column()), reason);
+    throw Failure(kMalformed, place + LineAndColumn(text, at) + ": " +
+                                  WithoutQuotations(type, reason) +
+                                  Suggestion(reason));
+  }
+  if (const std::string field = MaskedInText(type, text); !field.empty()) {
+    throw Failure(kMalformed, place + MaskedReason(field));
+  }
+  const size_t unknown = FindUnknownComment(text);
+  if (unknown != text.npos) {
+    Complain(place + LineAndColumn(text, unknown) +
+             ": unknown fields, which stand in comments, are left out");
+  }
+  // The text parser takes strings that are no UTF-8.
+  std::string bytes = Canonical(*message);
+  if (WalkVisitor visitor; !Walk(type, bytes, visitor)) {
+    const Damage damage = Assess(type, bytes, 0);
+    throw Failure(kMalformed, place + damage.path + ": " + damage.reason +
+                                  " of the encoded message");
+  }
+  return bytes;
+}
+
+std::string EncodeJson(const Type& type, std::string_view json,
+                       const std::string& place) {
+  const JsonFindings findings = CheckJson(type, json);
+  if (!findings.problem.empty()) {
+    throw Failure(kMalformed, place + findings.problem);
+  }
+  std::string fields(json);
+  if (findings.unknown_end != 0) {
+    // Undeclared numbers are listed there too, but have their field as well.
+    const std::string_view listed = json.substr(
+        findings.unknown_begin, findings.unknown_end - findings.unknown_begin);
+    if (listed.find("\"wireType\"") != listed.npos) {
+      Complain(place + LineAndColumn(json, findings.unknown_begin) +
+               ": unknown fields, which stand in \"@unknown\", are left out");
+    }
+    fields.replace(findings.unknown_begin, listed.size(), listed.size(), ' ');
+  }
+  const std::unique_ptr<Message> message = NewMessage(type);
+  const auto status = google::protobuf::util::JsonStringToMessage(
+      WithSignedZeros(std::move(fields), findings), message.get());
+  if (status.ok()) return Canonical(*message);
+  // The runtime does not say where: the first value that it refuses by itself
+  // is the one.
+  const JsonFindings values = CheckJson(
+      type, json,
+      [](const Type& holder, const Field& field, std::string_view value) {
+        return IsJsonValue(holder, field, value);
+      });
+  if (!values.problem.empty())
+    throw Failure(kMalformed, place + values.problem);
+  throw Failure(kMalformed,
+                place + WithoutQuotations(type, std::string(status.message())));
+}
+
+}  // namespace tarn::tool

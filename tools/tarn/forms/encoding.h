@@ -1,0 +1,36 @@
+// Messages written by people, as text or JSON, turned into wire bytes.
+#ifndef TOOLS_TARN_ENCODING_H_
+#define TOOLS_TARN_ENCODING_H_
+
+#include <google/protobuf/message.h>
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "schema.h"
+
+namespace tarn::tool {
+
+// An empty message of the type.
+std::unique_ptr<google::protobuf::Message> NewMessage(const Type& type);
+
+// The wire bytes in their one canonical order: fields by number, maps by key.
+std::string Canonical(const google::protobuf::Message& message);
+// The same of bytes that the runtime accepts, with unknown fields or without.
+std::string Canonical(const Type& type, std::string_view bytes,
+                      bool unknown = true);
+
+// Canonical bytes of a message in the text format or in JSON. What is wrong
+// with it is a Failure that begins with `place` and names line and column.
+// A misspelt name is wrong, and so is deeper nesting than a receiver accepts.
+// JSON may carry "@unknown", as the tool writes it: it is left out, and that
+// is said on stderr.
+std::string EncodeText(const Type& type, std::string_view text,
+                       const std::string& place);
+std::string EncodeJson(const Type& type, std::string_view json,
+                       const std::string& place);
+
+}  // namespace tarn::tool
+
+#endif  // TOOLS_TARN_ENCODING_H_

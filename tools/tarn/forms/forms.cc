@@ -1,0 +1,386 @@
+// Recognizes forms: takes away what mail, editors and programs put around a
+// message, then tries what is left as each form.
+#include "forms.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+
+#include "dump.h"
+#include "utf8.h"
+
+namespace tarn::tool {
+namespace {
+
+bool IsWord(char c) {
+  return (c >= '0' && c <= '9') || ((c | 0x20) >= 'a' && (c | 0x20) <= 'z') ||
+         c == '_';
+}
+
+// Whether it begins like the text format: a comment, or a field name with
+// what must follow it.
+bool LooksLikeText(std::string_view text) {
+  text = Trim(text);
+  if (text.empty()) return false;
+  if (text.front() == '#') return true;
+  size_t i = 0;
+  while (i < text.size() && IsWord(text[i])) ++i;
+  if (i == 0 || (text[0] >= '0' && text[0] <= '9')) return false;
+  while (i < text.size() && IsSpace(text[i])) ++i;
+  return i < text.size() && (text[i] == ':' || text[i] == '{');
+}
+
+bool LooksLikeJson(std::string_view text) {
+  text = Trim(text);
+  if (text.size() < 2 || text.front() != '{' || text.back() != '}') {
+    return false;
+  }
+  const std::string_view inside = Trim(text.substr(1));
+  return inside.front() == '"' || inside.front() == '}';
+}
+
+// Takes the marks of a quotation in a mail away. False: there are none.
+bool Unquote(std::string_view text, std::string* plain) {
+  plain->clear();
+  bool any = false;
+  while (!text.empty()) {
+    std::string_view line = TakeLine(&text);
+    if (!Trim(line).empty() && line.front() != '>') return false;
+    size_t mark;
+    while ((mark = line.find_first_not_of(' ')) != line.npos &&
+           line[mark] == '>') {
+      any = true;
+      line.remove_prefix(mark + 1);
+    }
+    if (!line.empty() && line.front() == ' ') line.remove_prefix(1);
+    plain->append(line);
+    *plain += '\n';
+  }
+  return any;
+}
+
+// Takes the numbers of the lines away, as of cat -n or grep -n. False: they are
+// not numbered one after the other.
+bool Unnumber(std::string_view text, std::string* plain) {
+  plain->clear();
+  uint64_t last = 0;
+  while (!text.empty()) {
+    std::string_view line = TakeLine(&text);
+    const std::string_view trimmed = Trim(line);
+    if (trimmed.empty()) continue;
+    const bool padded = trimmed.data() != line.data();
+    uint64_t number = 0;
+    const char* end = trimmed.data() + trimmed.size();
+    const auto [p, error] = std::from_chars(trimmed.data(), end, number);
+    if (error != std::errc() || p == end || trimmed.front() == '0' ||
+        number != (last == 0 ? number : last + 1)) {
+      return false;
+    }
+    constexpr std::string_view kMarks = "\t:|).";
+    const bool marked = kMarks.find(*p) != kMarks.npos;
+    if (!marked && !(*p == ' ' && (padded || number < 10))) return false;
+    last = number;
+    plain->append(p + 1, end);
+    *plain += '\n';
+  }
+  return last != 0;
+}
+
+// Takes quotation marks, brackets and the like from around digits.
+std::string_view Unwrap(std::string_view text) {
+  constexpr std::pair<std::string_view, std::string_view> kWraps[] = {
+      {"<Buffer", ">"}, {"X'", "'"}, {"x'", "'"}, {"\"", "\""}, {"'", "'"},
+      {"`", "`"},       {"[", "]"},  {"<", ">"},  {"(", ")"}};
+  text = Trim(text);
+  for (const auto& [open, close] : kWraps) {
+    if (text.size() > open.size() && text.substr(0, open.size()) == open &&
+        text.substr(text.size() - 1) == close) {
+      return Trim(text.substr(open.size(), text.size() - open.size() - 1));
+    }
+  }
+  return text;
+}
+
+// Pairs of digits with blanks between them, or 0x in front of each.
+bool ArePairs(std::string_view digits) {
+  size_t pairs = 0;
+  while (!digits.empty()) {
+    const size_t size =
+        std::min(digits.find_first_of(" \t\r\n,:"), digits.size());
+    const std::string_view group = digits.substr(0, size);
+    if (size != 0 && size != 2 && (size != 4 || group.substr(0, 2) != "0x")) {
+      return false;
+    }
+    pairs += size != 0;
+    digits.remove_prefix(std::min(size + 1, digits.size()));
+  }
+  return pairs > 1;
+}
+
+// "data:application/x-protobuf;base64,CgE="
+void AddDataUri(std::string_view text, std::vector<Form>* forms) {
+  if (text.substr(0, 5) != "data:") return;
+  const size_t comma = text.find(',');
+  if (comma == text.npos) return;
+  Form form;
+  form.name = "base64";
+  form.certain = true;
+  const std::string_view head = text.substr(0, comma);
+  if (head.size() < 7 || head.substr(head.size() - 7) != ";base64") {
+    form.problem = "a data address that is not in base64";
+  } else if (!FromBase64(text.substr(comma + 1), &form.bytes)) {
+    form.problem = "a data address whose base64 is broken";
+  }
+  forms->push_back(form);
+}
+
+void AddDump(std::string_view text, uint64_t max_size,
+             std::vector<Form>* forms) {
+  constexpr std::pair<DumpUnit, const char*> kUnits[] = {
+      {DumpUnit::kHexBytes, "hex"},
+      {DumpUnit::kHexWords, "words"},
+      {DumpUnit::kOctalBytes, "octal"},
+      {DumpUnit::kOctalWords, "octal"}};
+  Dump dump;
+  bool bytes_verified = false;
+  for (const auto& [unit, name] : kUnits) {
+    if (!ReadDump(text, unit, max_size, &dump)) continue;
+    if (unit == DumpUnit::kHexWords && !forms->empty()) {
+      // Groups with a colon in front are bytes, unless the characters say that
+      // they are words.
+      if (bytes_verified || (!dump.ambiguous && !dump.verified)) continue;
+      if (dump.verified) forms->clear();
+    }
+    bytes_verified = dump.verified;
+    Form form;
+    form.name = name;
+    form.bytes = std::move(dump.bytes);
+    form.certain = dump.certain;
+    forms->push_back(std::move(form));
+  }
+  if (!forms->empty() || !LooksLikeDump(text)) return;
+  Form form;
+  form.name = "hex";
+  form.certain = true;
+  form.problem =
+      "a dump whose lines do not follow one another, or of a kind that cannot "
+      "be read: those of xxd, hexdump and od -t x1 can";
+  forms->push_back(form);
+}
+
+// The forms of a text from which all around it is taken away.
+std::vector<Form> PlainForms(std::string_view text, uint64_t max_size) {
+  std::vector<Form> forms;
+  const auto add = [&](const char* name, bool certain, std::string bytes) {
+    Form form;
+    form.name = name;
+    form.certain = certain;
+    form.bytes = std::move(bytes);
+    forms.push_back(std::move(form));
+  };
+  text = Trim(text);
+  AddDataUri(text, &forms);
+  if (forms.empty()) AddDump(text, max_size, &forms);
+  if (!forms.empty() && forms.front().certain) return forms;
+  std::string bytes;
+  if (FromArray(text, &bytes)) {
+    add("source", true, bytes);
+    return forms;
+  }
+  const bool json = LooksLikeJson(text);
+  if (json || LooksLikeText(text)) {
+    add(json ? "json" : "text", json, "");
+    forms.back().text = std::string(text);
+  }
+  const std::string_view digits = Unwrap(text);
+  bytes.clear();
+  bool long_hex = false;
+  if (digits.substr(0, 2) == "\\x" && FromHexDigits(digits.substr(2), &bytes)) {
+    add("hex", false, bytes);
+  }
+  bytes.clear();
+  if (FromEscapes(text, &bytes)) add("source", bytes.size() > 1, bytes);
+  bytes.clear();
+  if (FromHexDigits(digits, &bytes) && !bytes.empty()) {
+    add("hex", ArePairs(digits), bytes);
+    long_hex = bytes.size() >= 8;
+  }
+  // Digits that are all hexadecimal are no base64 by chance.
+  if (!long_hex && FromBase64(digits, &bytes)) add("base64", false, bytes);
+  return forms;
+}
+
+bool FromPlainForm(std::string_view name, std::string_view text,
+                   uint64_t max_size, std::string* bytes) {
+  const auto dump = [&](DumpUnit unit) {
+    Dump read;
+    if (!ReadDump(text, unit, max_size, &read)) return false;
+    *bytes = std::move(read.bytes);
+    return true;
+  };
+  bytes->clear();
+  text = Trim(text);
+  if (name == "words") return dump(DumpUnit::kHexWords);
+  if (name == "octal") {
+    return dump(DumpUnit::kOctalBytes) || dump(DumpUnit::kOctalWords);
+  }
+  if (name == "source")
+    return FromArray(text, bytes) || FromEscapes(text, bytes);
+  if (name == "hex") {
+    if (dump(DumpUnit::kHexBytes)) return true;
+    std::string_view digits = Unwrap(text);
+    if (digits.substr(0, 2) == "\\x") digits.remove_prefix(2);
+    return FromHexDigits(digits, bytes);
+  }
+  std::vector<Form> forms;
+  AddDataUri(text, &forms);
+  if (forms.empty()) return FromBase64(Unwrap(text), bytes);
+  *bytes = std::move(forms.front().bytes);
+  return forms.front().problem.empty();
+}
+
+// What stands between pieces of a text that have nothing to do with another.
+constexpr std::string_view kBetween = "\t\r\n\"'`()[]{}<>;=|";
+
+// Collects the digits in a text, each with its place.
+class Pieces {
+ public:
+  explicit Pieces(std::string_view input) : input_(input) {}
+
+  // Of a part of the input that has none of kBetween in it: the longest rows of
+  // pairs with blanks, commas or colons between them, and every word.
+  void AddFrom(std::string_view part) {
+    size_t row = part.npos;  // where a row of pairs begins
+    for (size_t word = 0; word <= part.size();) {
+      const size_t stop =
+          std::min(part.find_first_of(" ,:", word), part.size());
+      const std::string_view token = part.substr(word, stop - word);
+      const bool pair =
+          token.size() == 2 || (token.size() == 4 && token[1] == 'x');
+      if (pair && row == part.npos) row = word;
+      if (row != part.npos && (!pair || stop == part.size())) {
+        const size_t end = pair ? stop : word;
+        Add("hex", Trim(part.substr(row, end - row)));
+        row = part.npos;
+      }
+      if (!pair && !Add("hex", token)) AddBase64(token);
+      word = stop + 1;
+    }
+  }
+
+  std::vector<Form> Take() { return std::move(forms_); }
+
+ private:
+  bool Add(const char* name, std::string_view piece) {
+    constexpr size_t kLeastBytes = 4;
+    Form form;
+    const bool hex = name == std::string_view("hex");
+    if (hex ? !FromHexDigits(piece, &form.bytes)
+            : !FromBase64(piece, &form.bytes)) {
+      return false;
+    }
+    if (form.bytes.size() < kLeastBytes) return false;
+    form.name = name;
+    form.embedded_at = piece.data() - input_.data();
+    forms_.push_back(std::move(form));
+    return true;
+  }
+  // With the = at its end, which parts what stands in front of it from what
+  // comes after.
+  void AddBase64(std::string_view token) {
+    const size_t at = token.data() - input_.data();
+    size_t size = token.size();
+    while (at + size < input_.size() && input_[at + size] == '=') ++size;
+    Add("base64", input_.substr(at, size));
+  }
+
+  std::string_view input_;
+  std::vector<Form> forms_;
+};
+
+}  // namespace
+
+bool FromForm(std::string_view name, std::string_view input, uint64_t max_size,
+              std::string* bytes) {
+  if (FromPlainForm(name, input, max_size, bytes)) return true;
+  std::string plain;
+  if (Unquote(input, &plain)) return FromForm(name, plain, max_size, bytes);
+  return Unnumber(input, &plain) && FromPlainForm(name, plain, max_size, bytes);
+}
+
+bool IsText(std::string_view input) {
+  for (const char c : input) {
+    const unsigned char byte = c;
+    if ((byte < 0x20 && !IsSpace(c)) || byte == 0x7F) return false;
+  }
+  return FindInvalidUtf8(input.data(), input.data() + input.size()) == nullptr;
+}
+
+bool IsSpace(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+
+std::string_view Trim(std::string_view text) {
+  while (!text.empty() && IsSpace(text.front())) text.remove_prefix(1);
+  while (!text.empty() && IsSpace(text.back())) text.remove_suffix(1);
+  return text;
+}
+
+std::string_view TakeLine(std::string_view* text) {
+  const size_t size = std::min(text->find('\n'), text->size());
+  const std::string_view line = text->substr(0, size);
+  text->remove_prefix(std::min(size + 1, text->size()));
+  return line;
+}
+
+std::vector<Form> FormsOf(std::string_view input, uint64_t max_size) {
+  if (input.substr(0, 3) == "\xEF\xBB\xBF") input.remove_prefix(3);
+  if (!IsText(input) || Trim(input).empty()) return {};
+  std::string plain;
+  if (Unquote(input, &plain)) return FormsOf(plain, max_size);
+  std::vector<Form> forms = PlainForms(input, max_size);
+  if ((forms.empty() || !forms.front().certain ||
+       !forms.front().problem.empty()) &&
+      Unnumber(input, &plain)) {
+    for (Form& form : PlainForms(plain, max_size)) {
+      forms.push_back(std::move(form));
+    }
+  }
+  // What cannot be read says so only where nothing else can.
+  std::stable_partition(forms.begin(), forms.end(),
+                        [](const Form& form) { return form.problem.empty(); });
+  return forms;
+}
+
+std::vector<Form> FormsInside(std::string_view input) {
+  constexpr size_t kMostText = 1 << 20;
+  if (input.size() > kMostText || !IsText(input)) return {};
+  Pieces pieces(input);
+  size_t begin = 0;
+  while (begin < input.size()) {
+    const size_t end =
+        std::min(input.find_first_of(kBetween, begin), input.size());
+    pieces.AddFrom(input.substr(begin, end - begin));
+    begin = end + 1;
+  }
+  return pieces.Take();
+}
+
+std::string_view KnownFormat(std::string_view bytes) {
+  using namespace std::string_view_literals;
+  constexpr std::pair<std::string_view, std::string_view> kFormats[] = {
+      {"\x1F\x8B"sv, "compressed by gzip"},
+      {"\x28\xB5\x2F\xFD"sv, "compressed by zstd"},
+      {"\xFD\x37zXZ"sv, "compressed by xz"},
+      {"BZh"sv, "compressed by bzip2"},
+      {"PK\x03\x04"sv, "a zip archive"},
+      {"\xD4\xC3\xB2\xA1"sv, "a capture of packets (pcap)"},
+      {"\xA1\xB2\xC3\xD4"sv, "a capture of packets (pcap)"},
+      {"\x0A\x0D\x0D\x0A"sv, "a capture of packets (pcapng)"},
+      {"\xFF\xFE"sv, "text in UTF-16; iconv -f UTF-16 makes it readable"},
+      {"\xFE\xFF"sv, "text in UTF-16; iconv -f UTF-16 makes it readable"}};
+  for (const auto& [start, what] : kFormats) {
+    if (bytes.substr(0, start.size()) == start) return what;
+  }
+  return {};
+}
+
+}  // namespace tarn::tool

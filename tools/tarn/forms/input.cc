@@ -1,0 +1,205 @@
+// Takes inputs apart into messages.
+#include "input.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <climits>
+
+#include "doubt.h"
+#include "encoding.h"
+#include "forms.h"
+#include "frame.h"
+#include "progress.h"
+#include "reader.h"
+
+namespace tarn::tool {
+namespace {
+
+// The runtime counts the bytes of a message in an int.
+constexpr uint64_t kMostBytes = INT_MAX;
+
+// Why a message of this size is not read; empty: it is.
+std::string TooLarge(uint64_t size, uint64_t max_size) {
+  if (size > max_size) {
+    return "more than " + std::to_string(max_size) + " bytes; see --max-size";
+  }
+  if (size > kMostBytes) {
+    return "more than " + std::to_string(kMostBytes) +
+           " bytes, the most that the Protocol Buffers runtime reads";
+  }
+  return "";
+}
+
+std::string ReadAll(Reader* reader, const InputOptions& options) {
+  const uint64_t most = std::min(options.max_size, kMostBytes);
+  if (reader->known_size() > most || reader->Fill(most + 1)) {
+    throw Failure(kMalformed, InputName(options.file) + ": " +
+                                  TooLarge(most + 1, options.max_size));
+  }
+  return std::string(reader->window());
+}
+
+// Goes past bytes without keeping them; false: the file ends before.
+bool Discard(Reader* reader, uint64_t size) {
+  while (size > 0) {
+    if (!reader->Fill(1)) return false;
+    const size_t step = std::min<uint64_t>(size, reader->window().size());
+    reader->Consume(step);
+    size -= step;
+  }
+  return true;
+}
+
+// Says what more there is to say of a message, once it is dealt with.
+void Remark(Doubt* doubt, const Record& record) {
+  const std::string remark = doubt->Look(record.bytes, record.number > 0);
+  if (!remark.empty()) Complain(remark);
+}
+
+ExitCode ForEachFramed(const InputOptions& options, Reader* reader,
+                       Doubt* doubt,
+                       const std::function<ExitCode(const Record&)>& handle) {
+  Progress progress;
+  Record record;
+  ExitCode worst = kFine;
+  const auto complain = [&](const std::string& reason) {
+    progress.Hide();
+    Complain(Place(options, record, 0) + reason);
+    worst = std::max(worst, kMalformed);
+  };
+  while (reader->Fill(1)) {
+    ++record.number;
+    record.offset = reader->offset();
+    record.bytes = {};
+    const size_t most = MostOfHeader(options.frame);
+    reader->Fill(most);
+    const Header header =
+        ReadHeader(options.frame, reader->window().substr(0, most));
+    if (header.size == 0) {
+      complain(reader->window().size() < 10 ? "cut off inside the frame"
+                                            : "a frame longer than ten bytes");
+      break;
+    }
+    reader->Consume(header.size);
+    const std::string too_large = TooLarge(header.length, options.max_size);
+    if (!too_large.empty()) {
+      complain("message of " + std::to_string(header.length) +
+               " bytes: " + too_large);
+      if (!options.keep_going || !Discard(reader, header.length)) break;
+      continue;
+    }
+    if (!reader->Fill(header.length)) {
+      complain("cut off inside the message: " +
+               std::to_string(reader->window().size()) + " of its " +
+               std::to_string(header.length) + " bytes are there");
+      break;
+    }
+    record.offset = reader->offset();
+    record.bytes = reader->window().substr(0, header.length);
+    progress.Update(record.number, record.offset + record.bytes.size());
+    const ExitCode status = handle(record);
+    worst = std::max(worst, status);
+    Remark(doubt, record);
+    if (status >= kMalformed && !options.keep_going) break;
+    if (ReaderHasGone() && !options.to_the_end) break;
+    reader->Consume(header.length);
+  }
+  progress.Hide();
+  return worst;
+}
+
+}  // namespace
+
+std::string Place(const InputOptions& options, const Record& record,
+                  uint64_t offset) {
+  std::string place = InputName(options.file) + ": ";
+  if (record.number > 0) {
+    place += "record " + std::to_string(record.number) + ": ";
+  }
+  return place + "byte " + std::to_string(record.offset + offset) + ": ";
+}
+
+std::string ReadFile(const std::string& file, uint64_t max_size) {
+  InputOptions options;
+  options.file = file;
+  options.max_size = max_size;
+  Reader reader(file);
+  return ReadAll(&reader, options);
+}
+
+std::string ReadMessage(const InputOptions& options, const Type& type) {
+  std::string input = ReadFile(options.file, options.max_size);
+  Reading reading =
+      Read(options, InputName(options.file) + ": ", {&type}, input);
+  Record record;
+  record.bytes = reading.binary ? input : reading.bytes;
+  Doubt doubt(InputName(options.file) + ": ", {&type});
+  Remark(&doubt, record);
+  return reading.binary ? std::move(input) : std::move(reading.bytes);
+}
+
+ExitCode ForEachRecord(const InputOptions& options,
+                       const std::vector<const Type*>& types,
+                       const std::function<ExitCode(const Record&)>& handle) {
+  Reader reader(options.file);
+  const std::string name = InputName(options.file) + ": ";
+  Doubt doubt(name, types);
+  if (options.frame != "none") {
+    if (options.from != "auto" && options.from != "binary") {
+      throw Failure(kUsage, "--frame is for binary streams, not for --from " +
+                                options.from);
+    }
+    return ForEachFramed(options, &reader, &doubt, handle);
+  }
+  const std::string input = ReadAll(&reader, options);
+  const Reading reading = Read(options, name, types, input);
+  Record record;
+  record.bytes = reading.binary ? input : reading.bytes;
+  record.written = reading.written.empty() ? nullptr : &reading.written;
+  if (input.empty() && ::isatty(STDERR_FILENO) != 0) {
+    Complain(InputName(options.file) + " is empty, which is an empty message");
+  }
+  const ExitCode status = handle(record);
+  if (record.written == nullptr) Remark(&doubt, record);
+  return status;
+}
+
+ExitCode ForEachWritten(const InputOptions& options, const Type& type,
+                        const std::function<void(std::string_view)>& handle) {
+  if (options.from != "auto" && options.from != "text" &&
+      options.from != "json") {
+    throw Failure(kUsage, "only text and JSON can be encoded, not --from " +
+                              options.from);
+  }
+  Reader reader(options.file);
+  if (options.frame == "none") {
+    const std::string input = ReadAll(&reader, options);
+    const std::string place = InputName(options.file) + ": ";
+    const bool json =
+        options.from == "json" ||
+        (options.from == "auto" && Trim(input).substr(0, 1) == "{");
+    handle(json ? EncodeJson(type, input, place)
+                : EncodeText(type, input, place));
+    return kFine;
+  }
+  ExitCode worst = kFine;
+  std::string line;
+  for (uint64_t number = 1; reader.ReadLine(options.max_size, &line);
+       ++number) {
+    if (ReaderHasGone()) break;
+    if (Trim(line).empty()) continue;
+    try {
+      handle(EncodeJson(type, line,
+                        InputName(options.file) + ": record " +
+                            std::to_string(number) + ": "));
+    } catch (const Failure& failure) {
+      if (!options.keep_going || failure.code() != kMalformed) throw;
+      Complain(failure.what());
+      worst = kMalformed;
+    }
+  }
+  return worst;
+}
+
+}  // namespace tarn::tool

@@ -1,0 +1,23 @@
+// What a command is told of its input.
+#ifndef TOOLS_TARN_INPUT_OPTIONS_H_
+#define TOOLS_TARN_INPUT_OPTIONS_H_
+
+#include <cstdint>
+#include <string>
+
+namespace tarn::tool {
+
+// Where a message comes from. FILE is "-", standard input, when it is left out.
+struct InputOptions {
+  std::string file = "-";
+  std::string from = "auto";
+  std::string frame = "none";
+  uint64_t max_size = 64 << 20;  // bytes of one message
+  bool keep_going = false;
+  // Goes through the whole stream even when nobody reads what is found.
+  bool to_the_end = false;
+};
+
+}  // namespace tarn::tool
+
+#endif  // TOOLS_TARN_INPUT_OPTIONS_H_

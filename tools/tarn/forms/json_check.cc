@@ -1,0 +1,290 @@
+// A JSON reader that keeps nothing but where it is.
+#include "json_check.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "secrets.h"
+
+namespace tarn::tool {
+namespace {
+
+// Objects inside one another that the runtime reads.
+constexpr size_t kMaxJsonDepth = 99;
+constexpr std::string_view kUnknown = "@unknown";
+
+class Checker {
+ public:
+  Checker(const Type& type, std::string_view json, const JsonValueTest& test)
+      : json_(json), test_(test) {
+    expected_ = {&type, nullptr};
+  }
+
+  JsonFindings Run() {
+    Document();
+    return findings_;
+  }
+
+ private:
+  // What a value is to be: a message of a type, or a value of a field of that
+  // type; neither: anything.
+  struct Expected {
+    const Type* type = nullptr;
+    const Field* field = nullptr;
+  };
+  // An object or a list that is open.
+  struct Level {
+    bool list = false;
+    bool map = false;
+    Expected inside;  // of an object: its type; of a list or map: each element
+    size_t unknown = std::string_view::npos;  // where "@unknown" begins
+    size_t comma = std::string_view::npos;    // the one in front of it
+    uint64_t seen = 0;                        // fields, a bit each
+    uint64_t set = 0;                         // those that are not null
+  };
+
+  bool Fail(size_t offset, const std::string& reason) {
+    findings_.problem = LineAndColumn(json_, offset) + ": " + reason;
+    return false;
+  }
+
+  void Space() {
+    while (at_ < json_.size() && std::string_view(" \t\r\n").find(json_[at_]) !=
+                                     std::string_view::npos) {
+      ++at_;
+    }
+  }
+  char Next() {
+    Space();
+    return at_ < json_.size() ? json_[at_] : '\0';
+  }
+
+  // Reads a string; `text` is what stands between the quotes.
+  bool String(std::string_view* text) {
+    const size_t begin = at_++;
+    while (at_ < json_.size() && json_[at_] != '"') {
+      if (static_cast<unsigned char>(json_[at_]) < 0x20) {
+        return Fail(at_, "control character in a string");
+      }
+      at_ += json_[at_] == '\\' ? 2 : 1;
+    }
+    if (at_ >= json_.size()) return Fail(begin, "string without an end");
+    *text = json_.substr(begin + 1, at_ - begin - 1);
+    ++at_;
+    return true;
+  }
+
+  bool Document() {
+    if (Next() != '{') return Fail(at_, "expected {");
+    if (!Value()) return false;
+    while (!levels_.empty()) {
+      if (!Step()) return false;
+    }
+    Space();
+    return at_ == json_.size() || Fail(at_, "nothing can follow the message");
+  }
+
+  // Goes on inside the innermost level, behind a bracket or a value.
+  bool Step() {
+    Level& level = levels_.back();
+    const char close = level.list ? ']' : '}';
+    char c = Next();
+    if (c == close) {
+      ++at_;
+      CloseUnknown(at_ - 1);
+      levels_.pop_back();
+      first_ = false;
+      return true;
+    }
+    size_t comma = std::string_view::npos;
+    if (!first_) {
+      if (c != ',') {
+        return Fail(at_, std::string("expected , or ") + close);
+      }
+      CloseUnknown(at_ + 1);
+      comma = at_++;
+      c = Next();
+    }
+    first_ = false;
+    expected_ = level.inside;
+    if (!level.list && !Member(comma)) return false;
+    return Value();
+  }
+
+  // Reads a name and its colon, and sets what is expected behind them.
+  bool Member(size_t comma) {
+    Level& level = levels_.back();
+    if (Next() != '"') return Fail(at_, "expected a name in quotes");
+    const size_t begin = at_;
+    std::string_view name;
+    if (!String(&name)) return false;
+    if (Next() != ':') return Fail(at_, "expected :");
+    ++at_;
+    if (level.map || level.inside.type == nullptr) return true;
+    expected_ = {};
+    if (levels_.size() == 1 && name == kUnknown) {
+      level.unknown = begin;
+      level.comma = comma;
+      return true;
+    }
+    if (name.find('\\') != name.npos) return true;
+    std::vector<std::string> names;
+    for (const Field& field : level.inside.type->fields) {
+      if (field.kind == Kind::kNone) continue;
+      names.push_back(field.descriptor->json_name());
+      if (name == field.name || name == names.back()) {
+        expected_ = {level.inside.type, &field};
+        return Once(field, begin) && (AtNull() || Alone(field, begin));
+      }
+    }
+    const Type& type = *level.inside.type;
+    return Fail(begin,
+                type.descriptor->full_name() +
+                    (type.secret ? " has no such field"
+                                 : " has no field " + std::string(name)) +
+                    DidYouMean(name, names));
+  }
+
+  // A field can be there once.
+  bool Once(const Field& field, size_t begin) {
+    uint64_t& seen = levels_.back().seen;
+    const uint64_t bit = uint64_t{1} << field.number;
+    if ((seen & bit) != 0) {
+      return Fail(begin, field.descriptor->full_name() + " is there twice");
+    }
+    seen |= bit;
+    return true;
+  }
+
+  // Of a oneof one member can be there.
+  bool Alone(const Field& field, size_t begin) {
+    uint64_t& set = levels_.back().set;
+    if ((set & field.rivals) != 0) {
+      return Fail(begin, "another member of " +
+                             field.descriptor->containing_oneof()->full_name() +
+                             " is there already");
+    }
+    set |= uint64_t{1} << field.number;
+    return true;
+  }
+
+  // Whether a null follows, which is as good as no member.
+  bool AtNull() {
+    Space();
+    const size_t after = at_ + 4;
+    return json_.substr(at_, 4) == "null" &&
+           (after >= json_.size() ||
+            std::string_view(" \t\r\n,}").find(json_[after]) !=
+                std::string_view::npos);
+  }
+
+  // The member "@unknown", if that is what ends here, can be cut out.
+  void CloseUnknown(size_t next) {
+    Level& level = levels_.back();
+    if (level.unknown == std::string_view::npos) return;
+    const bool last = json_[next - 1] != ',';
+    findings_.unknown_begin = last && level.comma != std::string_view::npos
+                                  ? level.comma
+                                  : level.unknown;
+    findings_.unknown_end = next;
+    level.unknown = std::string_view::npos;
+  }
+
+  bool Value() {
+    const char c = Next();
+    const size_t begin = at_;
+    if (c == '{' || c == '[') return Open(c);
+    std::string_view text;
+    if (c == '"') {
+      if (!String(&text)) return false;
+    } else {
+      while (at_ < json_.size() &&
+             std::string_view(" \t\r\n,:{}[]\"").find(json_[at_]) ==
+                 std::string_view::npos) {
+        ++at_;
+      }
+      if (at_ == begin) return Fail(at_, "expected a value");
+    }
+    const std::string_view value = json_.substr(begin, at_ - begin);
+    if (expected_.field == nullptr) return true;
+    if (value == "null") return true;
+    if (value == "-0" && expected_.field->kind == Kind::kFloat) {
+      findings_.negative_zeros.push_back(at_);
+    }
+    if (expected_.field->maskable && value == "\"***\"") {
+      return Fail(begin,
+                  MaskedReason(expected_.field->descriptor->full_name()));
+    }
+    if (test_ != nullptr && !test_(*expected_.type, *expected_.field, value)) {
+      return Fail(begin,
+                  (expected_.field->maskable ? "this" : std::string(value)) +
+                      " is no value for " +
+                      expected_.field->descriptor->full_name());
+    }
+    return true;
+  }
+
+  bool Open(char bracket) {
+    Level level;
+    level.list = bracket == '[';
+    const Field* field = expected_.field;
+    const bool element =
+        !levels_.empty() && (levels_.back().list || levels_.back().map);
+    if (field == nullptr) {
+      // The message itself, or what nobody looks at.
+      if (levels_.empty()) level.inside = expected_;
+    } else if (field->repeated && !element) {
+      if (level.list == field->map) {
+        return Fail(at_,
+                    field->descriptor->full_name() + " is a " +
+                        (field->map ? "map: expected {" : "list: expected ["));
+      }
+      level.map = field->map;
+      level.inside =
+          field->map ? Expected{field->type, field->type->Find(2)} : expected_;
+    } else if (field->kind != Kind::kMessage || level.list) {
+      return Fail(at_, std::string(1, bracket) + " cannot begin a value of " +
+                           field->descriptor->full_name());
+    } else {
+      level.inside = {field->type, nullptr};
+    }
+    size_t objects = 0;
+    for (const Level& open : levels_) objects += !open.list;
+    if (objects > kMaxJsonDepth || levels_.size() > 3 * kMaxJsonDepth) {
+      return Fail(at_, "nested deeper than " + std::to_string(kMaxJsonDepth) +
+                           ", the most that is read from JSON");
+    }
+    ++at_;
+    first_ = true;
+    levels_.push_back(level);
+    return true;
+  }
+
+  const std::string_view json_;
+  const JsonValueTest& test_;
+  size_t at_ = 0;
+  bool first_ = false;  // nothing stands yet inside the innermost level
+  Expected expected_;
+  std::vector<Level> levels_;
+  JsonFindings findings_;
+};
+
+}  // namespace
+
+JsonFindings CheckJson(const Type& type, std::string_view json,
+                       const JsonValueTest& test) {
+  return Checker(type, json, test).Run();
+}
+
+std::string LineAndColumn(std::string_view text, size_t offset) {
+  const std::string_view before = text.substr(0, offset);
+  const size_t line = std::count(before.begin(), before.end(), '\n') + 1;
+  const std::string_view row = before.substr(before.rfind('\n') + 1);
+  const size_t column =
+      std::count_if(row.begin(), row.end(),
+                    [](char c) { return (c & 0xC0) != 0x80; }) +
+      1;
+  return "line " + std::to_string(line) + ", column " + std::to_string(column);
+}
+
+}  // namespace tarn::tool

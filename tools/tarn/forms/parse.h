@@ -1,0 +1,21 @@
+// Message objects, for commands that need the whole message at once.
+#ifndef TOOLS_TARN_PARSE_H_
+#define TOOLS_TARN_PARSE_H_
+
+#include <google/protobuf/message.h>
+
+#include <memory>
+
+#include "input.h"
+#include "schema.h"
+
+namespace tarn::tool {
+
+// The message of a record. Null where the runtime rejects it; where and why is
+// then on stderr.
+std::unique_ptr<google::protobuf::Message> ParseRecord(
+    const InputOptions& options, const Type& type, const Record& record);
+
+}  // namespace tarn::tool
+
+#endif  // TOOLS_TARN_PARSE_H_

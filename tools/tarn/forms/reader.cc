@@ -1,0 +1,93 @@
+// Reads files and pipes.
+#include "reader.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "failure.h"
+
+namespace tarn::tool {
+namespace {
+
+// Sizes of the buffer: the first is enough for most messages, the other is what
+// it grows to for a stream.
+constexpr size_t kFirst = 16 << 10;
+constexpr size_t kChunk = 256 << 10;
+
+}  // namespace
+
+std::string InputName(const std::string& file) {
+  return file == "-" ? "standard input" : file;
+}
+
+Reader::Reader(const std::string& file) : name_(InputName(file)) {
+  if (file == "-") return;
+  fd_ = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd_ < 0) Fail();
+}
+
+Reader::~Reader() {
+  if (fd_ != STDIN_FILENO) ::close(fd_);
+}
+
+void Reader::Fail() const {
+  throw Failure(kInputOutput, name_ + ": " + std::strerror(errno));
+}
+
+uint64_t Reader::known_size() const {
+  struct stat status;
+  const bool known = ::fstat(fd_, &status) == 0 && S_ISREG(status.st_mode);
+  return known ? status.st_size : 0;
+}
+
+bool Reader::Fill(size_t size) {
+  while (end_ - begin_ < size) {
+    if (begin_ + size > buffer_.size() || begin_ == end_) {
+      std::memmove(buffer_.data(), buffer_.data() + begin_, end_ - begin_);
+      end_ -= begin_;
+      begin_ = 0;
+    }
+    // Grow with what arrives, not with what a header announces.
+    if (end_ == buffer_.size()) {
+      buffer_.resize(buffer_.empty() ? kFirst
+                                     : std::max(kChunk, buffer_.size() * 2));
+    }
+    const ssize_t got =
+        ::read(fd_, buffer_.data() + end_, buffer_.size() - end_);
+    if (got < 0) {
+      if (errno == EINTR) continue;
+      Fail();
+    }
+    if (got == 0) return false;
+    end_ += got;
+  }
+  return true;
+}
+
+bool Reader::ReadLine(size_t max_size, std::string* line) {
+  size_t known = 0;  // bytes without a line feed in them
+  while (true) {
+    const size_t end = window().find('\n', known);
+    if (end != std::string_view::npos) {
+      line->assign(window(), 0, end);
+      Consume(end + 1);
+      return true;
+    }
+    known = window().size();
+    if (known > max_size) {
+      throw Failure(kMalformed, name_ + ": a line of more than " +
+                                    std::to_string(max_size) +
+                                    " bytes; see --max-size");
+    }
+    if (!Fill(known + 1)) break;
+  }
+  line->assign(window());
+  Consume(known);
+  return known > 0;
+}
+
+}  // namespace tarn::tool

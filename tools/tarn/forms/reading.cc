@@ -1,0 +1,251 @@
+// Tries the forms that a text can be in, and settles which it is.
+#include "reading.h"
+
+#include <algorithm>
+
+#include "encoding.h"
+#include "failure.h"
+#include "forms.h"
+#include "ranking.h"
+
+namespace tarn::tool {
+namespace {
+
+// What a type makes of a reading.
+enum class Quality {
+  kNone,     // no message
+  kForeign,  // nothing but unknown fields
+  kOdd,
+  kClean,  // fields, and nothing odd about them
+};
+
+Quality Judge(const std::vector<const Type*>& types, std::string_view bytes) {
+  Quality best = Quality::kNone;
+  for (const Type* type : types) {
+    const Evidence evidence = Weigh(*type, bytes);
+    if (IsClean(evidence) && evidence.fields > 0) return Quality::kClean;
+    if (!evidence.accepted) continue;
+    best =
+        std::max(best, evidence.fields > 0 ? Quality::kOdd : Quality::kForeign);
+  }
+  return best;
+}
+
+struct Attempt {
+  std::string form = "binary";
+  bool certain = false;
+  Quality quality = Quality::kNone;
+  Reading reading;
+  std::string complaint;  // of text and JSON that no type takes
+};
+
+// A message as text or JSON, for every type that takes it.
+Attempt TryWritten(const std::string& form, const std::string& name,
+                   const std::vector<const Type*>& types,
+                   std::string_view text) {
+  Attempt attempt;
+  attempt.form = form;
+  for (const Type* type : types) {
+    try {
+      std::string bytes = form == "json" ? EncodeJson(*type, text, name)
+                                         : EncodeText(*type, text, name);
+      attempt.reading.written.push_back({type, std::move(bytes)});
+    } catch (const Failure& failure) {
+      if (failure.code() != kMalformed) throw;
+      if (!attempt.complaint.empty()) continue;
+      attempt.complaint = failure.what();
+      if (types.size() == 1) continue;
+      attempt.complaint += " (read as " + type->descriptor->full_name() +
+                           "; no other type takes it)";
+    }
+  }
+  if (attempt.reading.written.empty()) return attempt;
+  attempt.reading.bytes = attempt.reading.written.front().bytes;
+  attempt.quality =
+      attempt.reading.bytes.empty() ? Quality::kOdd : Quality::kClean;
+  return attempt;
+}
+
+Attempt Try(Form&& form, const std::string& name,
+            const std::vector<const Type*>& types) {
+  Attempt attempt;
+  if (form.name == "text" || form.name == "json") {
+    attempt = TryWritten(form.name, name, types, form.text);
+  } else {
+    attempt.form = form.name;
+    attempt.quality = Judge(types, form.bytes);
+    attempt.reading.bytes = std::move(form.bytes);
+  }
+  attempt.certain = form.certain;
+  return attempt;
+}
+
+// Those that are as good as the best of them.
+std::vector<Attempt*> Best(std::vector<Attempt>* attempts, bool certain) {
+  std::vector<Attempt*> best;
+  for (const Quality quality :
+       {Quality::kClean, Quality::kOdd, Quality::kForeign}) {
+    for (Attempt& attempt : *attempts) {
+      if (attempt.quality == quality && (attempt.certain || !certain)) {
+        best.push_back(&attempt);
+      }
+    }
+    if (!best.empty()) break;
+  }
+  return best;
+}
+
+// The attempts between which the input leaves a choice; one is no choice.
+// Whoever writes a line of digits ends it; no message of the type is a line
+// without one known field.
+std::vector<Attempt*> Rivals(std::vector<Attempt>* attempts, Attempt* binary,
+                             bool line) {
+  std::vector<Attempt*> rivals = Best(attempts, true);
+  if (!rivals.empty()) return rivals;
+  rivals = Best(attempts, false);
+  if (binary->quality == Quality::kNone ||
+      (binary->quality == Quality::kForeign && line && !rivals.empty())) {
+    return rivals;
+  }
+  if (rivals.empty() || rivals.front()->quality != Quality::kClean) {
+    return {binary};
+  }
+  rivals.insert(rivals.begin(), binary);
+  return rivals;
+}
+
+[[noreturn]] void Ask(const std::string& name,
+                      const std::vector<Attempt*>& rivals) {
+  std::string forms;
+  for (const Attempt* rival : rivals) {
+    if (rival != rivals.front())
+      forms += rival == rivals.back() ? " and as " : ", as ";
+    forms += rival->form;
+  }
+  throw Failure(kUsage, name + "can be read as " + forms +
+                            ": say with --from which it is");
+}
+
+// A message among other text; false: there is none. Two are too many.
+bool ReadInside(const std::string& name, const std::vector<const Type*>& types,
+                std::string_view input, Reading* reading) {
+  std::vector<Form> found;
+  for (Form& form : FormsInside(input)) {
+    if (Judge(types, form.bytes) != Quality::kClean) continue;
+    found.push_back(std::move(form));
+  }
+  if (found.empty()) return false;
+  std::string places;
+  for (const Form& form : found) {
+    if (&form != &found.front())
+      places += &form == &found.back() ? " and " : ", ";
+    places += std::to_string(form.embedded_at);
+  }
+  if (found.size() > 1) {
+    throw Failure(kMalformed, name +
+                                  "text with more than one message in it, at "
+                                  "bytes " +
+                                  places + ": cut one out");
+  }
+  Complain(name + "text with one message in it: the " + found.front().name +
+           " at byte " + places + " is read");
+  reading->bytes = std::move(found.front().bytes);
+  return true;
+}
+
+// Why a text is not made of digits.
+std::string NotDigits(std::string_view text, std::string_view digits,
+                      const std::string& form) {
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (digits.find(text[i]) != digits.npos || IsSpace(text[i])) continue;
+    return "byte " + std::to_string(i) + ": not a " + form + " digit";
+  }
+  return "the number of " + form + " digits does not make whole bytes";
+}
+
+[[noreturn]] void FailToRead(const std::string& form, const std::string& name,
+                             std::string_view input) {
+  constexpr std::string_view kBase64 =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/-_=";
+  std::string reason;
+  if (form == "hex") {
+    reason = NotDigits(input, "0123456789abcdefABCDEFxX,:", "hexadecimal");
+  } else if (form == "base64") {
+    reason = NotDigits(input, kBase64, "base64");
+  } else if (form == "source") {
+    reason = "no array of numbers, and no strings with escapes";
+  } else {
+    reason =
+        "no dump of " +
+        std::string(form == "words" ? "words in hexadecimal" : "octal numbers");
+  }
+  throw Failure(kMalformed, name + reason);
+}
+
+Reading ReadAs(const InputOptions& options, const std::string& name,
+               const std::vector<const Type*>& types, std::string_view input) {
+  Reading reading;
+  if (options.from == "text" || options.from == "json") {
+    Attempt attempt = TryWritten(options.from, name, types, input);
+    if (attempt.quality == Quality::kNone && attempt.reading.written.empty()) {
+      throw Failure(kMalformed, attempt.complaint);
+    }
+    return std::move(attempt.reading);
+  }
+  if (!FromForm(options.from, input, options.max_size, &reading.bytes)) {
+    FailToRead(options.from, name, input);
+  }
+  return reading;
+}
+
+// False: it is binary, or nothing else at least.
+bool ReadAuto(const InputOptions& options, const std::string& name,
+              const std::vector<const Type*>& types, std::string_view input,
+              Reading* reading) {
+  std::vector<Attempt> attempts;
+  std::string problem;
+  std::vector<Form> forms = FormsOf(input, options.max_size);
+  for (Form& form : forms) {
+    if (form.problem.empty()) {
+      attempts.push_back(Try(std::move(form), name, types));
+    } else if (problem.empty()) {
+      problem = form.problem;
+    }
+  }
+  if (forms.empty() && !IsText(input)) return false;
+  Attempt binary;
+  binary.quality = Judge(types, input);
+  const std::vector<Attempt*> rivals =
+      Rivals(&attempts, &binary, input.back() == '\n');
+  if (rivals.size() > 1) Ask(name, rivals);
+  if (!rivals.empty()) {
+    if (rivals.front() == &binary) return false;
+    *reading = std::move(rivals.front()->reading);
+    return true;
+  }
+  if (ReadInside(name, types, input, reading)) return true;
+  if (!problem.empty()) throw Failure(kMalformed, name + problem);
+  if (attempts.empty()) return false;
+  Attempt& likeliest = attempts.front();
+  if (!likeliest.complaint.empty())
+    throw Failure(kMalformed, likeliest.complaint);
+  *reading = std::move(likeliest.reading);
+  return true;
+}
+
+}  // namespace
+
+Reading Read(const InputOptions& options, const std::string& name,
+             const std::vector<const Type*>& types, std::string_view input) {
+  Reading reading;
+  if (options.from == "binary" || input.empty()) return reading;
+  if (options.from != "auto") {
+    reading = ReadAs(options, name, types, input);
+  } else if (!ReadAuto(options, name, types, input, &reading)) {
+    return reading;
+  }
+  reading.binary = false;
+  return reading;
+}
+
+}  // namespace tarn::tool

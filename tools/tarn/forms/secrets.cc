@@ -1,0 +1,99 @@
+// Finds out where a pass phrase can be, and what was masked before.
+#include "secrets.h"
+
+#include <google/protobuf/io/tokenizer.h>
+#include <google/protobuf/io/zero_copy_stream_impl_lite.h>
+
+#include <algorithm>
+
+#include "walker.h"
+
+namespace tarn::tool {
+namespace {
+
+namespace io = google::protobuf::io;
+
+// Fields in order, each once, all of them known, and texts of one line.
+class Examiner : public WalkVisitor {
+ public:
+  void Value(const Stack& stack, const Item& item) {
+    if (stack.top().seen >> item.field->number != 0) odd = true;
+    for (const unsigned char c : item.bytes()) odd |= c < 0x20 || c == 0x7F;
+  }
+  void Enter(const Stack&, const Item&) { odd = true; }
+  void Unknown(const Stack&, const Item&) { odd = true; }
+
+  bool odd = false;
+};
+
+class Silent : public io::ErrorCollector {
+ public:
+  void AddError(int, int, const std::string&) override {}
+};
+
+// Whether a line is a comment about a field that was masked.
+bool HasMaskedComment(std::string_view text) {
+  while (!text.empty()) {
+    const std::string_view line = text.substr(0, text.find('\n'));
+    const size_t begin = std::min(line.find_first_not_of(' '), line.size());
+    if (line.substr(begin, 5) == "# ***") return true;
+    text.remove_prefix(std::min(line.size() + 1, text.size()));
+  }
+  return false;
+}
+
+}  // namespace
+
+bool MayLeak(const Type& type, std::string_view bytes) {
+  if (!type.secret) return false;
+  Examiner examiner;
+  return !Walk(type, bytes, examiner) || examiner.odd;
+}
+
+std::string MaskedReason(const std::string& where) {
+  return where +
+         " is masked, not *** itself: decode with --show-secrets, or "
+         "write the first * as an escape";
+}
+
+std::string MaskedInText(const Type& type, std::string_view text) {
+  if (!type.secret) return "";
+  io::ArrayInputStream stream(text.data(), static_cast<int>(text.size()));
+  Silent errors;
+  io::Tokenizer tokenizer(&stream, &errors);
+  tokenizer.set_comment_style(io::Tokenizer::SH_COMMENT_STYLE);
+  std::string field;
+  bool masked = false;
+  while (tokenizer.Next()) {
+    const io::Tokenizer::Token& token = tokenizer.current();
+    if (token.type == io::Tokenizer::TYPE_STRING) {
+      // Strings in a row are one text.
+      masked = tokenizer.previous().text == ":" &&
+               (token.text == "\"***\"" || token.text == "'***'");
+    } else if (masked) {
+      break;
+    } else if (token.type == io::Tokenizer::TYPE_IDENTIFIER) {
+      field = token.text;
+    }
+  }
+  const std::string& name = type.descriptor->full_name();
+  if (masked) return name + '.' + field;
+  return HasMaskedComment(text) ? name : "";
+}
+
+std::string WithoutQuotations(const Type& type, const std::string& reason) {
+  if (!type.secret) return reason;
+  if (reason.find(" has no field named ") != reason.npos) {
+    return type.descriptor->full_name() + " has no such field";
+  }
+  if (reason.rfind("Expected ", 0) == 0) {
+    return reason.substr(
+        0, std::min(reason.find(", found"), reason.find(", got")));
+  }
+  // Words of the text stand in quotes or after a colon, its bytes as numbers.
+  return reason.find_first_of("\":0123456789") == reason.npos
+             ? reason
+             : "something else is expected here";
+}
+
+}  // namespace tarn::tool

@@ -1,0 +1,402 @@
+// Goes through both trees side by side, without a copy of either.
+#include "node_match.h"
+
+#include <algorithm>
+#include <numeric>
+#include <tuple>
+#include <typeinfo>
+
+#include "nodes.h"
+
+namespace tarn::tool {
+namespace {
+
+using google::protobuf::Descriptor;
+using google::protobuf::FieldDescriptor;
+using google::protobuf::Message;
+
+// Nodes of one side for which a partner is sought anywhere. Where there are
+// more, none is sought: they have gone from one place and come to another.
+constexpr size_t kMostStrays = 500000;
+constexpr uint32_t kNone = ~uint32_t{0};
+
+// The fields that matter here of one kind of node.
+struct KindFields {
+  const FieldDescriptor* member = nullptr;
+  const FieldDescriptor* uuid = nullptr;
+  const FieldDescriptor* children = nullptr;
+};
+
+// By the number of the member of ChildTypes.
+const KindFields& FieldsOfKind(int number) {
+  static const auto& table = *[] {
+    const Descriptor& type = *tarn::ChildTypes::descriptor();
+    auto* kinds = new std::vector<KindFields>;
+    for (int i = 0; i < type.field_count(); ++i) {
+      const FieldDescriptor* member = type.field(i);
+      const size_t index = member->number();
+      if (kinds->size() <= index) kinds->resize(index + 1);
+      const Descriptor& node = *member->message_type();
+      (*kinds)[index] = {member, node.FindFieldByName("uuid"),
+                         node.FindFieldByName("children")};
+    }
+    return kinds;
+  }();
+  return table[number];
+}
+
+// The number of the kind of nodes of a type; 0: they are none.
+int KindOfType(const Descriptor& type) {
+  const Descriptor& node = *tarn::ChildTypes::descriptor();
+  for (int i = 0; i < node.field_count(); ++i) {
+    if (node.field(i)->message_type() == &type) return node.field(i)->number();
+  }
+  return 0;
+}
+
+// The ChildTypes that holds a node; null: none does.
+const tarn::ChildTypes* WrapperOf(const NodeItem& item) {
+  // Asking for the descriptor would take longer than all else here.
+  return typeid(item) == typeid(tarn::ChildTypes)
+             ? static_cast<const tarn::ChildTypes*>(&item)
+             : nullptr;
+}
+
+int KindOf(const NodeItem& item) {
+  const tarn::ChildTypes* wrapper = WrapperOf(item);
+  return wrapper != nullptr ? wrapper->types_case()
+                            : KindOfType(*item.GetDescriptor());
+}
+
+// Nodes with the same key can be partners.
+struct Key {
+  int kind;
+  std::string_view uuid;
+
+  bool operator==(const Key& other) const {
+    return kind == other.kind && uuid == other.uuid;
+  }
+  bool operator<(const Key& other) const {
+    return std::tie(kind, uuid) < std::tie(other.kind, other.uuid);
+  }
+};
+
+std::string_view UuidOf(const NodeItem& item) {
+  if (const tarn::ChildTypes* wrapper = WrapperOf(item)) {
+    switch (wrapper->types_case()) {
+      case tarn::ChildTypes::kServer:
+        return wrapper->server().uuid();
+      case tarn::ChildTypes::kClient:
+        return wrapper->client().uuid();
+      case tarn::ChildTypes::kDisplay:
+        return wrapper->display().uuid();
+      case tarn::ChildTypes::kModule:
+        return wrapper->module().uuid();
+      case tarn::ChildTypes::kDirect:
+        return wrapper->direct().uuid();
+      case tarn::ChildTypes::kGetStatusModule:
+      case tarn::ChildTypes::TYPES_NOT_SET:
+        return {};
+    }
+  }
+  const FieldDescriptor* uuid = FieldsOfKind(KindOf(item)).uuid;
+  if (uuid == nullptr) return {};
+  std::string scratch;
+  return item.GetReflection()->GetStringReference(item, uuid, &scratch);
+}
+
+Key KeyOf(const NodeItem& item) { return {KindOf(item), UuidOf(item)}; }
+
+// Indices in the order of the keys of what they stand for, equal ones by index.
+// `item` gives the node for an index.
+template <class Item>
+void SortByKey(const Item& item, std::vector<uint32_t>* indices) {
+  std::sort(indices->begin(), indices->end(), [&](uint32_t x, uint32_t y) {
+    const Key key_x = KeyOf(item(x));
+    const Key key_y = KeyOf(item(y));
+    return key_x == key_y ? x < y : key_x < key_y;
+  });
+}
+
+// Calls `match` for the first of each key in one list with the first in the
+// other, the second with the second, and so on. Both lists are sorted.
+template <class ItemA, class ItemB, class Match>
+void MatchSorted(const std::vector<uint32_t>& a, const ItemA& item_a,
+                 const std::vector<uint32_t>& b, const ItemB& item_b,
+                 const Match& match) {
+  size_t j = 0;
+  for (const uint32_t i : a) {
+    const Key key = KeyOf(item_a(i));
+    while (j < b.size() && KeyOf(item_b(b[j])) < key) ++j;
+    if (j == b.size()) return;
+    if (KeyOf(item_b(b[j])) == key) match(i, b[j++]);
+  }
+}
+
+// Partners among two lists at the same place.
+class Siblings {
+ public:
+  Siblings(const NodeList& here, const NodeList& there, bool root, bool strays)
+      : here_(here), there_(there) {
+    if (strays) return;
+    const int most = std::min(here.size(), there.size());
+    if (root) {
+      same_ = most == 1 && KindOf(here.at(0)) == KindOf(there.at(0));
+      return;
+    }
+    while (same_ < most && KeyOf(here.at(same_)) == KeyOf(there.at(same_))) {
+      ++same_;
+    }
+    next_without_uuid_.fill(same_);
+    if (same_ < most) MatchRest();
+  }
+
+  // Of the node at i; to be asked for each node in turn. Null: none.
+  const NodeItem* PartnerOf(int i) {
+    if (i < same_) return &there_.at(i);
+    const Key key = KeyOf(here_.at(i));
+    if (key.uuid.empty()) return NextWithoutUuid(key);
+    if (next_ == partners_.size()) return nullptr;
+    const uint32_t partner = partners_[next_++];
+    return partner == kNone ? nullptr : &there_.at(partner);
+  }
+
+ private:
+  static std::vector<uint32_t> WithUuid(const NodeList& list, int from) {
+    std::vector<uint32_t> indices;
+    for (int i = from; i < list.size(); ++i) {
+      if (!KeyOf(list.at(i)).uuid.empty()) indices.push_back(i);
+    }
+    return indices;
+  }
+
+  void MatchRest() {
+    partners_ = WithUuid(here_, same_);
+    std::vector<uint32_t> order(partners_.size());
+    std::iota(order.begin(), order.end(), 0);
+    const auto here = [&](uint32_t i) -> const NodeItem& {
+      return here_.at(partners_[i]);
+    };
+    const auto there = [&](uint32_t i) -> const NodeItem& {
+      return there_.at(i);
+    };
+    SortByKey(here, &order);
+    std::vector<uint32_t> others = WithUuid(there_, same_);
+    SortByKey(there, &others);
+    std::vector<uint32_t> found(partners_.size(), kNone);
+    MatchSorted(order, here, others, there,
+                [&](uint32_t i, uint32_t j) { found[i] = j; });
+    partners_.swap(found);
+  }
+
+  const NodeItem* NextWithoutUuid(const Key& key) {
+    for (int& i = next_without_uuid_[key.kind]; i < there_.size();) {
+      const NodeItem& item = there_.at(i++);
+      if (KeyOf(item) == key) return &item;
+    }
+    return nullptr;
+  }
+
+  const NodeList& here_;
+  const NodeList& there_;
+  int same_ = 0;  // nodes in front that agree in their keys one by one
+  std::vector<uint32_t> partners_;  // of those after them that have a uuid
+  size_t next_ = 0;
+  std::array<int, 64> next_without_uuid_{};  // by kind
+};
+
+bool IsNode(const Descriptor& type) {
+  return &type == tarn::ChildTypes::descriptor() || KindOfType(type) != 0;
+}
+
+}  // namespace
+
+NodeParts PartsOf(const NodeItem& item) {
+  NodeParts parts;
+  parts.member = FieldsOfKind(KindOf(item)).member;
+  if (WrapperOf(item) == nullptr) {
+    parts.message = &item;
+    return parts;
+  }
+  parts.wrapper = &item;
+  if (parts.member != nullptr) {
+    parts.message = &item.GetReflection()->GetMessage(item, parts.member);
+  }
+  return parts;
+}
+
+int NodeList::size() const {
+  if (message == nullptr || field == nullptr) return message != nullptr;
+  const auto& reflection = *message->GetReflection();
+  return field->is_repeated() ? reflection.FieldSize(*message, field)
+                              : reflection.HasField(*message, field);
+}
+
+const NodeItem& NodeList::at(int i) const {
+  if (field == nullptr) return *message;
+  const auto& reflection = *message->GetReflection();
+  return field->is_repeated()
+             ? reflection.GetRepeatedMessage(*message, field, i)
+             : reflection.GetMessage(*message, field);
+}
+
+NodeList ChildrenOf(const NodeItem& item) {
+  const FieldDescriptor* children = FieldsOfKind(KindOf(item)).children;
+  if (children == nullptr) return {};
+  return {PartsOf(item).message, children};
+}
+
+// Lists the strays of one side in the order in which they are met.
+class NodeMatch::Collector : public Visitor {
+ public:
+  Collector(std::set<std::string>* fields, std::vector<Stray>* strays)
+      : fields_(*fields), strays_(*strays) {}
+
+  void Enter(const NodeItem& item, const Place& place) override {
+    const bool root = place.above.node == nullptr && place.above.field->empty();
+    if (place.partner != nullptr || root || KeyOf(item).uuid.empty()) return;
+    too_many_ |= strays_.size() == kMostStrays;
+    if (too_many_) return;
+    Above above = place.above;
+    if (above.field != nullptr)
+      above.field = &*fields_.insert(*above.field).first;
+    strays_.push_back({&item, above, nullptr, {}});
+  }
+  bool too_many() const { return too_many_; }
+
+ private:
+  std::set<std::string>& fields_;
+  std::vector<Stray>& strays_;
+  bool too_many_ = false;
+};
+
+NodeMatch::NodeMatch(const Message& before, const Message& after)
+    : before_(before), after_(after) {
+  std::array<std::vector<Stray>, 2> found;
+  for (const Side side : {kBefore, kAfter}) {
+    Collector collector(&fields_, &found[side]);
+    Visit(side, &collector);
+    if (collector.too_many()) return;
+  }
+  MatchStrays(&found[kBefore], &found[kAfter]);
+  for (std::vector<Stray>& strays : found) {
+    std::sort(strays.begin(), strays.end(),
+              [](const Stray& x, const Stray& y) { return x.item < y.item; });
+  }
+  strays_ = std::move(found);
+}
+
+void NodeMatch::MatchStrays(std::vector<Stray>* before,
+                            std::vector<Stray>* after) {
+  const auto in_before = [&](uint32_t i) -> const NodeItem& {
+    return *(*before)[i].item;
+  };
+  const auto in_after = [&](uint32_t i) -> const NodeItem& {
+    return *(*after)[i].item;
+  };
+  std::vector<uint32_t> order_before(before->size());
+  std::iota(order_before.begin(), order_before.end(), 0);
+  SortByKey(in_before, &order_before);
+  std::vector<uint32_t> order_after(after->size());
+  std::iota(order_after.begin(), order_after.end(), 0);
+  SortByKey(in_after, &order_after);
+  MatchSorted(order_before, in_before, order_after, in_after,
+              [&](uint32_t i, uint32_t j) {
+                Stray& a = (*before)[i];
+                Stray& b = (*after)[j];
+                a.partner = b.item;
+                a.partner_above = b.above;
+                b.partner = a.item;
+                b.partner_above = a.above;
+              });
+}
+
+const NodeMatch::Stray* NodeMatch::FindStray(Side side,
+                                             const NodeItem& item) const {
+  const std::vector<Stray>& strays = strays_[side];
+  const auto found = std::lower_bound(
+      strays.begin(), strays.end(), &item,
+      [](const Stray& stray, const NodeItem* at) { return stray.item < at; });
+  return found != strays.end() && found->item == &item ? &*found : nullptr;
+}
+
+bool NodeMatch::IsNodeItself() const {
+  return IsNode(*before_.GetDescriptor());
+}
+
+void NodeMatch::Visit(Side side, Visitor* visitor) const {
+  const Message& here = side == kBefore ? before_ : after_;
+  const Message& there = side == kBefore ? after_ : before_;
+  VisitHolder(side, here, &there, "", visitor);
+}
+
+// Finds the top nodes of a message; `there` is its like on the other side, or
+// null.
+void NodeMatch::VisitHolder(Side side, const Message& here,
+                            const Message* there, const std::string& path,
+                            Visitor* visitor) const {
+  const Descriptor& type = *here.GetDescriptor();
+  if (IsNode(type)) {
+    return VisitLists(side, {{&here}, {there}, {nullptr, &path}, {}, false},
+                      visitor);
+  }
+  for (int i = 0; i < type.field_count(); ++i) {
+    const FieldDescriptor& field = *type.field(i);
+    if (field.message_type() == nullptr) continue;
+    const std::string at =
+        path.empty() ? field.name() : path + "." + field.name();
+    if (IsNode(*field.message_type())) {
+      VisitLists(side,
+                 {{&here, &field}, {there, &field}, {nullptr, &at}, {}, false},
+                 visitor);
+    } else if (field.is_repeated() && HoldsNodes(*field.message_type())) {
+      const auto& reflection = *here.GetReflection();
+      const int others =
+          there == nullptr ? 0 : reflection.FieldSize(*there, &field);
+      for (int j = 0; j < reflection.FieldSize(here, &field); ++j) {
+        VisitHolder(side, reflection.GetRepeatedMessage(here, &field, j),
+                    j < others
+                        ? &reflection.GetRepeatedMessage(*there, &field, j)
+                        : nullptr,
+                    at + "[" + std::to_string(j) + "]", visitor);
+      }
+    }
+  }
+}
+
+void NodeMatch::VisitLists(Side side, const Lists& lists,
+                           Visitor* visitor) const {
+  const bool root = lists.above.field != nullptr && lists.above.field->empty();
+  Siblings siblings(lists.here, lists.there, root, lists.strays);
+  for (int i = 0; i < lists.here.size(); ++i) {
+    const NodeItem& item = lists.here.at(i);
+    Place place;
+    place.above = lists.above;
+    place.partner = siblings.PartnerOf(i);
+    bool strays = lists.strays;
+    if (place.partner != nullptr) {
+      place.partner_above = lists.above_there;
+    } else if (const Stray* stray = FindStray(side, item)) {
+      strays = true;
+      place.partner = stray->partner;
+      place.partner_above = stray->partner_above;
+      // Strays at the top are below different fields.
+      place.moved = place.partner != nullptr &&
+                    (place.partner_above.node == nullptr ||
+                     place.partner_above.node != lists.above_there.node);
+    }
+    VisitNode(side, item, place, strays, visitor);
+  }
+}
+
+void NodeMatch::VisitNode(Side side, const NodeItem& item, const Place& place,
+                          bool strays, Visitor* visitor) const {
+  visitor->Enter(item, place);
+  const NodeList there =
+      place.partner == nullptr ? NodeList() : ChildrenOf(*place.partner);
+  VisitLists(side, {ChildrenOf(item), there, {&item}, {place.partner}, strays},
+             visitor);
+  visitor->Leave();
+}
+
+}  // namespace tarn::tool

@@ -1,0 +1,114 @@
+// Which node of one message is which of another.
+//
+// Nodes of one kind and uuid are the same node. They are looked for first
+// below the same node, where their order does not count, and then anywhere. A
+// node without a uuid is known by its place among its like. Of several with one
+// uuid the first is matched with the first.
+#ifndef TOOLS_TARN_NODE_MATCH_H_
+#define TOOLS_TARN_NODE_MATCH_H_
+
+#include <google/protobuf/message.h>
+#include <tarn/Network.pb.h>
+
+#include <array>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tarn::tool {
+
+// A node by what holds it: its ChildTypes, or the Server, Client, ... itself
+// where no ChildTypes is around it.
+using NodeItem = google::protobuf::Message;
+
+// What a NodeItem holds.
+struct NodeParts {
+  const google::protobuf::FieldDescriptor* member = nullptr;  // null: no kind
+  const google::protobuf::Message* message = nullptr;         // null: no kind
+  const google::protobuf::Message* wrapper = nullptr;  // null: none around it
+};
+NodeParts PartsOf(const NodeItem& item);
+
+// The nodes that a field of a message holds, or the message alone.
+struct NodeList {
+  const google::protobuf::Message* message = nullptr;  // null: no nodes
+  const google::protobuf::FieldDescriptor* field = nullptr;
+
+  int size() const;
+  const NodeItem& at(int i) const;
+};
+// The nodes below a node.
+NodeList ChildrenOf(const NodeItem& item);
+
+// What is above a node: a node, or the field that holds the top nodes, which is
+// empty for the message itself.
+struct Above {
+  const NodeItem* node = nullptr;
+  const std::string* field = nullptr;
+};
+
+enum Side { kBefore, kAfter };
+
+class NodeMatch {
+ public:
+  NodeMatch(const google::protobuf::Message& before,
+            const google::protobuf::Message& after);
+
+  // A node of one side in the other.
+  struct Place {
+    const NodeItem* partner = nullptr;  // null: there is none
+    Above above;                        // of the node
+    Above partner_above;
+    bool moved = false;  // whether the partner is elsewhere
+  };
+  class Visitor {
+   public:
+    virtual ~Visitor() = default;
+    virtual void Enter(const NodeItem& item, const Place& place) = 0;
+    virtual void Leave() {}
+  };
+
+  // Whether the messages are nodes themselves.
+  bool IsNodeItself() const;
+
+  // Visits all nodes of one side, each before those below it.
+  void Visit(Side side, Visitor* visitor) const;
+
+ private:
+  // Two lists of nodes at the same place; the first is of the side that is
+  // visited.
+  struct Lists {
+    NodeList here, there;
+    Above above, above_there;
+    bool strays = false;  // all nodes with a uuid in these lists are strays
+  };
+  // A node that has a uuid, and no partner below the same node.
+  struct Stray {
+    const NodeItem* item;
+    Above above;
+    const NodeItem* partner;
+    Above partner_above;
+  };
+  class Collector;
+
+  static void MatchStrays(std::vector<Stray>* before,
+                          std::vector<Stray>* after);
+  const Stray* FindStray(Side side, const NodeItem& item) const;
+  void VisitHolder(Side side, const google::protobuf::Message& here,
+                   const google::protobuf::Message* there,
+                   const std::string& path, Visitor* visitor) const;
+  void VisitLists(Side side, const Lists& lists, Visitor* visitor) const;
+  void VisitNode(Side side, const NodeItem& item, const Place& place,
+                 bool strays, Visitor* visitor) const;
+
+  const google::protobuf::Message& before_;
+  const google::protobuf::Message& after_;
+  std::set<std::string> fields_;  // that hold strays
+  // By side; sorted by the addresses of their items.
+  std::array<std::vector<Stray>, 2> strays_;
+};
+
+}  // namespace tarn::tool
+
+#endif  // TOOLS_TARN_NODE_MATCH_H_

@@ -1,0 +1,37 @@
+// How the tool speaks of a StatusCodes number: words, colour, and how bad it
+// is.
+#ifndef TOOLS_TARN_STATUS_WORDS_H_
+#define TOOLS_TARN_STATUS_WORDS_H_
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+#include "output.h"
+
+namespace tarn::tool {
+
+// From bad to good, the order in which a table shows them.
+enum class Severity { kFault, kOdd, kWaiting, kGood, kNone };
+
+struct StatusLook {
+  std::string words;
+  Severity severity;
+  Color color;
+};
+
+// Any number has a look; one that is not declared is odd.
+StatusLook LookOf(int32_t status);
+
+// Orders statuses from bad to good.
+struct WorseStatus {
+  bool operator()(int32_t a, int32_t b) const;
+};
+
+// How many there are of each status. Printed as "2 retrying, 5 ok".
+using StatusTally = std::map<int32_t, int, WorseStatus>;
+void PrintTally(const StatusTally& tally, Output* output);
+
+}  // namespace tarn::tool
+
+#endif  // TOOLS_TARN_STATUS_WORDS_H_

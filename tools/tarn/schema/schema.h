@@ -1,0 +1,145 @@
+// What the tool knows about the message types: flat tables for the walker,
+// look-up by name, and the comments of the schema files.
+#ifndef TOOLS_TARN_SCHEMA_H_
+#define TOOLS_TARN_SCHEMA_H_
+
+#include <google/protobuf/descriptor.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace tarn::tool {
+
+struct Type;
+
+enum class Kind : uint8_t {
+  kNone,  // no such field
+  kInt32,
+  kUint32,
+  kBool,
+  kEnum,
+  kFloat,
+  kString,
+  kBytes,
+  kMessage,  // map entries too
+};
+
+struct Enum {
+  const google::protobuf::EnumDescriptor* descriptor;
+  std::vector<std::string_view> names;  // by number; empty: not declared
+
+  // The name of a number, empty when it is not declared.
+  std::string_view Name(int32_t number) const {
+    const uint32_t index = static_cast<uint32_t>(number);
+    return index < names.size() ? names[index] : std::string_view();
+  }
+};
+
+// A field as the walker and the printers need it.
+struct Field {
+  const google::protobuf::FieldDescriptor* descriptor = nullptr;
+  const Type* type = nullptr;         // of a message
+  const Enum* enumeration = nullptr;  // of an enum
+  std::string_view name;
+  std::string json_key;  // with quotes and colon, ready to write
+  uint64_t rivals = 0;   // bits of the other members of its oneof
+  uint32_t number = 0;
+  uint32_t tag = 0;         // of one value
+  uint32_t packed_tag = 0;  // of many values in one record; 0: cannot be
+  int slot = -1;            // counter of a repeated field within its record
+  Kind kind = Kind::kNone;
+  bool repeated = false;
+  bool map = false;
+  bool secret = false;    // not for the eyes of bystanders
+  bool maskable = false;  // it, or another field of its message, is secret
+};
+
+// A message type. Field numbers stay below 64, so that a set of fields fits
+// into one word; building the table stops the program where they do not.
+struct Type {
+  const google::protobuf::Descriptor* descriptor;
+  std::vector<Field> fields;  // by number
+  uint32_t limit = 0;         // how many those are
+  int slots = 0;              // repeated fields
+  size_t index = 0;           // among the types of the schema that has it
+  bool secret = false;        // has a field that is
+  bool masked = false;        // so is what errors and paths say of its bytes
+
+  const Field* Find(uint32_t number) const {
+    return number < limit && fields[number].kind != Kind::kNone
+               ? &fields[number]
+               : nullptr;
+  }
+};
+
+class Schema {
+ public:
+  explicit Schema(bool show_secrets = false);
+  ~Schema();
+
+  // The table of a type named `Server` or `tarn.Server`. An unknown name is a
+  // Failure that offers the nearest names.
+  const Type& Find(const std::string& name);
+  const Type& Table(const google::protobuf::Descriptor& descriptor);
+
+  // The two schema files, in the order of their names in the library.
+  // Descriptors of a file are built when they are first asked for, which takes
+  // as long as much of what else a short run does.
+  std::vector<const google::protobuf::FileDescriptor*> files() const;
+
+  // All message types of both files as declared, nested ones included but no
+  // map entries.
+  std::vector<const google::protobuf::Descriptor*> Messages() const;
+  std::vector<const google::protobuf::EnumDescriptor*> Enums() const;
+
+  // A full name without its package.
+  std::string Bare(const std::string& name) const;
+
+  // What all that has a comment is called, values both with their enum and by
+  // themselves.
+  std::vector<std::string> Names() const;
+
+  // The comment in front of a message, field, enum or enum value, given by its
+  // full name; lines are joined, paragraphs are kept apart by "\n\n".
+  std::string Comment(const google::protobuf::Descriptor& message);
+  std::string Comment(const google::protobuf::FieldDescriptor& field);
+  std::string Comment(const google::protobuf::EnumDescriptor& enumeration);
+  std::string Comment(const google::protobuf::EnumValueDescriptor& value);
+  std::string Comment(const google::protobuf::OneofDescriptor& oneof);
+
+ private:
+  const google::protobuf::DescriptorPool& Documented();
+  void GuardSecrets(Type* type) const;
+  const Enum& EnumTable(const google::protobuf::EnumDescriptor& descriptor);
+
+  const bool show_secrets_;
+  std::unordered_map<const google::protobuf::Descriptor*, std::unique_ptr<Type>>
+      types_;
+  std::unordered_map<const google::protobuf::EnumDescriptor*,
+                     std::unique_ptr<Enum>>
+      enums_;
+  std::unique_ptr<google::protobuf::DescriptorPool> documented_;
+};
+
+// The first sentence of a comment.
+std::string_view FirstSentence(std::string_view comment);
+
+// Up to three of the candidates that look most like the name, nearest first.
+// Case does not count.
+std::vector<std::string> Nearest(std::string_view name,
+                                 const std::vector<std::string>& candidates);
+
+// ", did you mean A, B or C?", or nothing where nothing is near.
+std::string DidYouMean(std::string_view name,
+                       const std::vector<std::string>& candidates);
+
+// The descriptor set of both schema files with comments, as bytes.
+std::string_view DescriptorSetBytes();
+
+}  // namespace tarn::tool
+
+#endif  // TOOLS_TARN_SCHEMA_H_

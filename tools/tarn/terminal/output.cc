@@ -1,0 +1,337 @@
+// Writing to standard output, and the escapes of text, JSON and terminals.
+#include "output.h"
+
+#include <google/protobuf/stubs/strutil.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+
+#include "failure.h"
+#include "utf8.h"
+
+namespace tarn::tool {
+namespace {
+
+constexpr size_t kBufferSize = 1 << 16;
+constexpr char kHex[] = "0123456789abcdef";
+
+// Bytes that neither format needs to look at: printable ASCII without quotes,
+// backslash, < and >.
+constexpr std::array<bool, 256> MakePlain() {
+  std::array<bool, 256> plain{};
+  for (int c = 0x20; c < 0x7F; ++c) plain[c] = true;
+  for (char c : {'"', '\'', '\\', '<', '>'}) plain[c] = false;
+  return plain;
+}
+constexpr std::array<bool, 256> kPlain = MakePlain();
+
+const char* SkipPlain(const char* p, const char* end) {
+  while (p < end && kPlain[static_cast<unsigned char>(*p)]) ++p;
+  return p;
+}
+
+// What no text for people may hold raw: the general categories Cc, Cf, Zl and
+// Zp of Unicode 15. They draw nothing, end lines, or turn the direction of what
+// follows. Surrogates (Cs) are no UTF-8.
+bool Invisible(uint32_t c) {
+  constexpr struct {
+    uint32_t first, last;
+  } kRanges[] = {{0x00, 0x1F},       {0x7F, 0x9F},       {0xAD, 0xAD},
+                 {0x600, 0x605},     {0x61C, 0x61C},     {0x6DD, 0x6DD},
+                 {0x70F, 0x70F},     {0x890, 0x891},     {0x8E2, 0x8E2},
+                 {0x180E, 0x180E},   {0x200B, 0x200F},   {0x2028, 0x202E},
+                 {0x2060, 0x2064},   {0x2066, 0x206F},   {0xFEFF, 0xFEFF},
+                 {0xFFF9, 0xFFFB},   {0x110BD, 0x110BD}, {0x110CD, 0x110CD},
+                 {0x13430, 0x1343F}, {0x1BCA0, 0x1BCA3}, {0x1D173, 0x1D17A},
+                 {0xE0001, 0xE0001}, {0xE0020, 0xE007F}};
+  for (const auto& range : kRanges) {
+    if (c >= range.first && c <= range.last) return true;
+  }
+  // The runtime's JSON escapes these too, which are drawn as nothing.
+  return c == 0x17B4 || c == 0x17B5;
+}
+
+// The character at p and its size in bytes; size 0 where it is not UTF-8.
+struct Character {
+  uint32_t code;
+  int size;
+};
+
+Character CharacterAt(const char* p, const char* end) {
+  const unsigned char lead = *p;
+  if (lead < 0x80) return {lead, 1};
+  const int size = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+  if (end - p < size || FindInvalidUtf8(p, p + size) != nullptr) return {0, 0};
+  uint32_t code = lead & (0xFF >> (size + 1));
+  for (int i = 1; i < size; ++i) code = code << 6 | (p[i] & 0x3F);
+  return {code, size};
+}
+
+// The letter behind the backslash that stands for a character; 0: none does.
+char JsonEscape(char c) {
+  switch (c) {
+    case '"':
+    case '\\':
+      return c;
+    case '\b':
+      return 'b';
+    case '\f':
+      return 'f';
+    case '\n':
+      return 'n';
+    case '\r':
+      return 'r';
+    case '\t':
+      return 't';
+    default:
+      return 0;
+  }
+}
+
+char* PutUnicodeEscape(char* out, uint32_t unit) {
+  *out++ = '\\';
+  *out++ = 'u';
+  for (int shift = 12; shift >= 0; shift -= 4) {
+    *out++ = kHex[unit >> shift & 15];
+  }
+  return out;
+}
+
+// Of standard output, of which there is one.
+bool reader_has_gone = false;
+
+void WriteOut(const char* p, size_t size) {
+  while (size > 0 && !reader_has_gone) {
+    const ssize_t written = ::write(STDOUT_FILENO, p, size);
+    if (written < 0) {
+      if (errno == EINTR) continue;
+      if (errno == EPIPE) {
+        reader_has_gone = true;
+        return;
+      }
+      throw Failure(kInputOutput,
+                    std::string("standard output: ") + std::strerror(errno));
+    }
+    p += written;
+    size -= written;
+  }
+}
+
+}  // namespace
+
+Output::Output(const std::string& color)
+    : buffer_(new char[kBufferSize]),
+      capacity_(kBufferSize),
+      end_(buffer_.get()),
+      limit_(end_ + kBufferSize),
+      terminal_(::isatty(STDOUT_FILENO) != 0) {
+  const char* no_color = std::getenv("NO_COLOR");
+  color_ = color == "always" || (color == "auto" && terminal_ &&
+                                 (no_color == nullptr || *no_color == '\0'));
+}
+
+void Output::MakeRoom(size_t size) {
+  Flush();
+  if (size <= capacity_) return;
+  capacity_ = size;
+  buffer_.reset(new char[size]);
+  end_ = buffer_.get();
+  limit_ = end_ + size;
+}
+
+void Output::Flush() {
+  const size_t size = end_ - buffer_.get();
+  end_ = buffer_.get();
+  WriteOut(end_, size);
+}
+
+bool ReaderHasGone() { return reader_has_gone; }
+
+void Output::ExpectRawBytes() const {
+  if (!terminal_) return;
+  throw Failure(kUsage,
+                "raw bytes do no good on a terminal: send them to a file or a "
+                "pipe, or ask for --to hex");
+}
+
+void Output::Float(float value) {
+  // The runtime's nine digits are more than the largest float: who reads them
+  // as a double first finds them out of range.
+  if (std::abs(value) == std::numeric_limits<float>::max()) {
+    return Write(value > 0 ? "3.4028234663852886e+38"
+                           : "-3.4028234663852886e+38");
+  }
+  Write(google::protobuf::SimpleFtoa(value));
+}
+
+void Output::Paint(Color color) {
+  if (!color_) return;
+  constexpr std::string_view kCodes[] = {"\033[0m",  "\033[31m", "\033[32m",
+                                         "\033[33m", "\033[34m", "\033[36m",
+                                         "\033[2m",  "\033[1m"};
+  Write(kCodes[static_cast<int>(color)]);
+}
+
+void Output::Painted(Color color, std::string_view text) {
+  if (color == Color::kNone || text.empty()) return Write(text);
+  Paint(color);
+  Write(text);
+  Paint(Color::kNone);
+}
+
+void Output::Untrusted(std::string_view text) { Write(Escaped(text)); }
+
+void Output::JsonString(std::string_view text) {
+  Write('"');
+  JsonText(text);
+  Write('"');
+}
+
+void Output::JsonText(std::string_view text) {
+  const char* p = text.data();
+  const char* const end = p + text.size();
+  while (true) {
+    const char* plain = SkipPlain(p, end);
+    Write(std::string_view(p, plain - p));
+    if (plain == end) break;
+    p = plain;
+    char* out = Reserve(16);
+    const Character character = CharacterAt(p, end);
+    const char c = *p;
+    p += std::max(character.size, 1);
+    if (const char letter = JsonEscape(c); letter != 0) {
+      *out++ = '\\';
+      *out++ = letter;
+    } else if (c == '<' || c == '>' || Invisible(character.code)) {
+      if (character.code < 0x10000) {
+        out = PutUnicodeEscape(out, character.code);
+      } else {
+        const uint32_t code = character.code - 0x10000;
+        out = PutUnicodeEscape(out, 0xD800 + (code >> 10));
+        out = PutUnicodeEscape(out, 0xDC00 + (code & 0x3FF));
+      }
+    } else {
+      std::memcpy(out, p - character.size, character.size);
+      out += character.size;
+    }
+    Advance(out);
+  }
+}
+
+void Output::TextString(std::string_view text) {
+  const char* p = text.data();
+  const char* const end = p + text.size();
+  Write('"');
+  while (true) {
+    const char* plain = SkipPlain(p, end);
+    Write(std::string_view(p, plain - p));
+    if (plain == end) break;
+    p = plain;
+    char* out = Reserve(16);
+    const Character character = CharacterAt(p, end);
+    const char* next = p + std::max(character.size, 1);
+    const char c = *p;
+    if (c == '\n' || c == '\r' || c == '\t') {
+      *out++ = '\\';
+      *out++ = c == '\n' ? 'n' : c == '\r' ? 'r' : 't';
+    } else if (c == '"' || c == '\'' || c == '\\') {
+      *out++ = '\\';
+      *out++ = c;
+    } else if (character.size == 0 || Invisible(character.code)) {
+      for (; p < next; ++p) {
+        const unsigned char byte = *p;
+        *out++ = '\\';
+        *out++ = '0' + (byte >> 6);
+        *out++ = '0' + (byte >> 3 & 7);
+        *out++ = '0' + (byte & 7);
+      }
+    } else {
+      std::memcpy(out, p, next - p);
+      out += next - p;
+    }
+    p = next;
+    Advance(out);
+  }
+  Write('"');
+}
+
+void Output::Base64(std::string_view bytes) {
+  constexpr char kDigits[] =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  for (size_t i = 0; i < bytes.size(); i += 3) {
+    const size_t left = bytes.size() - i;
+    uint32_t bits = 0;
+    for (size_t j = 0; j < 3; ++j) {
+      bits =
+          bits << 8 | (j < left ? static_cast<unsigned char>(bytes[i + j]) : 0);
+    }
+    char* out = Reserve(4);
+    for (size_t j = 0; j < 4; ++j) {
+      out[j] = j <= left ? kDigits[bits >> (18 - 6 * j) & 63] : '=';
+    }
+    Advance(out + 4);
+  }
+}
+
+void Output::Hex(std::string_view bytes) {
+  for (const unsigned char byte : bytes) {
+    char* out = Reserve(2);
+    out[0] = kHex[byte >> 4];
+    out[1] = kHex[byte & 15];
+    Advance(out + 2);
+  }
+}
+
+std::string Escaped(std::string_view text, std::string_view marked,
+                    size_t columns) {
+  std::string escaped;
+  size_t width = 0;
+  const char* p = text.data();
+  const char* const end = p + text.size();
+  while (p < end) {
+    const Character character = CharacterAt(p, end);
+    const char* next = p + std::max(character.size, 1);
+    const bool hidden = character.size == 0 || Invisible(character.code);
+    const bool slash = !hidden && marked.find(*p) != marked.npos;
+    width += hidden ? 4 * (next - p) : slash ? 2 : 1;
+    if (width > columns) return escaped + "\\…";
+    if (hidden) {
+      for (; p < next; ++p) {
+        const unsigned char byte = *p;
+        escaped += {'\\', 'x', kHex[byte >> 4], kHex[byte & 15]};
+      }
+    } else {
+      if (slash) escaped += '\\';
+      escaped.append(p, next);
+    }
+    p = next;
+  }
+  return escaped;
+}
+
+std::string InQuotes(std::string_view text, size_t columns) {
+  return '"' + Escaped(text, "\\\"", columns) + '"';
+}
+
+std::string Clipped(std::string_view name) {
+  return Escaped(name, "\\", kNameColumns);
+}
+
+size_t Width(std::string_view utf8) {
+  return std::count_if(utf8.begin(), utf8.end(),
+                       [](char c) { return (c & 0xC0) != 0x80; });
+}
+
+void Complain(const std::string& message) {
+  const std::string line = "tarn: " + Escaped(message) + "\n";
+  // Where stderr fails there is nobody left to tell.
+  [[maybe_unused]] const ssize_t written =
+      ::write(STDERR_FILENO, line.data(), line.size());
+}
+
+}  // namespace tarn::tool

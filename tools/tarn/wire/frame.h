@@ -1,0 +1,32 @@
+// Lengths in front of the messages of a stream.
+#ifndef TOOLS_TARN_FRAME_H_
+#define TOOLS_TARN_FRAME_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "output.h"
+
+namespace tarn::tool {
+
+// The frame of a message: its own size, and the length of the message.
+struct Header {
+  size_t size;  // 0: it is cut off
+  uint64_t length;
+};
+
+// The most bytes that a frame of the kind takes.
+size_t MostOfHeader(const std::string& frame);
+
+// Reads the frame that the bytes begin with: varint, u32be or u32le.
+Header ReadHeader(const std::string& frame, std::string_view bytes);
+
+// Writes a message with the frame that `frame` names in front.
+void WriteFramed(const std::string& frame, std::string_view bytes,
+                 Output* output);
+
+}  // namespace tarn::tool
+
+#endif  // TOOLS_TARN_FRAME_H_

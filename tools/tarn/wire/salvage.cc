@@ -1,0 +1,77 @@
+// Finds the first error, and closes the records that are open there.
+#include "salvage.h"
+
+#include <vector>
+
+#include "walker.h"
+
+namespace tarn::tool {
+namespace {
+
+void AppendVarint(uint64_t value, std::string* bytes) {
+  for (; value >= 0x80; value >>= 7) {
+    bytes->push_back(static_cast<char>(value | 0x80));
+  }
+  bytes->push_back(static_cast<char>(value));
+}
+
+class Assessor : public WalkVisitor {
+ public:
+  Assessor(std::string_view bytes, uint64_t start, Damage* damage)
+      : bytes_(bytes), start_(start), damage_(*damage) {}
+
+  void Packed(const Stack&, const Item& item) { list_ = item.begin; }
+  void PackedEnd(const Stack&, const Item&) { list_ = nullptr; }
+
+  bool Fail(const Stack& stack, const Error& error) {
+    damage_.offset = error.at - bytes_.data();
+    damage_.path = ErrorPath(error, stack);
+    damage_.reason = Reason(error, stack, bytes_.data(), start_);
+    const char* end = list_ != nullptr ? list_ : error.item.begin;
+    // A group cannot be closed; it goes as a whole.
+    int depth = stack.depth();
+    for (int i = depth; i > 0; --i) {
+      if (stack.at(i).group == 0) continue;
+      depth = i - 1;
+      end = stack.at(i).begin;
+    }
+    Close(stack, depth, end);
+    return false;
+  }
+
+ private:
+  // Writes all up to `end`, with lengths that fit what is there. A length may
+  // take fewer bytes than before, and then so does the one around it, so they
+  // are found from the inside out.
+  void Close(const Stack& stack, int depth, const char* end) {
+    std::vector<std::string> heads(depth + 1);
+    uint64_t size = end - stack.at(depth).data;
+    for (int i = depth; i > 0; --i) {
+      const Frame& frame = stack.at(i);
+      AppendVarint(frame.field->tag, &heads[i]);
+      AppendVarint(size, &heads[i]);
+      size += heads[i].size() + (frame.begin - stack.at(i - 1).data);
+    }
+    for (int i = 0; i <= depth; ++i) {
+      const char* to = i < depth ? stack.at(i + 1).begin : end;
+      damage_.salvaged += heads[i];
+      damage_.salvaged.append(stack.at(i).data, to);
+    }
+  }
+
+  std::string_view bytes_;
+  uint64_t start_;
+  Damage& damage_;
+  const char* list_ = nullptr;
+};
+
+}  // namespace
+
+Damage Assess(const Type& type, std::string_view bytes, uint64_t start) {
+  Damage damage;
+  Assessor assessor(bytes, start, &damage);
+  Walk(type, bytes, assessor);
+  return damage;
+}
+
+}  // namespace tarn::tool

@@ -1,0 +1,26 @@
+// What is left of a message that the runtime rejects.
+#ifndef TOOLS_TARN_SALVAGE_H_
+#define TOOLS_TARN_SALVAGE_H_
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "schema.h"
+
+namespace tarn::tool {
+
+struct Damage {
+  uint64_t offset = 0;  // of the byte that is wrong, in the message
+  std::string path;     // may be empty
+  std::string reason;
+  std::string salvaged;  // a whole message of all that stands in front of it
+};
+
+// The first error of a message that the runtime rejects. `start` is the offset
+// of the message in its file, for the reason.
+Damage Assess(const Type& type, std::string_view bytes, uint64_t start);
+
+}  // namespace tarn::tool
+
+#endif  // TOOLS_TARN_SALVAGE_H_
