@@ -261,21 +261,11 @@ void Output::TextString(std::string_view text) {
 }
 
 void Output::Base64(std::string_view bytes) {
-  constexpr char kDigits[] =
-      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  for (size_t i = 0; i < bytes.size(); i += 3) {
-    const size_t left = bytes.size() - i;
-    uint32_t bits = 0;
-    for (size_t j = 0; j < 3; ++j) {
-      bits =
-          bits << 8 | (j < left ? static_cast<unsigned char>(bytes[i + j]) : 0);
-    }
-    char* out = Reserve(4);
-    for (size_t j = 0; j < 4; ++j) {
-      out[j] = j <= left ? kDigits[bits >> (18 - 6 * j) & 63] : '=';
-    }
-    Advance(out + 4);
-  }
+  std::string digits;
+  google::protobuf::Base64Escape(
+      reinterpret_cast<const unsigned char*>(bytes.data()),
+      static_cast<int>(bytes.size()), &digits, true);
+  Write(digits);
 }
 
 void Output::Hex(std::string_view bytes) {

@@ -2,11 +2,18 @@
 #ifndef TOOLS_TARN_UTF8_H_
 #define TOOLS_TARN_UTF8_H_
 
+#include <google/protobuf/stubs/common.h>
+
 namespace tarn::tool {
 
-// First byte that is not UTF-8, or null. Surrogates, overlong forms and code
-// points above U+10FFFF are refused, as the runtime does.
-const char* FindInvalidUtf8(const char* begin, const char* end);
+// First byte that is not UTF-8, or null. The runtime's own check: surrogates,
+// overlong forms and code points above U+10FFFF are refused.
+inline const char* FindInvalidUtf8(const char* begin, const char* end) {
+  const char* const stop =
+      begin + google::protobuf::internal::UTF8SpnStructurallyValid(
+                  {begin, static_cast<size_t>(end - begin)});
+  return stop == end ? nullptr : stop;
+}
 
 }  // namespace tarn::tool
 

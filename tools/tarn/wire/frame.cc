@@ -1,6 +1,8 @@
 // Reads the length in front of a message.
 #include "frame.h"
 
+#include <google/protobuf/io/coded_stream.h>
+
 #include "walker.h"
 
 namespace tarn::tool {
@@ -29,20 +31,18 @@ Header ReadHeader(const std::string& frame, std::string_view bytes) {
 
 void WriteFramed(const std::string& frame, std::string_view bytes,
                  Output* output) {
-  char* out = output->Reserve(10);
-  uint64_t length = bytes.size();
+  using google::protobuf::io::CodedOutputStream;
+  char* room = output->Reserve(10);
+  uint8_t* out = reinterpret_cast<uint8_t*>(room);
+  const uint32_t length = static_cast<uint32_t>(bytes.size());
   if (frame == "varint") {
-    for (; length >= 0x80; length >>= 7) {
-      *out++ = static_cast<char>(length | 0x80);
-    }
-    *out++ = static_cast<char>(length);
-  } else if (frame != "none") {
-    for (int i = 0; i < 4; ++i) {
-      *out++ =
-          static_cast<char>(length >> (frame == "u32be" ? 24 - 8 * i : 8 * i));
-    }
+    out = CodedOutputStream::WriteVarint32ToArray(length, out);
+  } else if (frame == "u32le") {
+    out = CodedOutputStream::WriteLittleEndian32ToArray(length, out);
+  } else if (frame == "u32be") {
+    for (int shift = 24; shift >= 0; shift -= 8) *out++ = length >> shift;
   }
-  output->Advance(out);
+  output->Advance(reinterpret_cast<char*>(out));
   output->Write(bytes);
 }
 

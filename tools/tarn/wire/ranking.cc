@@ -32,9 +32,10 @@ bool IsStrange(std::string_view text) {
   });
 }
 
-class Gatherer : public WalkVisitor {
+class EvidenceCollector : public WalkVisitor {
  public:
-  Gatherer(std::string_view bytes, bool cut) : bytes_(bytes), cut_(cut) {}
+  EvidenceCollector(std::string_view bytes, bool cut)
+      : bytes_(bytes), cut_(cut) {}
 
   void Value(const Stack& stack, const Item& item) {
     Named(stack, item);
@@ -119,7 +120,7 @@ class Gatherer : public WalkVisitor {
 };
 
 // Smaller is likelier. A type that leaves nothing odd stands first, whatever
-// its rivals parse; then counts how much of the bytes is left unexplained.
+// the others parse; then counts how much of the bytes is left unexplained.
 auto Order(const Evidence& e) {
   return std::make_tuple(!IsClean(e), e.unexplained, !e.accepted, e.unknown,
                          e.undeclared + e.strange_texts, e.no_uuids, e.disorder,
@@ -129,7 +130,7 @@ auto Order(const Evidence& e) {
 }  // namespace
 
 Evidence Weigh(const Type& type, std::string_view bytes, bool cut) {
-  return Gatherer(bytes, cut).Take(type);
+  return EvidenceCollector(bytes, cut).Take(type);
 }
 
 bool IsClean(const Evidence& e) {

@@ -1,6 +1,8 @@
 // Finds the first error, and closes the records that are open there.
 #include "salvage.h"
 
+#include <google/protobuf/io/coded_stream.h>
+
 #include <vector>
 
 #include "walker.h"
@@ -9,15 +11,17 @@ namespace tarn::tool {
 namespace {
 
 void AppendVarint(uint64_t value, std::string* bytes) {
-  for (; value >= 0x80; value >>= 7) {
-    bytes->push_back(static_cast<char>(value | 0x80));
-  }
-  bytes->push_back(static_cast<char>(value));
+  uint8_t varint[10];
+  bytes->append(
+      reinterpret_cast<char*>(varint),
+      reinterpret_cast<char*>(
+          google::protobuf::io::CodedOutputStream::WriteVarint64ToArray(
+              value, varint)));
 }
 
-class Assessor : public WalkVisitor {
+class FirstErrorFinder : public WalkVisitor {
  public:
-  Assessor(std::string_view bytes, uint64_t start, Damage* damage)
+  FirstErrorFinder(std::string_view bytes, uint64_t start, Damage* damage)
       : bytes_(bytes), start_(start), damage_(*damage) {}
 
   void Packed(const Stack&, const Item& item) { list_ = item.begin; }
@@ -69,8 +73,8 @@ class Assessor : public WalkVisitor {
 
 Damage Assess(const Type& type, std::string_view bytes, uint64_t start) {
   Damage damage;
-  Assessor assessor(bytes, start, &damage);
-  Walk(type, bytes, assessor);
+  FirstErrorFinder finder(bytes, start, &damage);
+  Walk(type, bytes, finder);
   return damage;
 }
 

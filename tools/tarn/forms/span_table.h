@@ -1,0 +1,38 @@
+// Prints spans as lines.
+#ifndef TOOLS_TARN_SPAN_TABLE_H_
+#define TOOLS_TARN_SPAN_TABLE_H_
+
+#include <cstdint>
+
+#include "input.h"
+#include "output.h"
+#include "spans.h"
+
+namespace tarn::tool {
+
+// Prints spans as lines: offset, bytes, tag, and what they mean.
+class SpanTable {
+ public:
+  SpanTable(const Record& record, Output* output)
+      : start_(record.bytes.data()), offset_(record.offset), out_(*output) {}
+
+  void Draw(const Stack& stack, const Span& span);
+
+ private:
+  // Writes offset and bytes of one line; returns the first byte of the next.
+  const char* Row(const Span& span, const char* p);
+  // Takes back the blanks behind a row of fewer bytes than fit.
+  void TrimRow(int bytes);
+  void Characters(const char* p, const char* end);
+  // Number, wire type and length; then the name at its depth, and the value.
+  void Describe(const Stack& stack, const Span& span);
+  void Value(const Span& span);
+
+  const char* start_;      // of the message
+  const uint64_t offset_;  // of the message in its file
+  Output& out_;
+};
+
+}  // namespace tarn::tool
+
+#endif  // TOOLS_TARN_SPAN_TABLE_H_

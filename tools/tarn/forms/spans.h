@@ -1,0 +1,208 @@
+// A message as spans: some bytes that belong together, each byte in one of
+// them, with what they are and what is odd about them.
+#ifndef TOOLS_TARN_SPANS_H_
+#define TOOLS_TARN_SPANS_H_
+
+#include <google/protobuf/io/coded_stream.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "input.h"
+#include "secrets.h"
+#include "walker.h"
+
+namespace tarn::tool {
+
+struct Span {
+  enum Kind { kField, kRecord, kList, kElement, kUnknown, kGroupEnd, kSkipped };
+  Kind kind;
+  const char* begin;
+  const char* end;
+  const Item* item = nullptr;  // null for kSkipped
+  // What is odd about it, separated by "; ".
+  std::string_view notes = {};
+  const char* wrong = nullptr;  // the byte that an error is about
+  // The value of a known field, or else all of it, is not to be seen.
+  bool secret = false;
+
+  bool known() const { return item != nullptr && item->field != nullptr; }
+};
+
+// The name of a wire type.
+inline constexpr std::string_view kWireNames[] = {
+    "varint", "fixed64", "length", "start", "end", "fixed32"};
+
+inline int VarintSize(uint64_t value) {
+  return static_cast<int>(
+      google::protobuf::io::CodedOutputStream::VarintSize64(value));
+}
+
+inline bool IsInteger(const Field& field) {
+  return field.kind == Kind::kInt32 || field.kind == Kind::kUint32 ||
+         field.kind == Kind::kBool || field.kind == Kind::kEnum;
+}
+
+// Makes spans of what the walker meets, and hands them to the Draw() of a sink
+// in the order of their bytes.
+template <class Sink>
+class SpanFinder : public WalkVisitor {
+ public:
+  SpanFinder(const InputOptions& input, bool show_secrets, const Type& type,
+             const Record& record, Sink* sink)
+      : input_(input),
+        show_secrets_(show_secrets),
+        record_(record),
+        mask_all_(type.masked && MayLeak(type, record.bytes)),
+        sink_(*sink) {}
+
+  void Value(const Stack& stack, const Item& item) {
+    notes_.clear();
+    Lengths(item);
+    Number(item);
+    NoteRepetition(stack, item, "replaces the earlier value");
+    Draw(stack, Span::kField, item, item.end);
+  }
+  void Packed(const Stack& stack, const Item& item) {
+    notes_.clear();
+    Lengths(item);
+    Draw(stack, Span::kList, item, item.data);
+  }
+  void Element(const Stack& stack, const Item& item) {
+    notes_.clear();
+    Number(item);
+    Draw(stack, Span::kElement, item, item.end);
+  }
+  void Enter(const Stack& stack, const Item& item) {
+    notes_.clear();
+    Lengths(item);
+    if (item.field == nullptr) {
+      Note("unknown group");
+    } else {
+      NoteRepetition(stack, item, "merges into the earlier record");
+      if (item.end > stack.top().end) Note("cut off");
+    }
+    Draw(stack, Span::kRecord, item, item.data);
+  }
+  void Leave(const Stack& stack, const char* tail) {
+    const Frame& frame = stack.top();
+    if (frame.group == 0) return;
+    Item item;
+    item.begin = tail;
+    item.tag = frame.group << 3 | 4;
+    uint64_t tag;
+    item.value = item.data = item.end = ReadVarint(tail, frame.end, 5, &tag);
+    notes_.clear();
+    Lengths(item);
+    Draw(stack, Span::kGroupEnd, item, item.end);
+  }
+  void Unknown(const Stack& stack, const Item& item) {
+    notes_.clear();
+    Lengths(item);
+    if (item.wire() == 0 &&
+        item.end - item.value > VarintSize(item.number_value)) {
+      Note("overlong varint");
+    }
+    const Frame& frame = stack.top();
+    const Field* known =
+        frame.type == nullptr ? nullptr : frame.type->Find(item.number());
+    if (known == nullptr) {
+      Note("unknown field");
+    } else {
+      Note("wrong wire type for " + std::string(known->name) +
+           ", kept as unknown");
+    }
+    Draw(stack, Span::kUnknown, item, item.end);
+  }
+  bool Fail(const Stack& stack, const Error& error) {
+    const char* start = record_.bytes.data();
+    const std::string path = ErrorPath(error, stack);
+    reason_ = Reason(error, stack, start, record_.offset);
+    errors_.push_back(Place(input_, record_, error.at - start) +
+                      (path.empty() ? "" : path + ": ") + reason_);
+    wrong_ = error.at;
+    if (error.problem == Problem::kBadUtf8) {
+      notes_.clear();
+      Lengths(error.item);
+      Note(reason_);
+      Draw(stack, Span::kField, error.item, error.item.end, error.at);
+    }
+    return true;
+  }
+  void Skip(const Stack& stack, const char* from, const char* to) {
+    sink_.Draw(stack,
+               {Span::kSkipped, from, to, nullptr, reason_, wrong_, mask_all_});
+  }
+
+  const std::vector<std::string>& errors() const { return errors_; }
+
+ private:
+  void Note(std::string_view note) {
+    if (!notes_.empty()) notes_ += "; ";
+    notes_ += note;
+  }
+  void Lengths(const Item& item) {
+    if (item.value - item.begin > 1 &&
+        item.value - item.begin > VarintSize(item.tag)) {
+      Note("overlong tag");
+    }
+    if (item.wire() == 2 && item.data - item.value > 1 &&
+        item.data - item.value > VarintSize(item.end - item.data)) {
+      Note("overlong length");
+    }
+  }
+  void Number(const Item& item) {
+    const Field& field = *item.field;
+    if (!IsInteger(field)) return;
+    const uint64_t value = item.number_value;
+    if (item.end - item.value > 1 &&
+        item.end - item.value > VarintSize(value)) {
+      Note("overlong varint");
+    }
+    if (value < 0x80 && field.kind != Kind::kEnum) return;
+    if (field.kind == Kind::kEnum && field.enumeration->Name(value).empty()) {
+      Note("not declared in " + field.enumeration->descriptor->full_name());
+    }
+    const uint64_t kept =
+        field.kind == Kind::kUint32
+            ? static_cast<uint32_t>(value)
+            : static_cast<int64_t>(static_cast<int32_t>(value));
+    if (field.kind != Kind::kBool && kept != value) {
+      Note("only the low 32 bits count");
+    }
+  }
+  void NoteRepetition(const Stack& stack, const Item& item,
+                      std::string_view what) {
+    const Field& field = *item.field;
+    const uint64_t seen = stack.top().seen;
+    if (!field.repeated && (seen >> field.number & 1) != 0) Note(what);
+    const uint64_t others = seen & field.rivals;
+    for (const Field& other : stack.top().type->fields) {
+      if (others >> other.number & 1) {
+        Note("replaces " + std::string(other.name));
+      }
+      if (others == 0) break;
+    }
+  }
+  void Draw(const Stack& stack, Span::Kind kind, const Item& item,
+            const char* end, const char* wrong = nullptr) {
+    const bool secret = mask_all_ || (item.field != nullptr &&
+                                      item.field->secret && !show_secrets_);
+    sink_.Draw(stack, {kind, item.begin, end, &item, notes_, wrong, secret});
+  }
+
+  const InputOptions& input_;
+  const bool show_secrets_;
+  const Record& record_;
+  const bool mask_all_;  // as a pass phrase can be anywhere
+  Sink& sink_;
+  std::string notes_;
+  std::string reason_;
+  std::vector<std::string> errors_;
+  const char* wrong_ = nullptr;
+};
+
+}  // namespace tarn::tool
+
+#endif  // TOOLS_TARN_SPANS_H_
