@@ -6,16 +6,16 @@
 #include <tarn/Network.pb.h>
 #include <tarn/Tarn.pb.h>
 
-#include "doubt.h"
 #include "encoding.h"
+#include "mismatch.h"
 #include "nodes.h"
 
 namespace {
 
 using tarn::tool::AllTypes;
 using tarn::tool::Candidate;
-using tarn::tool::Doubt;
 using tarn::tool::HoldsNodes;
+using tarn::tool::Mismatch;
 using tarn::tool::NamesOf;
 using tarn::tool::Rank;
 using tarn::tool::Schema;
@@ -94,20 +94,20 @@ std::string PricesBytes() {
   return tarn::tool::Canonical(prices);
 }
 
-TEST(Doubt, WrongTypeIsNamed) {
+TEST(Mismatch, WrongTypeIsNamed) {
   Schema schema;
-  Doubt doubt("f: ", {&schema.Find("Server")});
-  EXPECT_EQ(doubt.Look(PricesBytes(), false),
+  Mismatch mismatch("f: ", {&schema.Find("Server")});
+  EXPECT_EQ(mismatch.HintFor(PricesBytes(), false),
             "f: these bytes look more like Prices than like Server");
 }
 
-TEST(Doubt, RightTypeIsLeftAlone) {
+TEST(Mismatch, RightTypeIsLeftAlone) {
   Schema schema;
-  Doubt doubt("f: ", {&schema.Find("Prices")});
-  EXPECT_EQ(doubt.Look(PricesBytes(), false), "");
+  Mismatch mismatch("f: ", {&schema.Find("Prices")});
+  EXPECT_EQ(mismatch.HintFor(PricesBytes(), false), "");
 }
 
-TEST(Doubt, StreamWithoutFrameIsNamed) {
+TEST(Mismatch, StreamWithoutFrameIsNamed) {
   Schema schema;
   const std::string message = PricesBytes();
   std::string varint;
@@ -117,20 +117,23 @@ TEST(Doubt, StreamWithoutFrameIsNamed) {
     varint += size + message;
     big += std::string(3, '\0') + size + message;
   }
-  Doubt doubt("", {&schema.Find("Prices")});
-  EXPECT_THAT(doubt.Look(varint, false), testing::HasSubstr("--frame varint"));
-  EXPECT_THAT(doubt.Look(big, false), testing::HasSubstr("--frame u32be"));
+  Mismatch mismatch("", {&schema.Find("Prices")});
+  EXPECT_THAT(mismatch.HintFor(varint, false),
+              testing::HasSubstr("--frame varint"));
+  EXPECT_THAT(mismatch.HintFor(big, false),
+              testing::HasSubstr("--frame u32be"));
 }
 
 // Whatever the length of a stream, and however odd its messages.
-TEST(Doubt, WorkIsBounded) {
+TEST(Mismatch, WorkIsBounded) {
   Schema schema;
   const std::string odd(1 << 20, '\x7A');
   const size_t types = schema.Messages().size();
-  Doubt doubt("", {&schema.Find("Server")});
-  for (int i = 0; i < 1000; ++i) doubt.Look(odd, true);
-  EXPECT_LE(doubt.weighed(), Doubt::kMessages * Doubt::kBytes * (types + 1));
-  EXPECT_GT(doubt.weighed(), 0u);
+  Mismatch mismatch("", {&schema.Find("Server")});
+  for (int i = 0; i < 1000; ++i) mismatch.HintFor(odd, true);
+  EXPECT_LE(mismatch.weighed(),
+            Mismatch::kMessages * Mismatch::kBytes * (types + 1));
+  EXPECT_GT(mismatch.weighed(), 0u);
 }
 
 }  // namespace

@@ -6,10 +6,10 @@
 #include <algorithm>
 #include <climits>
 
-#include "doubt.h"
 #include "encoding.h"
 #include "forms.h"
 #include "frame.h"
+#include "mismatch.h"
 #include "progress.h"
 #include "reader.h"
 
@@ -52,13 +52,13 @@ bool Discard(Reader* reader, uint64_t size) {
 }
 
 // Says what more there is to say of a message, once it is dealt with.
-void Remark(Doubt* doubt, const Record& record) {
-  const std::string remark = doubt->Look(record.bytes, record.number > 0);
+void Remark(Mismatch* mismatch, const Record& record) {
+  const std::string remark = mismatch->HintFor(record.bytes, record.number > 0);
   if (!remark.empty()) Complain(remark);
 }
 
 ExitCode ForEachFramed(const InputOptions& options, Reader* reader,
-                       Doubt* doubt,
+                       Mismatch* mismatch,
                        const std::function<ExitCode(const Record&)>& handle) {
   Progress progress;
   Record record;
@@ -100,7 +100,7 @@ ExitCode ForEachFramed(const InputOptions& options, Reader* reader,
     progress.Update(record.number, record.offset + record.bytes.size());
     const ExitCode status = handle(record);
     worst = std::max(worst, status);
-    Remark(doubt, record);
+    Remark(mismatch, record);
     if (status >= kMalformed && !options.keep_going) break;
     if (ReaderHasGone() && !options.to_the_end) break;
     reader->Consume(header.length);
@@ -120,6 +120,13 @@ std::string Place(const InputOptions& options, const Record& record,
   return place + "byte " + std::to_string(record.offset + offset) + ": ";
 }
 
+std::string ErrorAt(const InputOptions& options, const Record& record,
+                    uint64_t offset, const std::string& path,
+                    const std::string& reason) {
+  return Place(options, record, offset) + (path.empty() ? "" : path + ": ") +
+         reason;
+}
+
 std::string ReadFile(const std::string& file, uint64_t max_size) {
   InputOptions options;
   options.file = file;
@@ -134,8 +141,8 @@ std::string ReadMessage(const InputOptions& options, const Type& type) {
       Read(options, InputName(options.file) + ": ", {&type}, input);
   Record record;
   record.bytes = reading.binary ? input : reading.bytes;
-  Doubt doubt(InputName(options.file) + ": ", {&type});
-  Remark(&doubt, record);
+  Mismatch mismatch(InputName(options.file) + ": ", {&type});
+  Remark(&mismatch, record);
   return reading.binary ? std::move(input) : std::move(reading.bytes);
 }
 
@@ -144,13 +151,13 @@ ExitCode ForEachRecord(const InputOptions& options,
                        const std::function<ExitCode(const Record&)>& handle) {
   Reader reader(options.file);
   const std::string name = InputName(options.file) + ": ";
-  Doubt doubt(name, types);
+  Mismatch mismatch(name, types);
   if (options.frame != "none") {
     if (options.from != "auto" && options.from != "binary") {
       throw Failure(kUsage, "--frame is for binary streams, not for --from " +
                                 options.from);
     }
-    return ForEachFramed(options, &reader, &doubt, handle);
+    return ForEachFramed(options, &reader, &mismatch, handle);
   }
   const std::string input = ReadAll(&reader, options);
   const Reading reading = Read(options, name, types, input);
@@ -161,7 +168,7 @@ ExitCode ForEachRecord(const InputOptions& options,
     Complain(InputName(options.file) + " is empty, which is an empty message");
   }
   const ExitCode status = handle(record);
-  if (record.written == nullptr) Remark(&doubt, record);
+  if (record.written == nullptr) Remark(&mismatch, record);
   return status;
 }
 

@@ -50,6 +50,11 @@ std::string ReadFile(const std::string& file, uint64_t max_size);
 // "FILE: record 3: byte 12: ": where something is, for an error message.
 std::string Place(const InputOptions& options, const Record& record,
                   uint64_t offset);
+// The same with what is wrong there: "FILE: byte 12: server.name: bad UTF-8".
+// The path may be empty.
+std::string ErrorAt(const InputOptions& options, const Record& record,
+                    uint64_t offset, const std::string& path,
+                    const std::string& reason);
 
 }  // namespace tarn::tool
 

@@ -10,12 +10,13 @@ namespace tarn::tool {
 namespace {
 
 // Objects inside one another that the runtime reads.
-constexpr size_t kMaxJsonDepth = 99;
+constexpr size_t kMostOpenObjects = 99;
 constexpr std::string_view kUnknown = "@unknown";
 
-class Checker {
+class JsonChecker {
  public:
-  Checker(const Type& type, std::string_view json, const JsonValueTest& test)
+  JsonChecker(const Type& type, std::string_view json,
+              const JsonValueTest& test)
       : json_(json), test_(test) {
     expected_ = {&type, nullptr};
   }
@@ -159,7 +160,7 @@ class Checker {
   // Of a oneof one member can be there.
   bool Alone(const Field& field, size_t begin) {
     uint64_t& set = levels_.back().set;
-    if ((set & field.rivals) != 0) {
+    if ((set & field.other_members) != 0) {
       return Fail(begin, "another member of " +
                              field.descriptor->containing_oneof()->full_name() +
                              " is there already");
@@ -231,7 +232,7 @@ class Checker {
     const bool element =
         !levels_.empty() && (levels_.back().list || levels_.back().map);
     if (field == nullptr) {
-      // The message itself, or what nobody looks at.
+      // The message itself, or what is not looked at.
       if (levels_.empty()) level.inside = expected_;
     } else if (field->repeated && !element) {
       if (level.list == field->map) {
@@ -250,8 +251,9 @@ class Checker {
     }
     size_t objects = 0;
     for (const Level& open : levels_) objects += !open.list;
-    if (objects > kMaxJsonDepth || levels_.size() > 3 * kMaxJsonDepth) {
-      return Fail(at_, "nested deeper than " + std::to_string(kMaxJsonDepth) +
+    if (objects > kMostOpenObjects || levels_.size() > 3 * kMostOpenObjects) {
+      return Fail(at_, "nested deeper than " +
+                           std::to_string(kMostOpenObjects) +
                            ", the most that is read from JSON");
     }
     ++at_;
@@ -273,7 +275,7 @@ class Checker {
 
 JsonFindings CheckJson(const Type& type, std::string_view json,
                        const JsonValueTest& test) {
-  return Checker(type, json, test).Run();
+  return JsonChecker(type, json, test).Run();
 }
 
 std::string LineAndColumn(std::string_view text, size_t offset) {

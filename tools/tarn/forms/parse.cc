@@ -12,8 +12,7 @@ std::unique_ptr<google::protobuf::Message> ParseRecord(
   const int size = static_cast<int>(record.bytes.size());
   if (message->ParseFromArray(record.bytes.data(), size)) return message;
   const Damage damage = Assess(type, record.bytes, record.offset);
-  Complain(Place(options, record, damage.offset) +
-           (damage.path.empty() ? "" : damage.path + ": ") + damage.reason);
+  Complain(ErrorAt(options, record, damage.offset, damage.path, damage.reason));
   return nullptr;
 }
 

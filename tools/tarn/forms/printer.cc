@@ -35,7 +35,7 @@ class Surveyor : public WalkVisitor {
     const Field& field = *item.field;
     const uint64_t met = stack.top().seen >> field.number;
     if (met > (field.repeated ? 1u : 0u) ||
-        (stack.top().seen & field.rivals) != 0) {
+        (stack.top().seen & field.other_members) != 0) {
       survey.plain = false;
     }
   }

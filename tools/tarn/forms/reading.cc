@@ -1,4 +1,4 @@
-// Tries the forms that a text can be in, and settles which it is.
+// Tries the forms that a text can be in, and decides which it is.
 #include "reading.h"
 
 #include <algorithm>
@@ -19,7 +19,8 @@ enum class Quality {
   kClean,  // fields, and nothing odd about them
 };
 
-Quality Judge(const std::vector<const Type*>& types, std::string_view bytes) {
+Quality QualityOf(const std::vector<const Type*>& types,
+                  std::string_view bytes) {
   Quality best = Quality::kNone;
   for (const Type* type : types) {
     const Evidence evidence = Weigh(*type, bytes);
@@ -73,7 +74,7 @@ Attempt Try(Form&& form, const std::string& name,
     attempt = TryWritten(form.name, name, types, form.text);
   } else {
     attempt.form = form.name;
-    attempt.quality = Judge(types, form.bytes);
+    attempt.quality = QualityOf(types, form.bytes);
     attempt.reading.bytes = std::move(form.bytes);
   }
   attempt.certain = form.certain;
@@ -98,29 +99,29 @@ std::vector<Attempt*> Best(std::vector<Attempt>* attempts, bool certain) {
 // The attempts between which the input leaves a choice; one is no choice.
 // Whoever writes a line of digits ends it; no message of the type is a line
 // without one known field.
-std::vector<Attempt*> Rivals(std::vector<Attempt>* attempts, Attempt* binary,
-                             bool line) {
-  std::vector<Attempt*> rivals = Best(attempts, true);
-  if (!rivals.empty()) return rivals;
-  rivals = Best(attempts, false);
+std::vector<Attempt*> Choices(std::vector<Attempt>* attempts, Attempt* binary,
+                              bool line) {
+  std::vector<Attempt*> choices = Best(attempts, true);
+  if (!choices.empty()) return choices;
+  choices = Best(attempts, false);
   if (binary->quality == Quality::kNone ||
-      (binary->quality == Quality::kForeign && line && !rivals.empty())) {
-    return rivals;
+      (binary->quality == Quality::kForeign && line && !choices.empty())) {
+    return choices;
   }
-  if (rivals.empty() || rivals.front()->quality != Quality::kClean) {
+  if (choices.empty() || choices.front()->quality != Quality::kClean) {
     return {binary};
   }
-  rivals.insert(rivals.begin(), binary);
-  return rivals;
+  choices.insert(choices.begin(), binary);
+  return choices;
 }
 
-[[noreturn]] void Ask(const std::string& name,
-                      const std::vector<Attempt*>& rivals) {
+[[noreturn]] void AskForForm(const std::string& name,
+                             const std::vector<Attempt*>& choices) {
   std::string forms;
-  for (const Attempt* rival : rivals) {
-    if (rival != rivals.front())
-      forms += rival == rivals.back() ? " and as " : ", as ";
-    forms += rival->form;
+  for (const Attempt* choice : choices) {
+    if (choice != choices.front())
+      forms += choice == choices.back() ? " and as " : ", as ";
+    forms += choice->form;
   }
   throw Failure(kUsage, name + "can be read as " + forms +
                             ": say with --from which it is");
@@ -131,7 +132,7 @@ bool ReadInside(const std::string& name, const std::vector<const Type*>& types,
                 std::string_view input, Reading* reading) {
   std::vector<Form> found;
   for (Form& form : FormsInside(input)) {
-    if (Judge(types, form.bytes) != Quality::kClean) continue;
+    if (QualityOf(types, form.bytes) != Quality::kClean) continue;
     found.push_back(std::move(form));
   }
   if (found.empty()) return false;
@@ -214,13 +215,13 @@ bool ReadAuto(const InputOptions& options, const std::string& name,
   }
   if (forms.empty() && !IsText(input)) return false;
   Attempt binary;
-  binary.quality = Judge(types, input);
-  const std::vector<Attempt*> rivals =
-      Rivals(&attempts, &binary, input.back() == '\n');
-  if (rivals.size() > 1) Ask(name, rivals);
-  if (!rivals.empty()) {
-    if (rivals.front() == &binary) return false;
-    *reading = std::move(rivals.front()->reading);
+  binary.quality = QualityOf(types, input);
+  const std::vector<Attempt*> choices =
+      Choices(&attempts, &binary, input.back() == '\n');
+  if (choices.size() > 1) AskForForm(name, choices);
+  if (!choices.empty()) {
+    if (choices.front() == &binary) return false;
+    *reading = std::move(choices.front()->reading);
     return true;
   }
   if (ReadInside(name, types, input, reading)) return true;

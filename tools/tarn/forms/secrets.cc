@@ -14,7 +14,7 @@ namespace {
 namespace io = google::protobuf::io;
 
 // Fields in order, each once, all of them known, and texts of one line.
-class Examiner : public WalkVisitor {
+class CanonicalOrder : public WalkVisitor {
  public:
   void Value(const Stack& stack, const Item& item) {
     if (stack.top().seen >> item.field->number != 0) odd = true;
@@ -26,7 +26,7 @@ class Examiner : public WalkVisitor {
   bool odd = false;
 };
 
-class Silent : public io::ErrorCollector {
+class IgnoreErrors : public io::ErrorCollector {
  public:
   void AddError(int, int, const std::string&) override {}
 };
@@ -46,8 +46,8 @@ bool HasMaskedComment(std::string_view text) {
 
 bool MayLeak(const Type& type, std::string_view bytes) {
   if (!type.secret) return false;
-  Examiner examiner;
-  return !Walk(type, bytes, examiner) || examiner.odd;
+  CanonicalOrder order;
+  return !Walk(type, bytes, order) || order.odd;
 }
 
 std::string MaskedReason(const std::string& where) {
@@ -59,7 +59,7 @@ std::string MaskedReason(const std::string& where) {
 std::string MaskedInText(const Type& type, std::string_view text) {
   if (!type.secret) return "";
   io::ArrayInputStream stream(text.data(), static_cast<int>(text.size()));
-  Silent errors;
+  IgnoreErrors errors;
   io::Tokenizer tokenizer(&stream, &errors);
   tokenizer.set_comment_style(io::Tokenizer::SH_COMMENT_STYLE);
   std::string field;

@@ -117,10 +117,9 @@ class SpanFinder : public WalkVisitor {
   }
   bool Fail(const Stack& stack, const Error& error) {
     const char* start = record_.bytes.data();
-    const std::string path = ErrorPath(error, stack);
     reason_ = Reason(error, stack, start, record_.offset);
-    errors_.push_back(Place(input_, record_, error.at - start) +
-                      (path.empty() ? "" : path + ": ") + reason_);
+    errors_.push_back(ErrorAt(input_, record_, error.at - start,
+                              ErrorPath(error, stack), reason_));
     wrong_ = error.at;
     if (error.problem == Problem::kBadUtf8) {
       notes_.clear();
@@ -177,7 +176,7 @@ class SpanFinder : public WalkVisitor {
     const Field& field = *item.field;
     const uint64_t seen = stack.top().seen;
     if (!field.repeated && (seen >> field.number & 1) != 0) Note(what);
-    const uint64_t others = seen & field.rivals;
+    const uint64_t others = seen & field.other_members;
     for (const Field& other : stack.top().type->fields) {
       if (others >> other.number & 1) {
         Note("replaces " + std::string(other.name));

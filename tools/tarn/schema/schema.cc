@@ -165,9 +165,9 @@ const Type& Schema::Table(const Descriptor& descriptor) {
     if (field.repeated) field.slot = table.slots++;
     if (const auto* oneof = from.containing_oneof()) {
       for (int j = 0; j < oneof->field_count(); ++j) {
-        field.rivals |= uint64_t{1} << oneof->field(j)->number();
+        field.other_members |= uint64_t{1} << oneof->field(j)->number();
       }
-      field.rivals &= ~(uint64_t{1} << number);
+      field.other_members &= ~(uint64_t{1} << number);
     }
     if (kind == Kind::kEnum) field.enumeration = &EnumTable(*from.enum_type());
     if (kind == Kind::kMessage) field.type = &Table(*from.message_type());

@@ -45,8 +45,8 @@ struct Field {
   const Type* type = nullptr;         // of a message
   const Enum* enumeration = nullptr;  // of an enum
   std::string_view name;
-  std::string json_key;  // with quotes and colon, ready to write
-  uint64_t rivals = 0;   // bits of the other members of its oneof
+  std::string json_key;        // with quotes and colon, ready to write
+  uint64_t other_members = 0;  // bits of the other members of its oneof
   uint32_t number = 0;
   uint32_t tag = 0;         // of one value
   uint32_t packed_tag = 0;  // of many values in one record; 0: cannot be

@@ -46,9 +46,9 @@ size_t FirstUnknown(const Type& type, std::string_view bytes) {
 }
 
 // Names each unknown field, and each undeclared number if asked to, on stderr.
-class Objector : public WalkVisitor {
+class FindingReporter : public WalkVisitor {
  public:
-  Objector(const Options& options, const Record& record)
+  FindingReporter(const Options& options, const Record& record)
       : options_(options), record_(record) {}
 
   void Value(const Stack& stack, const Item& item) { Number(stack, item); }
@@ -57,7 +57,7 @@ class Objector : public WalkVisitor {
     if (item.field == nullptr) Unknown(stack, item);
   }
   void Unknown(const Stack& stack, const Item& item) {
-    Object(stack, item, "unknown field");
+    Report(stack, item, "unknown field");
   }
 
  private:
@@ -66,14 +66,14 @@ class Objector : public WalkVisitor {
     const Enum& enumeration = *item.field->enumeration;
     const int32_t number = static_cast<int32_t>(item.number_value);
     if (!enumeration.Name(number).empty()) return;
-    Object(stack, item,
+    Report(stack, item,
            std::to_string(number) + " is not declared in " +
                enumeration.descriptor->full_name());
   }
-  void Object(const Stack& stack, const Item& item,
+  void Report(const Stack& stack, const Item& item,
               const std::string& finding) {
-    Complain(Place(options_.input, record_, item.begin - record_.bytes.data()) +
-             stack.Path(item.field, item.number()) + ": " + finding);
+    Complain(ErrorAt(options_.input, record_, item.begin - record_.bytes.data(),
+                     stack.Path(item.field, item.number()), finding));
   }
 
   const Options& options_;
@@ -123,8 +123,8 @@ ExitCode Decode(const Options& options, const Type& type, const Record& record,
             SurveyMessage(type, damage.salvaged), record, output);
     }
     output->Flush();
-    Complain(Place(options.input, record, damage.offset) +
-             (damage.path.empty() ? "" : damage.path + ": ") + damage.reason);
+    Complain(ErrorAt(options.input, record, damage.offset, damage.path,
+                     damage.reason));
     return kMalformed;
   }
   const bool refused = options.unknown == "fail" && survey.unknown;
@@ -134,8 +134,8 @@ ExitCode Decode(const Options& options, const Type& type, const Record& record,
     return kFine;
   }
   output->Flush();
-  Objector objector(options, record);
-  Walk(type, record.bytes, objector);
+  FindingReporter reporter(options, record);
+  Walk(type, record.bytes, reporter);
   return kFindings;
 }
 

@@ -207,7 +207,8 @@ class Walker {
   [[gnu::always_inline]] void Done(const Item& item) {
     const Field& field = *item.field;
     Frame& frame = top();
-    frame.seen = (frame.seen & ~field.rivals) | uint64_t{1} << field.number;
+    frame.seen = (frame.seen & ~field.other_members) | uint64_t{1}
+                                                           << field.number;
     if (field.repeated) ++stack_.counters_[frame.first_counter + field.slot];
     p_ = item.end;
   }

@@ -1,6 +1,6 @@
 // Weighs the beginning of a message, and where that is odd, all that it could
 // be instead.
-#include "doubt.h"
+#include "mismatch.h"
 
 #include <algorithm>
 
@@ -15,13 +15,13 @@ constexpr size_t kMostNames = 3;
 
 }  // namespace
 
-Evidence Doubt::WeighPart(const Type& type, std::string_view bytes) {
+Evidence Mismatch::WeighPart(const Type& type, std::string_view bytes) {
   const std::string_view part = bytes.substr(0, kBytes);
   weighed_ += part.size();
   return Weigh(type, part, part.size() < bytes.size());
 }
 
-std::string Doubt::FrameOf(std::string_view bytes) {
+std::string Mismatch::FrameOf(std::string_view bytes) {
   for (const char* frame : {"varint", "u32be", "u32le"}) {
     std::string_view rest = bytes;
     int messages = 0;
@@ -44,7 +44,7 @@ std::string Doubt::FrameOf(std::string_view bytes) {
   return "";
 }
 
-std::string Doubt::TypeOf(std::string_view bytes, bool bad_utf8) {
+std::string Mismatch::TypeOf(std::string_view bytes, bool bad_utf8) {
   const std::string_view part = bytes.substr(0, kBytes);
   const std::vector<const Type*> all = AllTypes(&schema_);
   weighed_ += all.size() * part.size();
@@ -64,7 +64,7 @@ std::string Doubt::TypeOf(std::string_view bytes, bool bad_utf8) {
   return NamesOf(verdict);
 }
 
-std::string Doubt::Look(std::string_view bytes, bool framed) {
+std::string Mismatch::HintFor(std::string_view bytes, bool framed) {
   if (looks_ == kMessages) return "";
   ++looks_;
   bool bad_utf8 = false;
