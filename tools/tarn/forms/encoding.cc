@@ -16,6 +16,7 @@
 #include "json_check.h"
 #include "salvage.h"
 #include "secrets.h"
+#include "text_check.h"
 #include "walker.h"
 
 namespace tarn::tool {
@@ -45,53 +46,6 @@ class FirstError : public io::ErrorCollector {
   std::string message_;
 };
 
-// Where a place of the text parser is in its text; it counts bytes, and a tab
-// to the next column of eight.
-size_t OffsetOf(std::string_view text, int line, int column) {
-  size_t at = 0;
-  for (; line > 0 && at < text.size(); ++at) line -= text[at] == '\n';
-  for (int here = 0; here < column && at < text.size(); ++at) {
-    here = text[at] == '\t' ? (here / 8 + 1) * 8 : here + 1;
-  }
-  return at;
-}
-
-// Names and values it reports behind them, at the next token. This goes back.
-size_t BackToWord(std::string_view text, size_t offset,
-                  const std::string& message) {
-  for (const std::string_view quote :
-       {"Unknown enumeration value of \"", "Value: \"", "has no field named \"",
-        "Non-repeated field \"", "Field \""}) {
-    const size_t found = message.find(quote);
-    if (found == message.npos) continue;
-    const size_t begin = found + quote.size();
-    const std::string word =
-        message.substr(begin, message.find('"', begin) - begin);
-    const size_t at = text.substr(0, offset).rfind(word);
-    return at == text.npos ? offset : at;
-  }
-  return offset;
-}
-
-// The text parser names a field that does not exist; this offers the nearest.
-std::string Suggestion(const std::string& error) {
-  constexpr std::string_view kType = "Message type \"";
-  constexpr std::string_view kField = "\" has no field named \"";
-  const size_t type = error.find(kType);
-  const size_t field = error.find(kField);
-  if (type == error.npos || field == error.npos) return "";
-  const size_t name = field + kField.size();
-  const auto* descriptor =
-      google::protobuf::DescriptorPool::generated_pool()->FindMessageTypeByName(
-          error.substr(type + kType.size(), field - type - kType.size()));
-  if (descriptor == nullptr) return "";
-  std::vector<std::string> names;
-  for (int i = 0; i < descriptor->field_count(); ++i) {
-    names.push_back(descriptor->field(i)->name());
-  }
-  return DidYouMean(error.substr(name, error.find('"', name) - name), names);
-}
-
 // A comment as the text printer writes unknown fields: "# 15: 150". It has its
 // line for itself.
 size_t FindUnknownComment(std::string_view text) {
@@ -108,6 +62,9 @@ size_t FindUnknownComment(std::string_view text) {
   }
   return text.npos;
 }
+
+// Stands for words of the runtime that could quote a pass phrase.
+constexpr char kSecretReason[] = "something else is expected here";
 
 // The runtime reads -0 as an integer, which has no sign of its own: -0.0 has.
 std::string WithSignedZeros(std::string fields, const JsonFindings& findings) {
@@ -168,12 +125,14 @@ std::string EncodeText(const Type& type, std::string_view text,
   parser.SetRecursionLimit(kMaxDepth);
   io::ArrayInputStream stream(text.data(), text.size());
   if (!parser.Parse(&stream, message.get())) {
-    const std::string& reason = error.message();
-    const size_t at =
-        BackToWord(text, OffsetOf(text, error.line(), error.column()), reason);
-    throw Failure(kMalformed, place + LineAndColumn(text, at) + ": " +
-                                  WithoutQuotations(type, reason) +
-                                  Suggestion(reason));
+    TextPlace stop;
+    stop.MoveTo(text, error.line(), error.column());
+    TextProblem problem = FindTextProblem(type, text, stop.offset);
+    if (problem.reason.empty()) {
+      problem = {stop.offset, type.secret ? kSecretReason : error.message()};
+    }
+    throw Failure(kMalformed, place + LineAndColumn(text, problem.offset) +
+                                  ": " + problem.reason);
   }
   if (const std::string field = MaskedInText(type, text); !field.empty()) {
     throw Failure(kMalformed, place + MaskedReason(field));
@@ -223,8 +182,9 @@ std::string EncodeJson(const Type& type, std::string_view json,
       });
   if (!values.problem.empty())
     throw Failure(kMalformed, place + values.problem);
-  throw Failure(kMalformed,
-                place + WithoutQuotations(type, std::string(status.message())));
+  throw Failure(
+      kMalformed,
+      place + (type.secret ? kSecretReason : std::string(status.message())));
 }
 
 }  // namespace tarn::tool

@@ -81,19 +81,4 @@ std::string MaskedInText(const Type& type, std::string_view text) {
   return HasMaskedComment(text) ? name : "";
 }
 
-std::string WithoutQuotations(const Type& type, const std::string& reason) {
-  if (!type.secret) return reason;
-  if (reason.find(" has no field named ") != reason.npos) {
-    return type.descriptor->full_name() + " has no such field";
-  }
-  if (reason.rfind("Expected ", 0) == 0) {
-    return reason.substr(
-        0, std::min(reason.find(", found"), reason.find(", got")));
-  }
-  // Words of the text stand in quotes or after a colon, its bytes as numbers.
-  return reason.find_first_of("\":0123456789") == reason.npos
-             ? reason
-             : "something else is expected here";
-}
-
 }  // namespace tarn::tool

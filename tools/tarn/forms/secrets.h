@@ -28,10 +28,6 @@ std::string MaskedReason(const std::string& where);
 // the runtime reads.
 std::string MaskedInText(const Type& type, std::string_view text);
 
-// The runtime's words about text that it cannot read, without its words from
-// the text.
-std::string WithoutQuotations(const Type& type, const std::string& reason);
-
 }  // namespace tarn::tool
 
 #endif  // TOOLS_TARN_SECRETS_H_

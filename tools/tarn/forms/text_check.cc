@@ -1,0 +1,239 @@
+// Goes through the tokens of a text with the schema's tables beside it.
+#include "text_check.h"
+
+#include <google/protobuf/io/tokenizer.h>
+#include <google/protobuf/io/zero_copy_stream_impl_lite.h>
+
+#include <climits>
+#include <cstdint>
+#include <vector>
+
+namespace tarn::tool {
+namespace {
+
+using google::protobuf::io::ArrayInputStream;
+using google::protobuf::io::ErrorCollector;
+using google::protobuf::io::Tokenizer;
+
+class IgnoreErrors : public ErrorCollector {
+ public:
+  void AddError(int, int, const std::string&) override {}
+};
+
+class TextChecker {
+ public:
+  TextChecker(const Type& type, std::string_view text, size_t stop)
+      : text_(text),
+        stop_(stop),
+        stream_(text.data(), static_cast<int>(text.size())),
+        tokenizer_(&stream_, &errors_) {
+    // As the runtime's parser sets it.
+    tokenizer_.set_allow_f_after_float(true);
+    tokenizer_.set_comment_style(Tokenizer::SH_COMMENT_STYLE);
+    tokenizer_.set_require_space_after_number(false);
+    tokenizer_.set_allow_multiline_strings(true);
+    levels_.push_back({&type});
+  }
+
+  TextProblem Run() {
+    Next();
+    while (more_ && problem_.reason.empty()) Step();
+    return problem_;
+  }
+
+ private:
+  // A message that is open.
+  struct Level {
+    const Type* type;
+    const Field* list = nullptr;  // in whose brackets the message stands
+    uint64_t seen = 0;            // fields, a bit each
+  };
+
+  const Tokenizer::Token& token() { return tokenizer_.current(); }
+  bool At(std::string_view text) { return more_ && token().text == text; }
+
+  void Next() {
+    more_ = tokenizer_.Next();
+    if (!more_) return;
+    place_.MoveTo(text_, token().line, token().column);
+    offset_ = place_.offset;
+    more_ = offset_ <= stop_;
+  }
+  void Stop() { more_ = false; }
+  void Fail(size_t offset, const std::string& reason) {
+    problem_ = {offset, reason};
+  }
+
+  // A field, or the end of a message.
+  void Step() {
+    if (At("}") || At(">")) {
+      if (levels_.size() == 1) return Stop();
+      const Field* list = levels_.back().list;
+      levels_.pop_back();
+      Next();
+      return list != nullptr ? AfterElement(*list) : Separator();
+    }
+    if (token().type != Tokenizer::TYPE_IDENTIFIER) return Stop();
+    const Field* field = FieldByName(token().text);
+    if (field == nullptr || !Mark(*field)) return;
+    Next();
+    if (At(":")) Next();
+    if (field->repeated && At("[")) {
+      Next();
+      if (!At("]")) return Value(*field, field);
+      Next();
+      return Separator();
+    }
+    Value(*field, nullptr);
+  }
+
+  const Field* FieldByName(const std::string& name) {
+    std::vector<std::string> names;
+    for (const Field& field : levels_.back().type->fields) {
+      if (field.kind == Kind::kNone) continue;
+      if (field.name == name) return &field;
+      names.emplace_back(field.name);
+    }
+    const Type& type = *levels_.back().type;
+    Fail(offset_,
+         type.descriptor->full_name() +
+             (type.secret ? " has no such field" : " has no field " + name) +
+             DidYouMean(name, names));
+    return nullptr;
+  }
+
+  // Enters a field into those of its message; false: it cannot be there.
+  bool Mark(const Field& field) {
+    uint64_t& seen = levels_.back().seen;
+    const uint64_t bit = uint64_t{1} << field.number;
+    if (!field.repeated && (seen & bit) != 0) {
+      Fail(offset_, field.descriptor->full_name() + " is there twice");
+    } else if ((seen & field.other_members) != 0) {
+      Fail(offset_, "another member of " +
+                        field.descriptor->containing_oneof()->full_name() +
+                        " is there already");
+    }
+    seen |= bit;
+    return problem_.reason.empty();
+  }
+
+  // A value of a field, or an element of the list in whose brackets it stands.
+  void Value(const Field& field, const Field* list) {
+    if (!more_) return;
+    if (field.kind == Kind::kMessage) {
+      if (!At("{") && !At("<")) return Stop();
+      Next();
+      levels_.push_back({field.type, list});
+      return;
+    }
+    const size_t begin = offset_;
+    const bool negative = At("-");
+    if (negative) Next();
+    if (!more_) return;
+    const Tokenizer::Token value = token();
+    if (!Takes(field, value, negative)) {
+      const std::string shown = (negative ? "-" : "") + value.text;
+      return Fail(begin,
+                  (field.maskable ? "this" : shown) + " is no value for " +
+                      field.descriptor->full_name() + Suggestion(field, value));
+    }
+    Next();
+    // Strings in a row are one text.
+    while (value.type == Tokenizer::TYPE_STRING && more_ &&
+           token().type == Tokenizer::TYPE_STRING) {
+      Next();
+    }
+    if (list != nullptr) return AfterElement(*list);
+    Separator();
+  }
+
+  void AfterElement(const Field& list) {
+    if (At(",")) {
+      Next();
+      return Value(list, &list);
+    }
+    if (!At("]")) return Stop();
+    Next();
+    Separator();
+  }
+
+  void Separator() {
+    if (At(",") || At(";")) Next();
+  }
+
+  static bool Takes(const Field& field, const Tokenizer::Token& value,
+                    bool negative) {
+    const bool word = value.type == Tokenizer::TYPE_IDENTIFIER;
+    switch (field.kind) {
+      case Kind::kString:
+      case Kind::kBytes:
+        return value.type == Tokenizer::TYPE_STRING && !negative;
+      case Kind::kBool:
+        return word ? value.text == "true" || value.text == "false" ||
+                          value.text == "True" || value.text == "False" ||
+                          value.text == "t" || value.text == "f"
+                    : IsInteger(value, negative, 0, 1);
+      case Kind::kEnum:
+        return word ? field.enumeration->descriptor->FindValueByName(
+                          value.text) != nullptr
+                    : IsInteger(value, negative, uint64_t{1} << 31, INT_MAX);
+      case Kind::kInt32:
+        return IsInteger(value, negative, uint64_t{1} << 31, INT_MAX);
+      case Kind::kUint32:
+        return IsInteger(value, negative, 0, UINT_MAX);
+      default:
+        // Words such as inf and nan, in any case: the runtime knows which.
+        return value.type != Tokenizer::TYPE_STRING;
+    }
+  }
+
+  static bool IsInteger(const Tokenizer::Token& value, bool negative,
+                        uint64_t most_negative, uint64_t most) {
+    uint64_t number;
+    return value.type == Tokenizer::TYPE_INTEGER &&
+           Tokenizer::ParseInteger(value.text, negative ? most_negative : most,
+                                   &number) &&
+           (!negative || most_negative > 0);
+  }
+
+  static std::string Suggestion(const Field& field,
+                                const Tokenizer::Token& value) {
+    if (field.kind != Kind::kEnum) return "";
+    std::vector<std::string> names;
+    for (const std::string_view name : field.enumeration->names) {
+      if (!name.empty()) names.emplace_back(name);
+    }
+    return DidYouMean(value.text, names);
+  }
+
+  const std::string_view text_;
+  const size_t stop_;
+  IgnoreErrors errors_;
+  ArrayInputStream stream_;
+  Tokenizer tokenizer_;
+  bool more_ = true;
+  size_t offset_ = 0;  // of the token
+  TextPlace place_;
+  std::vector<Level> levels_;
+  TextProblem problem_;
+};
+
+}  // namespace
+
+TextProblem FindTextProblem(const Type& type, std::string_view text,
+                            size_t stop) {
+  return TextChecker(type, text, stop).Run();
+}
+
+void TextPlace::MoveTo(std::string_view text, int to_line, int to_column) {
+  for (; line < to_line && offset < text.size(); ++offset) {
+    if (text[offset] != '\n') continue;
+    ++line;
+    column = 0;
+  }
+  for (; column < to_column && offset < text.size(); ++offset) {
+    column = text[offset] == '\t' ? (column / 8 + 1) * 8 : column + 1;
+  }
+}
+
+}  // namespace tarn::tool
