@@ -14,6 +14,7 @@ A case is a folder; tarn runs inside of it. Its files:
            What a terminal got that is both stdout and stderr is in stdout.
 --update writes these from what tarn does now. Read the difference.
 """
+import difflib
 import os
 import pathlib
 import pty
@@ -80,6 +81,19 @@ def run(tarn, case):
     }
 
 
+def printable(text):
+    """Lines of output as a terminal can show them: a line each, all escaped
+    that is not a character of text, and a note where the last line has no end."""
+    lines = text.decode("utf-8", "backslashreplace").split("\n")
+    if lines[-1]:
+        lines[-1] += "\n\\ no line end"
+    else:
+        lines.pop()
+    return ["".join(c if c.isprintable() or c == "\n" else
+                    c.encode("unicode_escape").decode() for c in line)
+            for line in lines]
+
+
 def compare(case, results):
     """Prints how the results differ from what is expected; true if they don't."""
     same = True
@@ -89,10 +103,11 @@ def compare(case, results):
         if got == want:
             continue
         same = False
-        print(f"{case.name}: {name} differs")
-        for sign, text in (("-", want), ("+", got)):
-            for line in text.splitlines(keepends=True):
-                print(f"  {sign} {line!r}")
+        if printable(got) == printable(want):  # other bytes for the same text
+            want, got = repr(want).encode(), repr(got).encode()
+        print(*difflib.unified_diff(
+            printable(want), printable(got), f"{case.name}/{name}, expected",
+            f"{case.name}/{name}, printed", lineterm=""), sep="\n")
     return same
 
 
@@ -110,7 +125,8 @@ def main(arguments):
     tarn, *names = arguments[updating:]
     tarn = pathlib.Path(tarn).resolve()
     folder = pathlib.Path(__file__).resolve().parent
-    cases = [folder / name for name in names] or sorted(p for p in folder.iterdir() if p.is_dir())
+    cases = [folder / name for name in names] or sorted(
+        p for p in folder.iterdir() if p.is_dir() and p.name != "__pycache__")
     failed = 0
     for case in cases:
         results = run(tarn, case)

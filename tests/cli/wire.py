@@ -1,4 +1,4 @@
-"""Fields of messages in wire bytes, for the tests beside this file."""
+"""Writes wire bytes for the tests beside this file."""
 
 
 def varint(value):
@@ -15,3 +15,8 @@ def field(number, content):
         return varint(number << 3) + varint(content)
     content = content.encode() if isinstance(content, str) else content
     return varint(number << 3 | 2) + varint(len(content)) + content
+
+
+def framed(messages):
+    """Each message after its length, as tarn --frame=varint reads them."""
+    return b"".join(varint(len(message)) + message for message in messages)

@@ -3,33 +3,25 @@
 
 usage: json_test.py CORPUS DESCRIPTOR_SET cpp TARN
 """
+import pathlib
 import random
 import struct
 import subprocess
 import sys
 import unittest
 
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[1]))
+# pylint: disable=wrong-import-position
 import corpus_test  # takes the same arguments
 from corpus_test import CLASSES, canonical, cases
 from google.protobuf import json_format
+from wire import framed
 
 TARN = sys.argv[4]
 
 # Python counts lists, too, and reads no JSON deeper than 100 of both.
 TOO_DEEP = ('accepted/ModsAvailable/one_hundred_levels',
             'accepted/ModsAvailable/two_deep_chains')
-
-
-def varint(value):
-    out = bytearray()
-    while value >= 0x80:
-        out.append(value & 0x7F | 0x80)
-        value >>= 7
-    return bytes(out + bytes([value]))
-
-
-def framed(messages):
-    return b''.join(varint(len(data)) + data for data in messages)
 
 
 def tarn(arguments, given):

@@ -12,6 +12,8 @@ import re
 import subprocess
 import sys
 
+from wire import framed
+
 SPECIMENS = {
     "ModsConfigured": "0a240a220a08536572766572203110013a0c220a0a0261621a0450311801"
     "5a02080158ffffffffffffffffff01",
@@ -19,14 +21,6 @@ SPECIMENS = {
     "HwIdRowInfo": "0a0161350000c03f42040100ac0240015800",
     "NetworkStatusReport": "0a050a016110010a0810630a02c3bc18011200180b",
 }
-
-
-def varint(value):
-    out = bytearray()
-    while value >= 0x80:
-        out.append(value & 0x7F | 0x80)
-        value >>= 7
-    return bytes(out + bytes([value]))
 
 
 def mutants(specimen, dice):
@@ -40,10 +34,9 @@ def mutants(specimen, dice):
 
 
 def annotate(tarn, kind, messages, *options):
-    stream = b"".join(varint(len(message)) + message for message in messages)
     done = subprocess.run(
         [tarn, "annotate", kind, "--frame=varint", "--keep-going", *options],
-        input=stream, capture_output=True, check=False, timeout=60)
+        input=framed(messages), capture_output=True, check=False, timeout=60)
     assert done.returncode == 3, (done.returncode, done.stderr[-500:])
     return done.stdout.decode()
 
