@@ -124,7 +124,7 @@ Class ClassOf() {
       [](Message* one, Message* two) { swap(*As<M>(one), *As<M>(two)); }};
 }
 
-// Calls visit(class) for each of the 53 message classes.
+// Calls visit(class) for each of the message classes.
 template <class Visitor>
 void ForEachClass(Visitor visit) {
   const std::vector<Class> classes = {
@@ -137,7 +137,7 @@ void ForEachClass(Visitor visit) {
   }
 }
 
-// Calls visit(default instance) for each of the 53 messages.
+// Calls visit(default instance) for each of the messages.
 template <class Visitor>
 void ForEachMessage(Visitor visit) {
   const std::vector<const Message*> messages = {
