@@ -283,33 +283,44 @@ int RunEach(std::string_view label_and_kind) {
   return count;
 }
 
+constexpr std::string_view kNumbers[] = {"SINGULAR INT32", "SINGULAR UINT32",
+                                         "SINGULAR BOOL", "SINGULAR FLOAT",
+                                         "SINGULAR ENUM"};
+constexpr std::string_view kTexts[] = {"SINGULAR STRING", "SINGULAR BYTES"};
+constexpr std::string_view kSubmessages[] = {"SINGULAR MESSAGE",
+                                             "ONEOF MESSAGE"};
+constexpr std::string_view kLists[] = {"REPEATED BOOL", "REPEATED ENUM",
+                                       "REPEATED STRING", "REPEATED MESSAGE"};
+constexpr std::string_view kMaps[] = {"MAP ENUM"};
+
 TEST(Accessors, NumbersAreSetReadAndCleared) {
-  EXPECT_EQ(RunEach("SINGULAR INT32"), 69);
-  EXPECT_EQ(RunEach("SINGULAR UINT32"), 2);
-  EXPECT_EQ(RunEach("SINGULAR BOOL"), 21);
-  EXPECT_EQ(RunEach("SINGULAR FLOAT"), 4);
-  EXPECT_EQ(RunEach("SINGULAR ENUM"), 9);
+  for (const auto kind : kNumbers) EXPECT_GT(RunEach(kind), 0) << kind;
 }
 
 TEST(Accessors, TextsAreSetInEveryWayReadAndCleared) {
-  EXPECT_EQ(RunEach("SINGULAR STRING"), 58);
-  EXPECT_EQ(RunEach("SINGULAR BYTES"), 1);
+  for (const auto kind : kTexts) EXPECT_GT(RunEach(kind), 0) << kind;
 }
 
 TEST(Accessors, SubmessagesAreMadeHandedOverAndCleared) {
-  EXPECT_EQ(RunEach("SINGULAR MESSAGE"), 4);
-  EXPECT_EQ(RunEach("ONEOF MESSAGE"), 6);
+  for (const auto kind : kSubmessages) EXPECT_GT(RunEach(kind), 0) << kind;
 }
 
 TEST(Accessors, ListsAreAddedToReadAndCleared) {
-  EXPECT_EQ(RunEach("REPEATED BOOL"), 1);
-  EXPECT_EQ(RunEach("REPEATED ENUM"), 2);
-  EXPECT_EQ(RunEach("REPEATED STRING"), 2);
-  EXPECT_EQ(RunEach("REPEATED MESSAGE"), 26);
+  for (const auto kind : kLists) EXPECT_GT(RunEach(kind), 0) << kind;
 }
 
 TEST(Accessors, MapsAreEditedReadAndCleared) {
-  EXPECT_EQ(RunEach("MAP ENUM"), 2);
+  for (const auto kind : kMaps) EXPECT_GT(RunEach(kind), 0) << kind;
+}
+
+TEST(Accessors, EveryFieldIsAmongThoseAbove) {
+  int fields = 0;
+  for (const auto kind : kNumbers) fields += RunEach(kind);
+  for (const auto kind : kTexts) fields += RunEach(kind);
+  for (const auto kind : kSubmessages) fields += RunEach(kind);
+  for (const auto kind : kLists) fields += RunEach(kind);
+  for (const auto kind : kMaps) fields += RunEach(kind);
+  EXPECT_EQ(fields, schema_counts::kFields);
 }
 
 TEST(Accessors, OddNamesAreKept) {
