@@ -352,17 +352,20 @@ TEST(Accessors, OddNamesAreKept) {
 
 TEST(Constants, FieldNumbersAreNamedAfterTheFields) {
 #define SCHEMA_FIELD(M, number, name, stem, constant, label, kind, type) \
-  static_assert(tarn::M::k##constant##FieldNumber == number);
+  static_assert(tarn::M::k##constant##FieldNumber == number,             \
+                #M "." #name                                             \
+                   " has another number in tests/reference/schema_table.inc");
 #include "reference/schema_table.inc"
 }
 
 TEST(Constants, IndexInTheFileIsThatOfTheDeclaration) {
-  // The constant also counts nested messages, ahead of the one they stand in:
-  // the two entry types of the report's maps.
-#define SCHEMA_MESSAGE(file, place, name)                                     \
-  static_assert(tarn::name::kIndexInFileMessages -                            \
-                    2 * (std::string_view(#name) == "NetworkStatusReport") == \
-                place);
+  // The constant counts the entry types of maps as well, each before the
+  // message that has the map.
+#define SCHEMA_MESSAGE(file, place, name)                          \
+  static_assert(tarn::name::kIndexInFileMessages ==                \
+                    place + schema_counts::MapsUpTo(#file, #name), \
+                #name " has another place in " #file               \
+                      ".proto than in tests/reference/schema_table.inc");
 #include "reference/schema_table.inc"
 }
 

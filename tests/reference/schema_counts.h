@@ -11,19 +11,24 @@ namespace schema_counts {
 enum Label { SINGULAR, REPEATED, ONEOF, MAP };
 enum Kind { INT32, UINT32, BOOL, FLOAT, STRING, BYTES, ENUM, MESSAGE };
 
+struct MessageRow {
+  std::string_view file, name;
+};
+
 struct FieldRow {
+  std::string_view message;
   Label label;
   Kind kind;
 };
 
-inline constexpr FieldRow kFieldRows[] = {
-#define SCHEMA_FIELD(message, number, name, stem, constant, label, kind, type) \
-  {label, kind},
+inline constexpr MessageRow kMessageRows[] = {
+#define SCHEMA_MESSAGE(file, index, name) {#file, #name},
 #include "reference/schema_table.inc"
 };
 
-inline constexpr std::string_view kFilesOfMessages[] = {
-#define SCHEMA_MESSAGE(file, index, name) #file,
+inline constexpr FieldRow kFieldRows[] = {
+#define SCHEMA_FIELD(message, number, name, stem, constant, label, kind, type) \
+  {#message, label, kind},
 #include "reference/schema_table.inc"
 };
 
@@ -37,13 +42,32 @@ inline constexpr int kValues = 0
 #include "reference/schema_table.inc"
     ;
 
-inline constexpr int kMessages = std::size(kFilesOfMessages);
+inline constexpr int kMessages = std::size(kMessageRows);
 inline constexpr int kFields = std::size(kFieldRows);
 
 // The messages of a file, such as "Tarn".
 constexpr int MessagesOf(std::string_view file) {
   int count = 0;
-  for (const std::string_view each : kFilesOfMessages) count += each == file;
+  for (const MessageRow& row : kMessageRows) count += row.file == file;
+  return count;
+}
+
+// The maps of one message.
+constexpr int MapsOf(std::string_view message) {
+  int count = 0;
+  for (const FieldRow& row : kFieldRows) {
+    count += row.label == MAP && row.message == message;
+  }
+  return count;
+}
+
+// The maps of a message and of those before it in its file.
+constexpr int MapsUpTo(std::string_view file, std::string_view message) {
+  int count = 0;
+  for (const MessageRow& row : kMessageRows) {
+    if (row.file == file) count += MapsOf(row.name);
+    if (row.name == message) break;
+  }
   return count;
 }
 
