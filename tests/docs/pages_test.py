@@ -145,12 +145,16 @@ def names(page, file, text):
             check((TREE / name).exists(), f'{page}: there is no {name}')
 
 
-def counts():
-    readme = (TREE / 'README.md').read_text()
-    said = re.findall(r'(\d+) Protocol Buffers messages', readme)
+def counts(update):
+    page = TREE / 'README.md'
     protos = ''.join(file.read_text() for file in TREE.glob('proto/*.proto'))
     there = len(re.findall(r'^message ', protos, re.M))
-    check(said == [str(there)], f'README.md: {said} messages, not {there}')
+    right, found = re.subn(r'\d+(?= Protocol Buffers messages)', str(there),
+                           page.read_text())
+    check(found == 1, f'README.md: says {found} times how many messages')
+    if update:
+        page.write_text(right)
+    check(right == page.read_text(), f'README.md: not {there} messages')
 
 
 def nothing_by_hand():
@@ -195,7 +199,7 @@ UPDATE = arguments[:1] == ['--update']
 TARN, TREE = (pathlib.Path(path).resolve() for path in arguments[UPDATE:])
 pages = [page for pattern in PAGES for page in sorted(TREE.glob(pattern))]
 total = sum(page_test(page, UPDATE) for page in pages)
-counts()
+counts(UPDATE)
 nothing_by_hand()
 check(total >= 8, f'only {total} blocks in {len(pages)} pages')
 if not UPDATE:
