@@ -246,12 +246,14 @@ TEST(Corpus, EveryFieldHasAValidCaseOfItsOwn) {
   EXPECT_EQ(messages.size(), reference::Types().size());
   for (const pb::Descriptor* descriptor : messages) {
     const std::string folder = "valid/" + descriptor->name();
-    EXPECT_EQ(bytes.count(folder + "/empty"), 1u) << folder;
+    EXPECT_EQ(bytes.count(folder + "/empty"), 1u)
+        << "script/make-corpus makes " << folder << "/empty";
     for (int i = 0; i < descriptor->field_count(); ++i) {
       const pb::FieldDescriptor* field = descriptor->field(i);
       SCOPED_TRACE(field->full_name());
       const auto own = bytes.find(folder + "/only_" + field->name());
-      ASSERT_NE(own, bytes.end());
+      ASSERT_TRUE(own != bytes.end())
+          << "script/make-corpus makes " << folder << "/only_" << field->name();
       const auto message = New(descriptor->name());
       ASSERT_TRUE(message->ParseFromString(own->second));
       EXPECT_EQ(SetFields(*message),
@@ -317,7 +319,8 @@ TEST(Corpus, EveryTextHasARejectedCase) {
     for (const reference::Field& field : type.fields) {
       if (field.kind == reference::Kind::STRING ||
           field.label == reference::Label::MAP) {
-        EXPECT_EQ(reasons.count(field.full_name), 1u) << field.full_name;
+        EXPECT_EQ(reasons.count(field.full_name), 1u)
+            << "script/make-corpus makes one for " << field.full_name;
       }
     }
   }

@@ -222,7 +222,8 @@ TEST(Wire, EncodingsAboveCoverEveryFieldOfEveryMessage) {
     for (const auto* field : fields) covered.insert(field->full_name());
   }
   tests::ForEachField([&](const Message&, const tests::FieldDescriptor* field) {
-    EXPECT_EQ(covered.count(field->full_name()), 1u);
+    EXPECT_EQ(covered.count(field->full_name()), 1u)
+        << "no encoding above has " << field->full_name();
   });
 }
 

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Memory and output of tarn grow no faster than what it reads.
 
-usage: growth_test.py TARN EXTRA_MB
+usage: growth_test.py TARN EXTRA_MB [TEST]
 
 EXTRA_MB is what a comparison may take beyond the two messages as objects.
 """
@@ -134,4 +134,4 @@ class LimitsTest(unittest.TestCase):
 
 
 if __name__ == '__main__':
-    unittest.main(argv=sys.argv[:1])
+    unittest.main(argv=sys.argv[:1] + sys.argv[3:])

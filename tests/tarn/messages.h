@@ -5,6 +5,7 @@
 
 #include <google/protobuf/message.h>
 
+#include <cstring>
 #include <limits>
 #include <random>
 #include <string>
@@ -51,10 +52,21 @@ inline std::string AnyText(Random& random) {
   return text;
 }
 
-// Fills fields of a message, some of them, with values at the edges of their
-// ranges among others. Not deeper than `depth` messages.
-inline void Fill(google::protobuf::Message* message, int depth,
-                 Random& random) {
+// Which texts and floats a message is filled with: those of short lists, at the
+// edges of their ranges among others, or any; but no NaN but the one of the list.
+enum class Values { kListed, kAny };
+
+// Any float that is a number.
+inline float AnyFloat(Random& random) {
+  const uint32_t bits = random();
+  float value;
+  std::memcpy(&value, &bits, sizeof value);
+  return value == value ? value : 0;
+}
+
+// Fills fields of a message, some of them. Not deeper than `depth` messages.
+inline void Fill(google::protobuf::Message* message, int depth, Random& random,
+                 Values values = Values::kListed) {
   using google::protobuf::FieldDescriptor;
   const auto* reflection = message->GetReflection();
   const auto* descriptor = message->GetDescriptor();
@@ -90,20 +102,22 @@ inline void Fill(google::protobuf::Message* message, int depth,
           SET(Bool, number % 2 != 0);
           break;
         case FieldDescriptor::CPPTYPE_FLOAT:
-          SET(Float, kFloats[random() % std::size(kFloats)]);
+          SET(Float, values == Values::kAny
+                         ? AnyFloat(random)
+                         : kFloats[random() % std::size(kFloats)]);
           break;
         case FieldDescriptor::CPPTYPE_ENUM:
           SET(EnumValue, random() % 8 == 0 ? number : number & 1);
           break;
         case FieldDescriptor::CPPTYPE_STRING:
-          SET(String, Text(random));
+          SET(String, values == Values::kAny ? AnyText(random) : Text(random));
           break;
 #undef SET
         case FieldDescriptor::CPPTYPE_MESSAGE:
           if (depth == 0) break;
           Fill(add ? reflection->AddMessage(message, field)
                    : reflection->MutableMessage(message, field),
-               depth - 1, random);
+               depth - 1, random, values);
           break;
         default:
           GOOGLE_LOG(FATAL) << "no value for " << field->full_name();

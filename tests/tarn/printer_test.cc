@@ -171,42 +171,13 @@ TEST_F(PrinterTest, TextAndJsonOfTheCorpusEncodeToCanonicalBytes) {
   EXPECT_GT(files, 500);
 }
 
-// Texts of all kinds of characters, and floats of all bits but those of a NaN,
-// which neither form can tell from another.
-void FillAnyhow(Message* message, messages::Random& random) {
-  using google::protobuf::FieldDescriptor;
-  const auto& reflection = *message->GetReflection();
-  std::vector<const FieldDescriptor*> fields;
-  reflection.ListFields(*message, &fields);
-  for (const FieldDescriptor* field : fields) {
-    if (field->is_map()) continue;
-    const bool list = field->is_repeated();
-    const int size = list ? reflection.FieldSize(*message, field) : 1;
-    for (int i = 0; i < size; ++i) {
-      if (field->message_type() != nullptr) {
-        FillAnyhow(list ? reflection.MutableRepeatedMessage(message, field, i)
-                        : reflection.MutableMessage(message, field),
-                   random);
-      } else if (field->type() == FieldDescriptor::TYPE_FLOAT) {
-        const float value = FloatOf(random());
-        if (value == value) reflection.SetFloat(message, field, value);
-      } else if (field->type() == FieldDescriptor::TYPE_STRING) {
-        const std::string text = messages::AnyText(random);
-        list ? reflection.SetRepeatedString(message, field, i, text)
-             : reflection.SetString(message, field, text);
-      }
-    }
-  }
-}
-
 TEST_F(PrinterTest, TextAndJsonOfRandomMessagesEncodeToCanonicalBytes) {
   messages::Random random(11);
   for (const auto* descriptor : schema_.Messages()) {
     const Type& type = schema_.Table(*descriptor);
     for (int i = 0; i < 100; ++i) {
       const auto message = NewMessage(type);
-      messages::Fill(message.get(), 4, random);
-      FillAnyhow(message.get(), random);
+      messages::Fill(message.get(), 4, random, messages::Values::kAny);
       const std::string bytes = Canonical(*message);
       EXPECT_EQ(EncodeText(type, Text(type, bytes), ""), bytes)
           << Text(type, bytes);
