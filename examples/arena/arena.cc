@@ -1,5 +1,5 @@
-// Builds a big network on an arena and parses it onto another: all nodes are
-// made in a few blocks of memory, and are gone when their arena is.
+// Builds a big network on an arena and parses it onto another arena. All nodes
+// lie in a few blocks of memory, which the arena frees when it is destroyed.
 #include <google/protobuf/arena.h>
 #include <tarn/Network.pb.h>
 
@@ -53,7 +53,7 @@ int CountNodes(
 
 }  // namespace
 
-// Counts what is taken from the heap, for the comparison below.
+// Counts the allocations on the heap, for the comparison below.
 void* operator new(size_t size) {
   ++allocations;
   if (void* memory = std::malloc(size)) return memory;
@@ -67,8 +67,8 @@ int main() {
   options.start_block_size = 64 * 1024;
   options.max_block_size = 64 * 1024;
 
-  // A message made on an arena makes all below it on the same arena. Nothing
-  // of it is ever deleted by hand.
+  // A message on an arena makes all messages in it on the same arena. The
+  // program never deletes any of them.
   Arena sender(options);
   auto* network = Arena::CreateMessage<tarn::ModsConfigured>(&sender);
   tarn::Server* server = network->add_modsconfigured()->mutable_server();

@@ -34,7 +34,7 @@ client_uuid: "5e6a0a2e-dd70-434d-81d7-7cffb7decc0c"
 int main() {
   tarn::DisplayConfigMsg config;
   TextFormat::Parser parser;
-  // Without a limit, text nested deeply enough exhausts the stack.
+  // Without a limit, text that is nested very deeply exhausts the stack.
   parser.SetRecursionLimit(100);
   if (!parser.ParseFromString(kText, &config)) return 1;
 
@@ -42,8 +42,8 @@ int main() {
   TextFormat::PrintToString(config, &text);
   std::cout << text << '\n';
 
-  // The names are those customary in JSON, lower camel case: client_uuid is
-  // "clientUuid". Readers take the names of the schema, too.
+  // JSON writes names in lower camel case: client_uuid is "clientUuid". Readers
+  // accept the names of the schema, too.
   JsonPrintOptions options;
   options.add_whitespace = true;
   std::string json;

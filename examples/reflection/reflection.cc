@@ -1,4 +1,4 @@
-// Walks any message by reflection, and prints a line for each value in it: a
+// Walks through any message by reflection and prints a line for each value. A
 // program like this needs no change when the schema gets a new message.
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/text_format.h>
@@ -36,7 +36,7 @@ void PrintValue(const Message& message, const FieldDescriptor& field, int index,
 // Prints all values below a message; `path` names it.
 void Walk(const Message& message, const std::string& path) {
   const Reflection& reflection = *message.GetReflection();
-  // Only what is set: fields that differ from zero, and messages present.
+  // Only fields that are set: values other than zero, and present messages.
   std::vector<const FieldDescriptor*> fields;
   reflection.ListFields(message, &fields);
   for (const FieldDescriptor* field : fields) {

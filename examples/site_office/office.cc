@@ -30,7 +30,7 @@ struct Options {
   ReceiveOptions receive;
 };
 
-// What has become of the records of all peers.
+// What happened to the records of all peers.
 struct Counts {
   int64_t sent = 0;
   uint64_t received = 0, stored = 0, read_back = 0, equal = 0;
@@ -153,8 +153,8 @@ class Office {
   Counts counts_;
 };
 
-// Writes the address for scripts that wait for it: the file appears at once
-// and whole.
+// Writes the address for scripts that wait for it. The file appears only when
+// it is complete.
 void WritePortFile(const std::string& path, const std::string& address) {
   const std::string unfinished = path + ".new";
   std::ofstream file(unfinished);
@@ -166,7 +166,7 @@ void WritePortFile(const std::string& path, const std::string& address) {
 }
 
 int Run(Options options) {
-  // Blocked from here on, so that they end the loop and nothing else.
+  // Blocked from here on: these signals end the loop, not the program.
   sigemptyset(&options.receive.stop_signals);
   sigaddset(&options.receive.stop_signals, SIGINT);
   sigaddset(&options.receive.stop_signals, SIGTERM);
@@ -226,7 +226,7 @@ int main(int argc, char** argv) {
                  "File to write the address to, once peers can connect")
       ->type_name("FILE");
   app.add_option("--until-peers", receive.until_peers,
-                 "End after this many peers have come and gone; 0: end on "
+                 "End after this many peers have disconnected; 0: end on "
                  "SIGINT or SIGTERM")
       ->type_name("COUNT");
   app.add_option("--max-record", receive.limits.message,
@@ -239,17 +239,18 @@ int main(int argc, char** argv) {
       ->type_name("SIZE")
       ->check(CLI::Range(1, 65536));
   app.add_option("--idle-timeout", receive.idle_seconds,
-                 "Time without a byte after which a peer is sent away, in "
+                 "Disconnect a peer that sends nothing for so long, in "
                  "seconds")
       ->type_name("SECONDS")
       ->check(CLI::Range(1, 86400));
   app.add_option("--max-peers", receive.max_peers,
-                 "Peers at a time; each can take the memory of one record and "
-                 "its parsed form")
+                 "Largest number of peers at a time; each can take the memory "
+                 "of one record and its parsed form")
       ->type_name("COUNT")
       ->check(CLI::Range(1, 1000));
   app.add_option("--color", options.color,
-                 "auto: on a terminal, unless NO_COLOR is set")
+                 "Colour the output; auto: on a terminal, unless NO_COLOR is "
+                 "set")
       ->check(CLI::IsMember({"auto", "always", "never"}));
   app.footer(
       "Exit status: 0 all records sent were received, stored, and read "

@@ -112,7 +112,7 @@ void PrintAsText(const Message& message, std::ostream& out) {
 }  // namespace
 
 void PrintFields(const Message& message, bool colour, std::ostream& out) {
-  // A pass phrase is nobody's business.
+  // A pass phrase is never shown.
   tarn::Wifi masked;
   const auto* wifi = dynamic_cast<const tarn::Wifi*>(&message);
   if (wifi != nullptr && !wifi->pass().empty()) {

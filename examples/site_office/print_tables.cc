@@ -28,8 +28,8 @@ using StatusMap = google::protobuf::Map<std::string, tarn::StatusCodes>;
 
 bool IsFine(int status) { return StatusTone(status) == Tone::kGood; }
 
-// One status map: a row for each entry that is not as it should be, the worst
-// first, and the number of those that are.
+// One status map: a row for each entry that is not fine, the worst first, and
+// how many entries have each status.
 void PrintStatuses(const std::string& title, const StatusMap& statuses,
                    const NodeNames& names, bool colour, std::ostream& out) {
   struct Entry {

@@ -46,8 +46,8 @@ std::string Labelled(const std::string& label, const std::string& text) {
   return text.empty() ? "" : label + " " + Escape(text);
 }
 
-// A module of a display needs no line of its own while it works, or is dark as
-// the whole display is. `display` is null where the parent is something else.
+// A module gets no line of its own while it works, or while it is dark together
+// with its display. `display` is null if the parent is something else.
 bool IsQuiet(const ChildTypes& child, const tarn::Display* display) {
   if (display == nullptr || !child.has_module()) return false;
   const tarn::Module& module = child.module();
@@ -162,7 +162,7 @@ Node Describe(const ChildTypes& child) {
       node.kind = "none";
       break;
   }
-  // Beside a status that says so already, the flag says nothing new.
+  // The flag adds nothing if the status already tells of an error.
   if (node.error && StatusTone(node.status) != Tone::kBad) {
     node.details = Join({node.details, "in error"});
   }
@@ -192,8 +192,8 @@ void Count(const ChildTypes& child, Counts* counts) {
   }
 }
 
-// Adds a row for each node. The parser takes no tree deeper than 50 levels, so
-// neither does this recursion.
+// Adds a row for each node. The parser accepts no tree deeper than 50 levels,
+// so this recursion goes no deeper either.
 void AddRows(const Nodes& nodes, const std::string& indent, bool top,
              const tarn::Display* display, std::vector<Row>* rows,
              Counts* counts) {
@@ -245,7 +245,7 @@ void CollectNames(const Nodes& nodes, NodeNames* names) {
     if (node.uuid != nullptr) (*names)[*node.uuid] = node.name;
     if (node.children == nullptr) continue;
     CollectNames(*node.children, names);
-    // "module 2" says little without the display that it belongs to.
+    // "module 2" is not clear without the name of its display.
     for (const ChildTypes& grandchild : *node.children) {
       if (!grandchild.has_module()) continue;
       std::string& name = (*names)[grandchild.module().uuid()];

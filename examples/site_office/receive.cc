@@ -37,8 +37,8 @@ std::string Where(const Connection& connection) {
                                    : " in the middle of the record";
 }
 
-// While this is on, a connection that is closed is reset, so that the peer
-// cannot take the end for success.
+// While this is on, closing a connection resets it, so that the peer cannot
+// mistake the end for success.
 void SetReset(int fd, bool on) {
   const linger option = {on ? 1 : 0, 0};
   setsockopt(fd, SOL_SOCKET, SO_LINGER, &option, sizeof option);
@@ -74,7 +74,7 @@ class Loop {
   void Wait() {
     std::vector<pollfd> polled;
     polled.push_back({stop_signals_.get(), POLLIN, 0});
-    // Out of descriptors: whoever knocks has to wait until a peer leaves.
+    // Without free descriptors, new peers wait until another peer leaves.
     polled.push_back({out_of_descriptors_ ? -1 : listener_, POLLIN, 0});
     for (const Connection& each : connections_) {
       polled.push_back({each.fd.get(), POLLIN, 0});
@@ -108,7 +108,7 @@ class Loop {
     for (const Connection& each : connections_) {
       next = std::min(next, Deadline(each));
     }
-    // Rounded up, so that the deadline is over on waking up.
+    // Rounded up, so that the deadline has passed when poll(2) returns.
     const auto left =
         std::chrono::ceil<std::chrono::milliseconds>(next - Clock::now());
     return static_cast<int>(std::max(left.count(), decltype(left.count()){0}));
@@ -124,7 +124,7 @@ class Loop {
       if (out_of_descriptors_ && connections_.empty()) {
         ThrowErrno("cannot accept a peer");
       }
-      return;  // Other failures concern only the peer, which is gone.
+      return;  // Other failures concern only a peer that has gone already.
     }
     SetReset(fd.get(), true);
     Peer peer;
@@ -156,8 +156,8 @@ class Loop {
     }
   }
 
-  // Hands on the complete records in the buffer, and ends the connection where
-  // there can be no further one.
+  // Hands on the complete records in the buffer. Ends the connection if no
+  // further record can follow.
   void TakeRecords(Iterator it) {
     std::string_view rest = it->buffer;
     Record record;
@@ -176,7 +176,7 @@ class Loop {
     if (scan == Scan::kBroken) End(it, reason);
   }
 
-  // Ends a connection. If it does not end well, `reason` says why.
+  // Ends a connection. `reason` says what went wrong; empty if nothing did.
   void End(Iterator it, const std::string& reason) {
     if (!reason.empty()) {
       handler_.fault(it->peer, {reason, it->buffer, true});

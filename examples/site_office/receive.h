@@ -19,7 +19,7 @@ struct Peer {
   std::string address;
   uint64_t records = 0;  // complete records so far, good and bad
   uint64_t offset = 0;   // where in its stream the next record begins, in bytes
-  int64_t sent = -1;     // records it says it has sent in all; -1: not a word
+  int64_t sent = -1;     // records that it says it sent; -1: it has not said
   std::map<std::string, std::string> node_names;  // by uuid
 };
 
@@ -32,18 +32,18 @@ struct Fault {
 
 struct ReceiveOptions {
   Limits limits;
-  int idle_seconds = 30;  // after which a silent peer is sent away
+  int idle_seconds = 30;  // after which a silent peer is disconnected
   size_t max_peers = 16;
   uint64_t until_peers = 0;  // return after this many have ended; 0: never
   sigset_t stop_signals;     // return on any of these, which must be blocked
 };
 
 struct ReceiveHandler {
-  // Takes a record. Returns why it is bad, or nothing when it is good.
+  // Called with each record. Returns why it is bad; empty if it is good.
   std::function<std::string(Peer& peer, const Record& record)> record;
-  // Takes note of something wrong.
+  // Called with something wrong that a peer sent.
   std::function<void(const Peer& peer, const Fault& fault)> fault;
-  // Takes leave of a peer.
+  // Called when a connection has ended.
   std::function<void(const Peer& peer)> end;
 };
 

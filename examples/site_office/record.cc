@@ -1,4 +1,4 @@
-// Framing of records: taking them apart, and putting them together.
+// Framing of records: reading and writing them.
 #include "record.h"
 
 #include <google/protobuf/io/coded_stream.h>
@@ -26,8 +26,8 @@ Scan TakeLength(std::string_view* data, uint64_t* length) {
   return Scan::kBroken;
 }
 
-// Takes a length and that many bytes off the front of `data`. As much of the
-// part as has arrived is in `part`, also when it is incomplete.
+// Takes a length and that many bytes off the front of `data`. If the part is
+// incomplete, `part` holds the bytes that have arrived.
 Scan TakePart(std::string_view what, size_t limit, std::string_view* data,
               std::string_view* part, std::string* reason) {
   uint64_t length;
@@ -69,11 +69,11 @@ Scan ScanRecord(std::string_view data, const Limits& limits, Record* record,
   *record = {};
   const size_t available = data.size();
   Scan scan = TakePart("type name", limits.name, &data, &record->type, reason);
-  // Bytes that can be in no name say that this is no record, before a length
-  // made of more such bytes is believed.
+  // A byte that no name can contain shows that this is not a record. Checked
+  // before the next length is used, which may be just as wrong.
   if (!std::all_of(record->type.begin(), record->type.end(), IsNameCharacter) ||
       (scan == Scan::kComplete && record->type.empty())) {
-    *reason = "the type name is not one";
+    *reason = "the type name is not valid";
     return Scan::kBroken;
   }
   if (scan != Scan::kComplete) return scan;

@@ -22,7 +22,7 @@ struct Limits {
   size_t message = size_t{64} << 20;
 };
 
-// What the runtime can hold in one message: 2 GiB less one byte.
+// The largest message that the runtime can hold: 2 GiB less one byte.
 constexpr size_t kLargestMessage = 0x7fffffff;
 
 // One record in a buffer. The views point into that buffer.
@@ -34,7 +34,7 @@ struct Record {
 
 enum class Scan {
   kComplete,    // `record` is filled in
-  kIncomplete,  // right as far as it goes, and more bytes are needed
+  kIncomplete,  // correct so far, but more bytes are needed
   kBroken,      // no record begins here; `reason` says why
 };
 

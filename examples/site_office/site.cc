@@ -1,5 +1,5 @@
-// Reads messages in text form and sends them to an office, with a report of
-// the status of every node that is in them.
+// Reads messages in text form and sends them to an office. For each network in
+// them, it also sends a report with the status of every node.
 #include <google/protobuf/io/tokenizer.h>
 #include <google/protobuf/text_format.h>
 #include <sys/socket.h>
@@ -119,8 +119,8 @@ std::unique_ptr<Message> ReadMessage(const std::string& path) {
   if (!parser.ParseFromString(text, message.get())) {
     throw Failure{kMalformed, path + ":" + error.text()};
   }
-  // Text may hold what the binary form does not allow. Better to hear of it
-  // here than from the office.
+  // Text may hold what the binary form does not allow. Reports it here, before
+  // the office would.
   std::string reason;
   if (ParseMessage(type, message->SerializeAsString(), &reason) == nullptr) {
     throw Failure{kMalformed, path + ": " + reason};
@@ -130,7 +130,7 @@ std::unique_ptr<Message> ReadMessage(const std::string& path) {
 
 using Nodes = google::protobuf::RepeatedPtrField<tarn::ChildTypes>;
 
-// How far a display is with its price, as far as its status tells.
+// How far the price update of a display is, as far as its status tells.
 tarn::StatusCodes PriceStatus(const tarn::Display& display) {
   switch (display.status()) {
     case tarn::ok:
@@ -172,7 +172,7 @@ void AddStatus(const Nodes& nodes, tarn::NetworkStatusReport* report) {
   }
 }
 
-// The network is no further with its prices than its worst display.
+// The price update of the network is only as far as its worst display.
 tarn::NetworkStatusReport Report(const tarn::ModsConfigured& network) {
   tarn::NetworkStatusReport report;
   AddStatus(network.modsconfigured(), &report);
@@ -194,7 +194,7 @@ std::string OfficeAddress(const Options& options) {
   return address;
 }
 
-// Connects, trying again while the office may still be on its way up.
+// Connects, and tries again while the office may still be starting.
 Fd ConnectWithRetry(const Options& options) {
   const auto deadline = std::chrono::steady_clock::now() +
                         std::chrono::seconds(options.retry_seconds);
@@ -280,8 +280,8 @@ int main(int argc, char** argv) {
       ->type_name("FILE");
   office->require_option(1);
   app.add_option("--retry", options.retry_seconds,
-                 "Time to go on trying to connect, and to wait for the office "
-                 "to take everything, in seconds")
+                 "How long to try to connect, and how long to wait until the "
+                 "office has taken everything, in seconds")
       ->type_name("SECONDS")
       ->check(CLI::Range(1, 86400))
       ->capture_default_str();

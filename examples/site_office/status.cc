@@ -1,4 +1,4 @@
-// The status codes in words, and in order of how much they matter.
+// The status codes in words, and in order of importance.
 #include "status.h"
 
 #include <tarn/Network.pb.h>
@@ -14,8 +14,8 @@ struct Entry {
   Tone tone;
 };
 
-// What matters most comes first. A number that nobody here knows may mean
-// anything, so it stands behind the failures and before what passes by itself.
+// The most important comes first. A number that is not in this list may mean
+// anything, so it comes after the failures and before what ends by itself.
 constexpr int kUnknown = -1;
 constexpr Entry kStatuses[] = {
     {tarn::power_outage, "no power", Tone::kBad},

@@ -1,4 +1,4 @@
-// The status codes in words, and in order of how much they matter.
+// The status codes in words, and in order of importance.
 #ifndef SITE_OFFICE_STATUS_H_
 #define SITE_OFFICE_STATUS_H_
 
@@ -11,7 +11,7 @@ namespace site_office {
 // The status in words. A number that the schema does not know: "status 99".
 std::string StatusWords(int status);
 
-// Rank of a status: the higher, the sooner somebody has to look after it.
+// Rank of a status: the higher it is, the sooner somebody must act.
 int Severity(int status);
 
 Tone StatusTone(int status);

@@ -52,7 +52,7 @@ Store::Store(std::string path)
 }
 
 void Store::CheckContent() {
-  // The limits of the connections may be lower now than they once were.
+  // The limits of connections may have been higher when this was stored.
   const Limits limits = {kLargestMessage, kLargestMessage};
   std::string buffer;
   uint64_t read = 0;
@@ -91,7 +91,7 @@ Store::Place Store::Append(std::string_view type, std::string_view message) {
   try {
     WriteAll(file_.get(), record, "cannot write " + path_);
   } catch (...) {
-    // What part of the record was written would be a torn record later.
+    // Cuts off what was written of the record: it could not be read later.
     if (ftruncate(file_.get(), static_cast<off_t>(size_)) != 0) {
       ThrowErrno("cannot write " + path_ + ", nor cut it back to byte " +
                  std::to_string(size_));

@@ -11,13 +11,13 @@
 
 namespace site_office {
 
-// Appends records to a file, which only its owner can read. One program at a
-// time can have it open. Failures are thrown as std::runtime_error, whose text
-// names the file.
+// Appends records to a file, which only its owner can read. Only one program at
+// a time can have the file open. Failures are thrown as std::runtime_error,
+// whose text names the file.
 class Store {
  public:
-  // Opens the file, or makes it, and reads through what it holds. A file with
-  // anything but whole records in it is left as it is, and is an error.
+  // Opens or creates the file and reads all records in it. A file that holds
+  // anything but whole records is an error, and is not changed.
   explicit Store(std::string path);
 
   // Where in the file a record stands, in bytes.
@@ -26,16 +26,16 @@ class Store {
     size_t size;
   };
 
-  // Appends a record. It has been handed to the system on return. On failure
-  // the file holds what it held.
+  // Appends a record. When this returns, the system has the record. On failure
+  // the file is as it was before.
   Place Append(std::string_view type, std::string_view message);
 
   // Reads a record back from the file.
   std::string Read(Place place) const;
 
   // Keeps the bytes of a record that was not accepted in a second file, whose
-  // name ends in ".rejected". There they are the message of a record; in the
-  // place of its type name stands `note`.
+  // name ends in ".rejected". They are the message of a record there, with
+  // `note` instead of the type name.
   void Reject(std::string_view note, std::string_view bytes);
 
   // Number of records that the file held when it was opened.

@@ -1,4 +1,4 @@
-// Text of others, made fit for a terminal.
+// Makes text from other programs safe for a terminal.
 #include "text.h"
 
 #include <wchar.h>
@@ -9,8 +9,8 @@
 namespace site_office {
 namespace {
 
-// One character off the front of `text`: its bytes and its code, which is -1
-// for a byte that begins no character.
+// The first character of a text: its bytes and its code. The code is -1 if the
+// first byte does not begin a character.
 struct Character {
   std::string_view bytes;
   long code;
@@ -31,7 +31,7 @@ Character TakeCharacter(std::string_view* text) {
   return character;
 }
 
-bool Steers(long code) {
+bool ControlsTerminal(long code) {
   return code < 0x20 || (code >= 0x7f && code <= 0x9f) || code == 0x61c ||
          (code >= 0x200b && code <= 0x200f) ||
          (code >= 0x2028 && code <= 0x202e) ||
@@ -48,7 +48,7 @@ std::string Escape(std::string_view text) {
     if (character.code < 0) {
       std::snprintf(code, sizeof code, "\\x%02x",
                     static_cast<unsigned char>(character.bytes[0]));
-    } else if (Steers(character.code)) {
+    } else if (ControlsTerminal(character.code)) {
       std::snprintf(code, sizeof code, "\\u{%lx}",
                     static_cast<unsigned long>(character.code));
     }

@@ -1,5 +1,5 @@
-// A program changes a price that comes from a newer schema, and passes on what
-// that schema added without knowing it.
+// A program changes a price that was written with a newer schema. It passes on
+// the field that this schema added, without knowing that field.
 #include <google/protobuf/descriptor.pb.h>
 #include <google/protobuf/dynamic_message.h>
 #include <google/protobuf/unknown_field_set.h>
@@ -29,8 +29,8 @@ FileDescriptorProto NewerSchema() {
   return file;
 }
 
-// What stands between a newer sender and a newer receiver: it knows no
-// currency, and sets the price.
+// The program between a newer sender and a newer receiver. It does not know the
+// currency; it changes the price.
 std::string ChangePrice(const std::string& bytes) {
   tarn::Price price;
   if (!price.ParseFromString(bytes)) return "";

@@ -308,20 +308,20 @@ TEST_F(Office, RejectsATypeNameOfTheGreatestLengthAndGoesOn) {
 TEST_F(Office, ClosesOnControlCharactersInATypeName) {
   EXPECT_EQ(Receive(Frame("tarn.\x1b[2JPrices", "")), kDifferent);
   EXPECT_EQ(process_->err(),
-            Complaint(1, 0, "the type name is not one", kClosed));
+            Complaint(1, 0, "the type name is not valid", kClosed));
   EXPECT_THAT(process_->err(), Not(HasSubstr("\x1b")));
 }
 
 TEST_F(Office, ClosesOnAnEmptyTypeName) {
   EXPECT_EQ(Receive(std::string(2, '\0')), kDifferent);
-  EXPECT_THAT(process_->err(), HasSubstr("the type name is not one"));
+  EXPECT_THAT(process_->err(), HasSubstr("the type name is not valid"));
 }
 
 TEST_F(Office, ClosesOnAnotherProtocol) {
   EXPECT_EQ(
       Receive("GET / HTTP/1.1\r\nHost: office\r\n\r\n" + std::string(100, 'x')),
       kDifferent);
-  EXPECT_THAT(process_->err(), HasSubstr("the type name is not one"));
+  EXPECT_THAT(process_->err(), HasSubstr("the type name is not valid"));
 }
 
 TEST_F(Office, SendsAStalledPeerAwayAndServesTheOthers) {
