@@ -1,8 +1,9 @@
 // Fuzzes the comparison against the bytes: two messages differ if and only if
-// their canonical bytes do, but for the order of nodes. The first byte of the
-// input chooses the message type. The second is 0 where both messages follow,
-// the length of the first in two bytes before them; else the second message is
-// the first with a bit changed, at a place that the next two bytes choose.
+// their canonical bytes differ, apart from the order of nodes. The first byte
+// of the input chooses the message type. If the second byte is 0, both messages
+// follow, after the length of the first in two bytes. Otherwise one message
+// follows, and the other is a copy of it with one bit changed, at a place that
+// the next two bytes choose.
 #include <google/protobuf/message.h>
 
 #include <algorithm>

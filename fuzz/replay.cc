@@ -1,4 +1,4 @@
-// Runs a fuzz target on the files of a folder, where there is no fuzzer.
+// Runs a fuzz target on the files of a folder, in builds without a fuzzer.
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>

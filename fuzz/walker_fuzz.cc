@@ -1,6 +1,6 @@
-// Fuzzes the walker against the runtime: the two verdicts must be the same, and
-// what is salvaged of a rejected message must parse. The first byte of the
-// input chooses the message type, the rest is the message.
+// Fuzzes the walker against the runtime: both must give the same verdict, and
+// the part that is saved of a rejected message must parse. The first byte of
+// the input chooses the message type; the rest is the message.
 #include <google/protobuf/message.h>
 
 #include <cstdio>
@@ -49,7 +49,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const tarn::tool::Survey survey = tarn::tool::SurveyMessage(type, bytes);
   if (survey.accepted != accepted) Fail(type, "another verdict");
 
-  // Going on behind errors must end, and come to the same verdict.
+  // A walk that goes on after errors must end, and give the same verdict.
   Goer goer;
   if (tarn::tool::Walk(type, bytes, goer) != accepted) {
     Fail(type, "another verdict when going on");
