@@ -18,7 +18,7 @@ from typing import NamedTuple
 
 sys.dont_write_bytecode = True
 TREE = Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(TREE / "packaging"))
+sys.path.insert(0, str(TREE / "tools"))
 # pylint: disable=wrong-import-position
 from compat.tree import tree_version, version_text
 from compat.verdict import Level, next_version
@@ -75,7 +75,7 @@ def make_copy(tree, optimization="-O0"):
     for edit in (Edit("proto/profile/Profile.cmake", r"where that works\" ON",
                       'where that works" OFF'),
                  Edit(CMAKE, r":-O3>", f":{optimization}>"),
-                 Edit("packaging/make_release.py", r"^CLIENTS = .*?$",
+                 Edit("tools/compat/make_release.py", r"^CLIENTS = .*?$",
                       'CLIENTS = ("first",)'),
                  *set_version(version_text(RELEASED))):
         edit.apply(tree)

@@ -14,7 +14,7 @@ from pathlib import Path
 
 sys.dont_write_bytecode = True
 TREE = Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(TREE / "packaging"))
+sys.path.insert(0, str(TREE / "tools"))
 # pylint: disable=wrong-import-position
 from compat import descriptors
 from compat.check import compare_schema

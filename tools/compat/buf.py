@@ -7,7 +7,7 @@ import subprocess
 from .tree import BUF
 from .verdict import CannotTell, Finding, Level
 
-# Whose judgement packaging/compat/schema.py makes finer: of a oneof's name and
+# Whose judgement tools/compat/schema.py makes finer: of a oneof's name and
 # members, of an enum that is renamed, of a language that gets its first option.
 JUDGED_ELSEWHERE = ["ENUM_NO_DELETE", "FIELD_SAME_ONEOF",
                     "FIELD_WIRE_COMPATIBLE_TYPE", "FILE_SAME_GO_PACKAGE"]

@@ -13,12 +13,12 @@ import shutil
 import subprocess
 import sys
 
-from compat import build, corpus, descriptors, elf, installed, interface
-from compat.check import NATIVE, class_names
-from compat.commands import run
-from compat.tree import (RELEASE, TREE, debian_version, is_in_changelog,
-                         released_version, tree_version, version_text)
-from compat.verdict import CannotTell
+from . import build, corpus, descriptors, elf, installed, interface
+from .check import NATIVE, class_names
+from .commands import run
+from .tree import (RELEASE, TREE, debian_version, is_in_changelog,
+                   released_version, tree_version, version_text)
+from .verdict import CannotTell
 
 # The examples that later releases are to compile and run.
 CLIENTS = ("arena", "first", "forms", "reflection", "unknown_fields")

@@ -13,11 +13,11 @@ Exit status: 0 the tree's version allows the verdict, 1 it is too low for it,
 import argparse
 import sys
 
-from compat.build import PROCESSORS
-from compat.check import compare
-from compat.tree import (RELEASE, TREE, released_version, tree_version,
-                         version_text)
-from compat.verdict import CannotTell, next_version, worst
+from .build import PROCESSORS
+from .check import compare
+from .tree import (RELEASE, TREE, released_version, tree_version,
+                   version_text)
+from .verdict import CannotTell, next_version, worst
 
 
 def main():
