@@ -7,7 +7,7 @@ from .verdict import CannotTell
 
 TREE = Path(__file__).resolve().parents[2]
 RELEASE = TREE / "packaging" / "release"
-BUF = TREE / "packaging" / "buf" / "node_modules" / ".bin" / "buf"
+MODULES = TREE / "packaging" / "buf" / "node_modules" / "@bufbuild"
 
 
 def read_version(path, pattern):
