@@ -1,10 +1,10 @@
 // Draws by reflection: the type and the name of a field tell what it holds.
-#include "draw.h"
-
 #include <google/protobuf/descriptor.h>
 
 #include <algorithm>
 #include <string>
+
+#include "messages.h"
 
 namespace {
 

@@ -12,12 +12,13 @@
 #include <set>
 #include <string>
 
-#include "draw.h"
+#include "messages.h"
 
 namespace {
 
 using google::protobuf::Arena;
 using google::protobuf::ArenaOptions;
+using google::protobuf::Descriptor;
 using google::protobuf::FileDescriptor;
 
 [[noreturn]] void Fail(const std::string& what) {
@@ -43,6 +44,14 @@ class Memory {
  private:
   char* start_;
 };
+
+// Of an arena whose first block is a slot of the memory.
+ArenaOptions OptionsOf(const Memory& memory, int slot) {
+  ArenaOptions options;
+  options.initial_block = memory.slot(slot);
+  options.initial_block_size = Memory::kSlot;
+  return options;
+}
 
 // A message in a slot of the memory, its parts on the heap.
 template <typename T>
@@ -91,10 +100,7 @@ void Exercise(const Memory& memory, const T& sent) {
     if (!received->ParseFromString(bytes)) Fail("a message did not parse");
   }
   for (int i = 0; i < 3; ++i) {
-    ArenaOptions options;
-    options.initial_block = memory.slot(1);
-    options.initial_block_size = Memory::kSlot;
-    Arena arena(options);
+    Arena arena(OptionsOf(memory, 1));
     T* received = Arena::CreateMessage<T>(&arena);
     if (!received->ParseFromString(bytes)) Fail("a message did not parse");
     if (i == 0) Arena::CreateMessage<T>(&arena)->CopyFrom(*received);
@@ -119,31 +125,47 @@ class Training {
       DrawAll(random_, *message);
       Exercise(memory_, *message);
     }
-    left_.erase(T::descriptor()->full_name());
+    taken_.insert(T::descriptor());
   }
 
-  void DemandAllTypesOf(const FileDescriptor* file) {
+  // Trains each type of the file that no Take() named, such as a new one.
+  void TakeTheRestOf(const FileDescriptor* file, int messages) {
     for (int i = 0; i < file->message_type_count(); ++i) {
-      left_.insert(file->message_type(i)->full_name());
+      const Descriptor* type = file->message_type(i);
+      if (taken_.count(type) != 0) continue;
+      for (int n = 0; n < messages; ++n) TakeOne(type);
     }
   }
 
-  void DemandNoneIsLeft() const {
-    for (const std::string& type : left_) Fail("not trained: " + type);
+ private:
+  void TakeOne(const Descriptor* type) {
+    const auto& empty =
+        *google::protobuf::MessageFactory::generated_factory()->GetPrototype(
+            type);
+    Arena arena(OptionsOf(memory_, 0));
+    auto* sent = empty.New(&arena);
+    Draw(random_, *sent);
+    const std::string bytes = sent->SerializeAsString();
+    for (int i = 0; i < 3; ++i) {
+      Arena arena_of_received(OptionsOf(memory_, 1));
+      auto* received = empty.New(&arena_of_received);
+      if (!received->ParseFromString(bytes)) Fail("a message did not parse");
+      received->MergeFrom(*sent);
+      received->Clear();
+    }
   }
 
- private:
   Memory memory_;
   Random random_;
-  std::set<std::string> left_;
+  std::set<const Descriptor*> taken_;
 };
 
 }  // namespace
 
 int main() {
   Training training;
-  training.DemandAllTypesOf(tarn::Price::descriptor()->file());
-  training.DemandAllTypesOf(tarn::Server::descriptor()->file());
+  const FileDescriptor* const files[] = {tarn::Price::descriptor()->file(),
+                                         tarn::Server::descriptor()->file()};
 
   // The bulk: trees and what modules and networks report.
   training.Take<tarn::ModsConfigured>(20);
@@ -202,5 +224,6 @@ int main() {
   training.Take<tarn::HwIdColInfo>(20);
   training.Take<tarn::DisplaySizeRef>(20);
   training.Take<tarn::CabinetAssemblyConfiguration>(20);
-  training.DemandNoneIsLeft();
+  // Types that are not named above.
+  for (const FileDescriptor* file : files) training.TakeTheRestOf(file, 20);
 }
