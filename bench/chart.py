@@ -50,22 +50,20 @@ def figure(path, title, x, y, size=(7.5, 4)):
         pyplot.close(drawing)
 
 
-def lines(path, title, x, y, series, log=False):
+def lines(path, title, x, y, series):
     """One line for each name in series: {name: [(x, y), ...]}."""
     with figure(path, title, x, y) as axes:
         for name, points in series.items():
             axes.plot(*zip(*points), marker='o', markersize=3, label=name)
-        if log:
-            axes.set_xscale('log')
-            axes.set_yscale('log')
+        axes.set_xscale('log')
+        axes.set_yscale('log')
 
 
-def bars(path, title, x, series, groups, mark=None, log=False):
+def bars(path, title, x, series, groups):
     """Bars that lie, a group below the other: series is {name: [number for
-    each group]}, None where there is no number. A line marks one number: from
-    it the bars of a logarithmic scale begin."""
+    each group]}, None where there is no number. The scale is logarithmic, and
+    bars begin at 1."""
     height = 0.8 / len(series)
-    begin = mark if log and mark else 0
     with figure(path, title, x, '',
                 (7.5, 1 + 0.24 * len(groups) * (len(series) + 0.5))) as axes:
         for index, (name, numbers) in enumerate(series.items()):
@@ -73,16 +71,14 @@ def bars(path, title, x, series, groups, mark=None, log=False):
                      for group, number in enumerate(numbers)
                      if number is not None]
             places, lengths = zip(*there)
-            axes.barh(places, [length - begin for length in lengths], height,
-                      left=begin, label=name)
+            axes.barh(places, [length - 1 for length in lengths], height,
+                      left=1, label=name)
             for place, number in there:
-                axes.text(max(number, begin), place, f' {digits(number)}',
+                axes.text(max(number, 1), place, f' {digits(number)}',
                           va='center', fontsize=8)
         axes.set_yticks(range(len(groups)), groups)
         axes.invert_yaxis()
         axes.grid(False, axis='y')
-        if mark is not None:
-            axes.axvline(mark, color=INK, linewidth=1, linestyle='--')
-        if log:
-            axes.set_xscale('log')
-            axes.xaxis.set_major_formatter('{x:g}')
+        axes.axvline(1, color=INK, linewidth=1, linestyle='--')
+        axes.set_xscale('log')
+        axes.xaxis.set_major_formatter('{x:g}')

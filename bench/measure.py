@@ -43,14 +43,6 @@ def show(figures):
             f'({digits(figures["lowest"])}–{digits(figures["highest"])})')
 
 
-def overlap(one, other):
-    """Whether no run can tell two figures apart: their rounds overlap. Of some
-    older runs only the bounds of the middle half were kept; where these
-    overlap, the rounds do."""
-    low, high = (('lowest', 'highest') if 'lowest' in one else ('low', 'high'))
-    return one[low] <= other[high] and other[low] <= one[high]
-
-
 def table(head, rows):
     """A table in Markdown; all columns but the first are numbers."""
     lines = [head, ['---'] + ['---:'] * (len(head) - 1), *rows]

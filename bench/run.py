@@ -4,14 +4,15 @@
 usage: run.py BUILD [--rounds N] [--part PART]... [--update] [--quick]
        run.py --from-results [--part PART]...
 
-A part is a module with three functions:
+A part is a module with these functions:
 
 run(build_dir, rounds, progress)  measures, and returns what JSON can hold.
                                   One round is a quick look: enough to fill
                                   every table, too little to be believed.
                                   progress(text) shows how far it is.
 markdown(results)                 the tables, ratios first
-draw(results, folder)             writes folder/<part>-*.svg by chart.py
+draw(results, folder)             writes folder/<part>-*.svg by chart.py, if
+                                  there is something to draw
 """
 import argparse
 import importlib.util
@@ -30,11 +31,9 @@ sys.path.insert(0, str(HERE))
 # The parts, each a module beside its programs.
 PARTS = {
     'peers': 'peers/peers.py',
-    'tried': 'tried/tried.py',
     'load': 'cost/load.py',
     'growth': 'cost/growth.py',
     'worst': 'cost/worst.py',
-    'capacity': 'cost/capacity.py',
     'tarn': 'tarn/tarn.py',
 }
 
@@ -46,53 +45,37 @@ def load(part):
     return module
 
 
-def output(*command):
-    return subprocess.run(command, check=True, capture_output=True,
-                          text=True).stdout.strip()
-
-
-def processor():
-    for line in pathlib.Path('/proc/cpuinfo').read_text().splitlines():
-        if line.startswith('model name'):
-            return line.split(':', 1)[1].strip()
-    return platform.machine()
-
-
-def setting(build_dir, name):
-    """The setting of a build in its CMake cache."""
-    cache = (build_dir / 'CMakeCache.txt').read_text()
-    found = re.search(f'^{name}:[A-Z]+=(.*)$', cache, re.MULTILINE)
-    return found[1] if found else ''
-
-
 def surroundings(build_dir):
     """What a figure is worth nothing without."""
-    compiler = setting(build_dir, 'CMAKE_CXX_COMPILER')
+    cache = (build_dir / 'CMakeCache.txt').read_text()
+
+    def setting(name):
+        found = re.search(f'^{name}:[A-Z]+=(.*)$', cache, re.MULTILINE)
+        return found[1] if found else ''
+
+    def output(*command):
+        return subprocess.run(command, check=True, capture_output=True,
+                              text=True).stdout.strip()
+
+    processor = re.search(r'^model name\s*: (.*)$',
+                          pathlib.Path('/proc/cpuinfo').read_text(),
+                          re.MULTILINE)
     return {
-        'processor': processor(),
+        'processor': processor[1] if processor else platform.machine(),
         'kernel': 'Linux ' + '.'.join(platform.release().split('.')[:2]),
         'system': platform.freedesktop_os_release()['PRETTY_NAME'],
-        'compiler': output(compiler, '--version').splitlines()[0],
-        'build type': setting(build_dir, 'CMAKE_BUILD_TYPE'),
+        'compiler': output(setting('CMAKE_CXX_COMPILER'),
+                           '--version').splitlines()[0],
+        'build type': setting('CMAKE_BUILD_TYPE'),
         'Protocol Buffers': output('protoc', '--version').split()[-1],
         'day': time.strftime('%Y-%m-%d', time.gmtime()),
     }
 
 
-class Progress:
-    """Shows on a terminal how far a part is, on one line."""
-
-    def __init__(self, part):
-        self.part = part
-
-    def __call__(self, text):
-        if sys.stderr.isatty():
-            print(f'\r\033[K{self.part}: {text}', end='', file=sys.stderr,
-                  flush=True)
-
-    def end(self):
-        if sys.stderr.isatty():
-            print('\r\033[K', end='', file=sys.stderr)
+def show_progress(text):
+    """Replaces what the line on a terminal says."""
+    if sys.stderr.isatty():
+        print(f'\r\033[K{text}', end='', file=sys.stderr, flush=True)
 
 
 def replace_section(page, part, text):
@@ -117,7 +100,7 @@ def section(module, about, results):
 def document_of(about, results):
     """Results as JSON, a list of plain numbers or texts on one line."""
     text = json.dumps({'about': about, 'results': results}, indent=1,
-                      sort_keys=True, ensure_ascii=False)
+                      ensure_ascii=False)
     return re.sub(r'\[([^][{}]*)\]',
                   lambda found: f'[{" ".join(found[1].split())}]', text) + '\n'
 
@@ -126,11 +109,7 @@ def kept(part):
     """What the last run that was published said of its surroundings, and what
     it measured."""
     document = json.loads((HERE / 'results' / f'{part}.json').read_text())
-    # In the order in which a run tells them.
-    order = ['processor', 'kernel', 'system', 'compiler', 'build type',
-             'Protocol Buffers', 'day']
-    about = document['about']
-    return {name: about[name] for name in order}, document['results']
+    return document['about'], document['results']
 
 
 def publish(part, module):
@@ -140,7 +119,8 @@ def publish(part, module):
     figures.mkdir(exist_ok=True)
     for old in figures.glob(f'{part}-*.svg'):
         old.unlink()
-    module.draw(results, figures)
+    if hasattr(module, 'draw'):
+        module.draw(results, figures)
     page = DOCS / 'performance.md'
     page.write_text(replace_section(page.read_text(), part,
                                     section(module, about, results)))
@@ -166,13 +146,31 @@ def arguments():
         parser.error('--rounds: at least 1')
     if given.quick and given.update:
         parser.error('--quick measures nothing worth an --update')
-    if given.from_results:
-        return given
-    if given.build is None:
-        parser.error('which build?')
-    if not (given.build / 'CMakeCache.txt').exists():
-        parser.error(f'{given.build} is not a build folder')
+    if not given.from_results:
+        if given.build is None:
+            parser.error('which build?')
+        if not (given.build / 'CMakeCache.txt').exists():
+            parser.error(f'{given.build} is not a build folder')
     return given
+
+
+def measure_part(part, given, about):
+    module = load(part)
+    begin = time.monotonic()
+    results = module.run(given.build, 1 if given.quick else given.rounds,
+                         lambda text: show_progress(f'{part}: {text}'))
+    show_progress('')
+    print(f'\n## {part} ({time.monotonic() - begin:.0f} s)\n\n'
+          f'{module.markdown(results)}')
+    document = document_of(about, results)
+    folders = [given.build / 'bench']
+    if given.update:
+        folders.append(HERE / 'results')
+    for folder in folders:
+        folder.mkdir(parents=True, exist_ok=True)
+        (folder / f'{part}.json').write_text(document)
+    if given.update:
+        publish(part, module)
 
 
 def main():
@@ -183,23 +181,8 @@ def main():
         return
     about = surroundings(given.build)
     print(origin(about))
-    target = given.build / 'bench'
     for part in given.part or PARTS:
-        module = load(part)
-        progress = Progress(part)
-        begin = time.monotonic()
-        results = module.run(given.build, 1 if given.quick else given.rounds,
-                             progress)
-        progress.end()
-        print(f'\n## {part} ({time.monotonic() - begin:.0f} s)\n\n'
-              f'{module.markdown(results)}')
-        document = document_of(about, results)
-        target.mkdir(parents=True, exist_ok=True)
-        (target / f'{part}.json').write_text(document)
-        if given.update:
-            (HERE / 'results').mkdir(exist_ok=True)
-            (HERE / 'results' / f'{part}.json').write_text(document)
-            publish(part, module)
+        measure_part(part, given, about)
 
 
 if __name__ == '__main__':

@@ -32,15 +32,34 @@ class TablesTest(unittest.TestCase):
                          '2.5 (1.2–4.0)')
 
     def test_what_overlaps_is_not_told_apart(self):
-        low, middle, high = map(measure.spread, ([1, 3], [2, 4], [5, 6]))
-        self.assertTrue(measure.overlap(low, middle))
-        self.assertTrue(measure.overlap(middle, low))
-        self.assertFalse(measure.overlap(middle, high))
         peers = run.load('peers')
+        self.assertEqual(peers.times_as_long([3, 2, 4], [2, 1, 3]), '≈ 1.5')
+        self.assertEqual(peers.times_as_long([3, 2.5, 4], [2, 1, 2.4]), '1.5')
         self.assertEqual(peers.spread([1.02, 0.97, 1.09]),
                          '≈ **1.0** (0.97–1.1)')
-        self.assertEqual(peers.verdict([2.98, 2.90, 3.06], 3)[1],
-                         '3: within the spread')
+
+    def test_a_ratio_is_the_geometric_mean_of_the_trees(self):
+        peers = run.load('peers')
+        ours = {tree: {'parse block': 10} for tree in peers.TREES}
+        other = {tree: {'parse new': time}
+                 for tree, time in zip(peers.TREES, (10, 20, 40))}
+        ratio, = peers.tree_ratios([{'ours': ours, 'json': other}], 'json',
+                                   'parse new', 'parse block')
+        self.assertAlmostEqual(ratio, 2)
+
+    def test_times_have_two_digits_and_a_unit(self):
+        self.assertEqual([run.load('peers').number(time) for time in
+                          (0.2718, 45.61, 345.6, 999.6, 12345, 6.5e6, 2e9)],
+                         ['0.27 ns', '46 ns', '350 ns', '1.0 µs',
+                          '12 µs', '6.5 ms', '2.0 s'])
+
+    def test_a_fitted_exponent_is_the_one_the_numbers_were_made_with(self):
+        growth = run.load('growth')
+        for power in (0, 0.5, 1, 1.5, 2):
+            points = [(10 ** n, 7 * 10 ** (n * power)) for n in range(1, 7)]
+            self.assertAlmostEqual(growth.exponent(points), power)
+        fixed_cost = [(10 ** n, 1000 + 10 ** n) for n in range(1, 7)]
+        self.assertLess(growth.exponent(fixed_cost), 1)
 
 
 if __name__ == '__main__':

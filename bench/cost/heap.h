@@ -7,8 +7,6 @@
 #include <cstdint>
 
 struct Heap {
-  uint64_t requested = 0;  // bytes asked for since the start
-  uint64_t calls = 0;      // of operator new
   // Bytes that are allocated, with what the allocator adds to each piece.
   uint64_t live = 0;
   uint64_t peak = 0;  // the most that was live since ResetPeak()

@@ -1,7 +1,7 @@
 // Loads a library of the message classes into a process that has the runtime,
 // and says how long it took.
 //
-// Usage: load LIBRARY now|lazy
+// Usage: load LIBRARY
 // Prints nanoseconds since the call of dlopen: `dlopen` when it returned,
 // `descriptor` when a message's descriptor was there, `message` when a message
 // had been parsed. Each process can measure one library, once.
@@ -11,7 +11,6 @@
 
 #include <chrono>
 #include <cstdio>
-#include <cstring>
 #include <memory>
 #include <string>
 
@@ -35,18 +34,17 @@ long long Since(Clock::time_point begin) {
 }  // namespace
 
 int main(int argc, char* argv[]) {
-  if (argc != 3) {
-    std::fprintf(stderr, "usage: load LIBRARY now|lazy\n");
+  if (argc != 2) {
+    std::fprintf(stderr, "usage: load LIBRARY\n");
     return 2;
   }
-  const int mode = std::strcmp(argv[2], "lazy") == 0 ? RTLD_LAZY : RTLD_NOW;
   // The runtime is ready: it builds the descriptors of its own files here.
   google::protobuf::DescriptorPool::generated_pool()->FindFileByName(
       "google/protobuf/descriptor.proto");
   const std::string bytes(kBytes, 3);
 
   const auto begin = Clock::now();
-  void* library = dlopen(argv[1], mode);
+  void* library = dlopen(argv[1], RTLD_NOW);
   const long long loaded = Since(begin);
   if (library == nullptr) {
     std::fprintf(stderr, "load: %s\n", dlerror());

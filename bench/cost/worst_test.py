@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Tests that the worst inputs are what the table says, by the Python runtime.
+"""Tests that the worst inputs are what the table says.
 
 usage: worst_test.py WORST DESCRIPTOR_SET
 """
@@ -7,43 +7,26 @@ import json
 import subprocess
 import sys
 
-from google.protobuf import descriptor_pb2, descriptor_pool, message_factory
-
-
-def output(*command):
-    return subprocess.run(command, check=True, capture_output=True).stdout
+from google.protobuf import descriptor_pb2
 
 
 def main(worst, descriptor_set):
-    pool = descriptor_pool.DescriptorPool()
-    files = descriptor_pb2.FileDescriptorSet()
     with open(descriptor_set, 'rb') as file:
-        files.ParseFromString(file.read())
-    for file in files.file:
-        pool.Add(file)
-    names = {message.name for file in files.file
-             for message in file.message_type}
-    found = [json.loads(line) for line in output(worst).splitlines()]
-    if {now['type'] for now in found} != names or len(found) != len(names):
+        files = descriptor_pb2.FileDescriptorSet.FromString(file.read())
+    names = [message.name for file in files.file
+             for message in file.message_type]
+    found = [json.loads(line) for line in subprocess.run(
+        worst, check=True, capture_output=True).stdout.splitlines()]
+    if sorted(now['type'] for now in found) != sorted(names):
         sys.exit('not each type once')
-    factory = message_factory.MessageFactory(pool)
     for now in found:
-        for place in ('heap', 'arena'):
-            if now[place]['memory'] < 40 * now[place]['bytes']:
+        for place in (now['heap'], now['arena']):
+            if place['memory'] < 40 * place['bytes']:
                 sys.exit(f'{now}: unknown fields alone take more')
-            all_bytes = now[place]['times'] * now[place]['bytes']
-            if now[place]['memory_of_all'] / all_bytes > 1.02 * (
-                    now[place]['memory'] / now[place]['bytes']):
+            all_bytes = place['times'] * place['bytes']
+            if place['memory_of_all'] / all_bytes > 1.02 * (
+                    place['memory'] / place['bytes']):
                 sys.exit(f'{now}: a larger input takes more')
-    for name in ('ChildTypes', 'NetworkStatusReport', 'KT4Products'):
-        kind = factory.GetPrototype(pool.FindMessageTypeByName('tarn.' + name))
-        said = next(now for now in found if now['type'] == name)
-        for place in ('heap', 'arena'):
-            data = output(worst, name, place)
-            kind.FromString(data)
-            if len(data) != said[place]['bytes']:
-                sys.exit(f'{name}, {place}: {len(data)} bytes, not '
-                         f'{said[place]["bytes"]}')
 
 
 if __name__ == '__main__':

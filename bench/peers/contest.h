@@ -1,108 +1,83 @@
-// What every contestant does: it holds the payloads, shows that they are equal
-// to all others', and is timed at what it can do with them.
+// What every contestant does: it shows that it holds the messages as all
+// others do, and is timed at what it can do with them.
 #ifndef SCHEMA_BENCH_PEERS_CONTEST_H_
 #define SCHEMA_BENCH_PEERS_CONTEST_H_
 
 #include <benchmark/benchmark.h>
 
-#include <chrono>
-#include <functional>
-#include <map>
+#include <cstdlib>
+#include <iostream>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
-#include "payloads.h"
-#include "visitors.h"
+#include "messages.h"
+#include "values.h"
 
-class Contest {
- public:
-  // Times operation(), which does what it is named for once, results and all
-  // that it destroys included.
-  template <typename T, typename F>
-  void Time(const Payload<T>& payload, const std::string& name, F operation) {
-    Keep(payload.name, name, operation);
-    benchmark::RegisterBenchmark((payload.name + "/" + name).c_str(),
-                                 [operation](benchmark::State& state) mutable {
-                                   for (auto _ : state) operation();
-                                 });
-  }
-
-  // Times the destruction of what make() returns, a batch at a time.
-  template <typename T, typename F>
-  void TimeDestruction(const Payload<T>& payload, F make) {
-    benchmark::RegisterBenchmark(
-        (payload.name + "/destroy").c_str(),
-        [make,
-         count = 1 + 20000 / payload.bytes.size()](benchmark::State& state) {
-          std::vector<decltype(make())> made;
-          for (auto _ : state) {
-            for (size_t i = 0; i < count; ++i) made.push_back(make());
-            const auto begin = std::chrono::steady_clock::now();
-            made.clear();
-            const std::chrono::duration<double> took =
-                std::chrono::steady_clock::now() - begin;
-            state.SetIterationTime(took.count());
-          }
-          state.counters["batch"] = static_cast<double>(count);
-        })
-        ->UseManualTime();
-  }
-
-  // Demands that what a contestant holds is what it should hold.
-  template <typename T>
-  void Check(const Payload<T>& payload, const char* what, bool equal) {
-    if (!equal) Fail(payload.name, what);
-  }
-  template <typename T>
-  void CheckBytes(const Payload<T>& payload, const std::string& bytes) {
-    Check(payload, "bytes", bytes == payload.bytes);
-    sizes_[payload.name] = bytes.size();
-  }
-  template <typename T>
-  void CheckValues(const Payload<T>& payload, uint64_t hash) {
-    Check(payload, "values", hash == payload.hash);
-  }
-
-  // The size on the wire, where it is not that of Protocol Buffers.
-  template <typename T>
-  void SetSize(const Payload<T>& payload, size_t size) {
-    sizes_[payload.name] = size;
-  }
-
-  // Runs what the arguments ask for; returns the exit status.
-  int Run(int argc, char** argv);
-
- private:
-  void Keep(const std::string& payload, const std::string& name,
-            std::function<void()> operation) {
-    operations_[payload].emplace_back(name, std::move(operation));
-  }
-  void Fail(const std::string& payload, const char* what);
-  int Count() const;
-
-  using Operation = std::pair<std::string, std::function<void()>>;
-  std::map<std::string, std::vector<Operation>> operations_;
-  std::map<std::string, size_t> sizes_;
-  bool failed_ = false;
+// A message to carry. It is never changed and never goes.
+template <typename T>
+struct Payload {
+  std::string name;
+  T message;
+  std::string bytes = message.SerializeAsString();
 };
 
-// Runs a contestant, which enter(payload, contest) enters for each payload.
-template <typename F>
-int RunContest(int argc, char** argv, F enter) {
-  const Payloads payloads;
-  Contest contest;
-  payloads.ForEach([&](const auto& payload) { enter(payload, contest); });
-  return contest.Run(argc, argv);
+using Tree = Payload<tarn::ModsConfigured>;
+
+inline const std::vector<Tree>& Trees() {
+  static const auto* const trees =
+      new std::vector<Tree>{{"tree, 5 KB", FixedNetwork(3, 2)},
+                            {"tree, 50 KB", FixedNetwork(2, 22)},
+                            {"tree, 1.2 MB", FixedNetwork(1, 540)}};
+  return *trees;
 }
 
-// The main function of a contestant with such a function template.
-#define CONTEST_MAIN(enter)                                                   \
-  int main(int argc, char** argv) {                                           \
-    return RunContest(argc, argv, [](const auto& payload, Contest& contest) { \
-      enter(payload, contest);                                                \
-    });                                                                       \
+// Times operation(), which does what it is named for once, results and all
+// that it destroys included.
+template <typename T, typename F>
+void Time(const Payload<T>& payload, const char* name, F operation) {
+  benchmark::RegisterBenchmark((payload.name + "/" + name).c_str(),
+                               [operation](benchmark::State& state) mutable {
+                                 for (auto _ : state) operation();
+                               });
+}
+
+// Shows how large a contestant's own bytes of the tree are.
+inline void ShowSize(const Tree& tree, size_t size) {
+  benchmark::AddCustomContext(tree.name, std::to_string(size));
+}
+
+inline void Demand(bool equal, const std::string& payload) {
+  if (equal) return;
+  std::cerr << "not what all others hold: " << payload << '\n';
+  std::exit(1);
+}
+
+// Runs what has been entered. With --benchmark_list_tests it is only checked.
+inline int RunContest(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
+  benchmark::RunSpecifiedBenchmarks();
+  return 0;
+}
+
+// Enters a library that parses the bytes of a tree into an object of its own,
+// parse(bytes), and writes that to an array, write(object, &array), which
+// returns the size.
+template <typename Parse, typename Write>
+void EnterTrees(Parse parse, Write write) {
+  for (const Tree& tree : Trees()) {
+    const auto object =
+        std::make_shared<decltype(parse(tree.bytes))>(parse(tree.bytes));
+    const auto array = std::make_shared<std::string>(tree.bytes.size(), '\0');
+    Demand(write(*object, array.get()) == tree.bytes.size() &&
+               *array == tree.bytes,
+           tree.name);
+    Time(tree, "parse new", [&tree, parse] { parse(tree.bytes); });
+    Time(tree, "serialize array", [object, array, write] {
+      benchmark::DoNotOptimize(write(*object, array.get()));
+    });
   }
+}
 
 #endif  // SCHEMA_BENCH_PEERS_CONTEST_H_

@@ -1,146 +1,182 @@
 #!/usr/bin/python3
-"""Writes the schema down in the forms that the contestants need.
+"""Writes code for the types of a network tree, a function for each type.
 
 usage: generate.py DESCRIPTOR_SET FOLDER
 
-FOLDER gets fields.h, every message and every field as macros, and tarn.fbs and
-tarn.capnp for the two contestants whose compilers do not read the schema as it
-is: neither knows maps, whose entries become structures, and their enums are
-closed, so that numbers stand for them.
+FOLDER gets
+  read_generated.h    Read(message): a sum over all values, as Code has them
+  read_flatbuffers.h  the same for the tables of tree.fbs
+  make_flatbuffers.h  Make(message, builder): the same values in a buffer
+  walk_protozero.h    Walk<Type>(reader): the same, of bytes
+  structs.h           plain structs with the keys of all members
+  tree.fbs            the schema for FlatBuffers, where numbers stand for enums
 """
 import pathlib
-import re
 import sys
 
 from google.protobuf import descriptor_pb2
 
 FIELD = descriptor_pb2.FieldDescriptorProto
-# The name in functions of Protocol Buffers libraries, in C++, FlatBuffers and
-# Cap'n Proto.
-NUMBERS = {
-    FIELD.TYPE_BOOL: ('bool', 'bool', 'bool', 'Bool'),
-    FIELD.TYPE_INT32: ('int32', 'int32_t', 'int32', 'Int32'),
-    FIELD.TYPE_UINT32: ('uint32', 'uint32_t', 'uint32', 'UInt32'),
-    FIELD.TYPE_FLOAT: ('float', 'float', 'float32', 'Float32'),
-    FIELD.TYPE_ENUM: ('enum', 'int32_t', 'int32', 'Int32'),
-}
-TEXTS = {
-    FIELD.TYPE_STRING: ('string', 'std::string', 'string', 'Text'),
-    FIELD.TYPE_BYTES: ('bytes', 'std::string', '[ubyte]', 'Data'),
-}
-ENTRY = 'StatusEntry'
-HEAD = {
-    '.h': '// Made by generate.py.\n#ifndef FIELDS_H_\n#define FIELDS_H_\n',
-    '.fbs': '// Made by generate.py.\nnamespace tarn_fb;\n',
-    '.capnp': '# Made by generate.py.\n@0xb1f0c3a4d5e69788;\n'
-              'using Cxx = import "/capnp/c++.capnp";\n'
-              '$Cxx.namespace("tarn_capnp");\n',
-}
+KINDS = {FIELD.TYPE_BOOL: 'bool', FIELD.TYPE_INT32: 'int32',
+         FIELD.TYPE_ENUM: 'enum', FIELD.TYPE_STRING: 'string',
+         FIELD.TYPE_MESSAGE: 'message'}
+# For each file the function of a type, and what each kind of field adds to it.
+FUNCTIONS = {
+    'read_generated.h': ('Read(const tarn::{type}& m)', '{fields}', {
+        'number': 'sum += Code(m.{lower}());',
+        'string': 'sum += Code(m.{lower}());',
+        'message': 'if (m.has_{lower}()) sum += Read(m.{lower}());',
+        'numbers': 'for (const int x : m.{lower}()) sum += Code(x);',
+        'messages': 'for (const auto& x : m.{lower}()) sum += Read(x);'}),
+    'read_flatbuffers.h': ('Read(const tarn_fb::{type}& m)', '{fields}', {
+        'number': 'sum += Code(m.{lower}());',
+        'string': 'sum += Code(View(m.{lower}()));',
+        'message': 'if (m.{lower}() != nullptr) sum += Read(*m.{lower}());',
+        'choice': 'if (m.types_type() == tarn_fb::Types_{sub}) '
+                  'sum += Read(*m.types_as_{sub}());',
+        'numbers': 'for (const int x : Elements(m.{lower}())) sum += Code(x);',
+        'messages':
+            'for (const auto* x : Elements(m.{lower}())) sum += Read(*x);'}),
+    'walk_protozero.h': (
+        'Walk{type}(protozero::pbf_reader in)',
+        'while (in.next()) switch (in.tag()) {{\n'
+        '{fields}    default: in.skip();\n  }}\n', {
+            'number': 'case {number}: sum += Code(in.get_{kind}()); break;',
+            'string': 'case {number}: sum += Code(in.get_view()); break;',
+            'message':
+                'case {number}: sum += Walk{sub}(in.get_message()); break;',
+            'numbers': 'case {number}: for (const auto x : '
+                       'in.get_packed_{kind}()) sum += Code(x); break;',
+            'messages':
+                'case {number}: sum += Walk{sub}(in.get_message()); break;'})}
+# What a table points to is written before it is.
+ADD = 'out.add_{lower}({lower});'
+PARTS = {
+    'number': '',
+    'string': 'Offset<flatbuffers::String> {lower}; if (!m.{lower}().empty()) '
+              '{lower} = builder.CreateString(m.{lower}());',
+    'message': 'Offset<tarn_fb::{sub}> {lower}; if (m.has_{lower}()) '
+               '{lower} = Make(m.{lower}(), builder);',
+    'numbers': 'const auto {lower} = builder.CreateVector('
+               'm.{lower}().data(), m.{lower}().size());',
+    'messages': 'std::vector<Offset<tarn_fb::{sub}>> {lower}; '
+                'for (const auto& x : m.{lower}()) '
+                '{lower}.push_back(Make(x, builder)); '
+                'const auto {lower}_at = CreateList({lower}, builder);'}
+ADDITIONS = {
+    'number': 'out.add_{lower}(m.{lower}());', 'string': ADD, 'message': ADD,
+    'choice': 'if (m.has_{lower}()) {{ out.add_types_type('
+              'tarn_fb::Types_{sub}); out.add_types({lower}.Union()); }}',
+    'numbers': ADD, 'messages': 'out.add_{lower}({lower}_at);'}
+MEMBERS = {'number': '{cpp} {name} = 0;', 'string': 'std::string {name};',
+           'message': 'std::unique_ptr<{sub}> {name};',
+           'numbers': 'std::vector<int32_t> {name};',
+           'messages': 'std::vector<{sub}> {name};'}
+TABLES = {'number': '{lower}: {fbs};', 'string': '{lower}: string;',
+          'message': '{lower}: {sub};',
+          'numbers': '{lower}: [int32];', 'messages': '{lower}: [{sub}];'}
 
 
-def camel(name):
-    """A name as Cap'n Proto wants it, from the first capital on."""
-    words = [word[0].upper() + word[1:] for word in name.split('_') if word]
-    return ''.join(words) if words[0][0].isalpha() else 'F' + ''.join(words)
+def names(field):
+    """What a template may want to know of a field."""
+    many = field.label == FIELD.LABEL_REPEATED
+    kind = what = KINDS.get(field.type)
+    if kind is None or (many and kind == 'string'):
+        sys.exit(f'generate.py: {field.name} is of a kind that trees lack')
+    if many:
+        what = 'messages' if kind == 'message' else 'numbers'
+    elif field.HasField('oneof_index'):
+        what = 'choice'
+    elif kind not in ('string', 'message'):
+        what = 'number'
+    return {'what': what, 'kind': kind, 'name': field.name,
+            'lower': field.name.lower(), 'number': field.number,
+            'cpp': 'bool' if kind == 'bool' else 'int32_t',
+            'fbs': 'bool' if kind == 'bool' else 'int32',
+            'sub': field.type_name.rsplit('.', 1)[-1]}
 
 
-def snake(name):
-    """A name as protobuf-c makes one of it."""
-    return re.sub('(?<=[^A-Z_])(?=[A-Z])', '_', name).lower()
+def tree_types(descriptor_set):
+    """All types of a tree, {name: fields}."""
+    known = {message.name: message for file in descriptor_set.file
+             for message in file.message_type}
+    types = {}
+    wanted = ['ModsConfigured']
+    while wanted:
+        name = wanted.pop()
+        if name not in types:
+            types[name] = [names(field) for field in known[name].field]
+            wanted += [field['sub'] for field in types[name]
+                       if field['kind'] == 'message']
+    return types
 
 
-def type_names(field):
-    if field.type == FIELD.TYPE_MESSAGE:
-        name = field.type_name.rsplit('.', 1)[-1]
-        return 'message', name, name, name
-    return NUMBERS.get(field.type) or TEXTS[field.type]
+def line(lines, field):
+    """The line of a field; a choice is a message where nothing else is said."""
+    what = field['what']
+    return lines.get(what, lines['message']).format(**field)
 
 
-def is_map(field):
-    return field.type_name.count('.') == 3 and field.type_name.endswith('Entry')
+def functions(types, head, body, lines):
+    for name in types:
+        yield f'uint64_t {head.format(type=name)};\n'
+    for name, fields in types.items():
+        inner = ''.join(f'  {line(lines, field)}\n'
+                        for field in fields)
+        yield (f'uint64_t {head.format(type=name)} {{\n'
+               f'  uint64_t sum = 0;\n{body.format(fields=inner)}'
+               '  return sum;\n}\n')
 
 
-def macro(field):
-    """The macro that is to handle a field."""
-    if is_map(field):
-        return 'MAP'
-    if field.HasField('oneof_index'):
-        return 'CHOICE'
-    name = {FIELD.TYPE_MESSAGE: 'MESSAGE', FIELD.TYPE_STRING: 'STRING',
-            FIELD.TYPE_BYTES: 'BYTES', FIELD.TYPE_ENUM: 'ENUM'}.get(field.type,
-                                                                   'NUMBER')
-    return name + 'S' * (field.label == FIELD.LABEL_REPEATED)
+def makers(types):
+    for name in types:
+        yield (f'Offset<tarn_fb::{name}> Make(const tarn::{name}& m, '
+               'Builder& builder);\n')
+    for name, fields in types.items():
+        parts, additions = (
+            ''.join(f'  {line(lines, field)}\n'
+                    for field in fields) for lines in (PARTS, ADDITIONS))
+        yield (f'Offset<tarn_fb::{name}> Make(const tarn::{name}& m, '
+               f'Builder& builder) {{\n{parts}'
+               f'  tarn_fb::{name}Builder out(builder);\n{additions}'
+               '  return out.Finish();\n}\n')
 
 
-def fields_h(messages):
-    names = ' '.join(f'X({message.name})' for message in messages)
-    yield f'#define SCHEMA_MESSAGES(X) {names}\n'
-    names = ' '.join(f'X({name}, {snake(name)})' for message in messages
-                     for name in [message.name] +
-                     [f'{message.name}__{entry.name}'
-                      for entry in message.nested_type])
-    yield f'#define SCHEMA_C_NAMES(X) {names}\n'
-    for message in messages:
-        yield f'#define SCHEMA_FIELDS_{message.name}(X) \\\n'
-        for field in message.field:
-            kind, cpp, _, _ = type_names(field)
-            if field.type == FIELD.TYPE_ENUM:
-                cpp = '_'.join(field.type_name.split('.')[2:])
-            yield (f'  X({macro(field)}, {field.number}, {field.name}, '
-                   f'{field.name.lower()}, {camel(field.name)}, {kind}, '
-                   f'{cpp}) \\\n')
-        yield '\n'
-    yield '#endif\n'
+def structs(types):
+    for name in types:
+        yield f'struct {name};\n'
+    for name, fields in types.items():
+        yield f'struct {name} {{\n'
+        for field in fields:
+            yield f'  {line(MEMBERS, field)}\n'
+        visits = ' ||\n        '.join(
+            f'visit("{field["name"]}", {field["name"]})' for field in fields)
+        yield ('  template <typename V>\n'
+               '  [[gnu::always_inline]] bool Visit(V visit) {\n'
+               f'    return {visits};\n  }}\n}};\n')
 
 
-def tarn_fbs(messages):
-    yield f'table {ENTRY} {{ key: string; value: int32; }}\n'
-    for message in messages:
-        choices = [type_names(field)[1] for field in message.field
-                   if field.HasField('oneof_index')]
+def tables(types):
+    yield 'namespace tarn_fb;\n'
+    for name, fields in types.items():
+        choices = [field['sub'] for field in fields
+                   if field['what'] == 'choice']
         if choices:
-            yield f'union {message.name}Kind {{ {", ".join(choices)} }}\n'
-            yield f'table {message.name} {{ types: {message.name}Kind; }}\n'
-            continue
-        yield f'table {message.name} {{\n'
-        for field in message.field:
-            name = ENTRY if is_map(field) else type_names(field)[2]
-            many = field.label == FIELD.LABEL_REPEATED
-            yield (f'  {field.name.lower()}: '
-                   f'{f"[{name}]" if many else name};\n')
-        yield '}\n'
+            yield f'union Types {{ {", ".join(choices)} }}\n'
+        lines = ['types: Types;'] if choices else [
+            line(TABLES, field) for field in fields]
+        yield f'table {name} {{ {" ".join(lines)} }}\n'
 
 
-def tarn_capnp(messages):
-    yield f'struct {ENTRY} {{ key @0 :Text; value @1 :Int32; }}\n'
-    for message in messages:
-        yield f'struct {message.name} {{\n'
-        choices = [field.HasField('oneof_index') for field in message.field]
-        if any(choices):
-            yield '  union {\n'
-        for place, field in enumerate(message.field):
-            name = ENTRY if is_map(field) else type_names(field)[3]
-            if field.label == FIELD.LABEL_REPEATED:
-                name = f'List({name})'
-            own = camel(field.name)
-            yield f'  {own[0].lower()}{own[1:]} @{place} :{name};\n'
-        if any(choices):
-            yield f'  none @{len(choices)} :Void;\n  }}\n'
-        yield '}\n'
-
-
-def main():
-    if len(sys.argv) != 3:
-        sys.exit(__doc__)
-    files = descriptor_pb2.FileDescriptorSet.FromString(
-        pathlib.Path(sys.argv[1]).read_bytes())
-    messages = [message for file in files.file for message in file.message_type]
-    folder = pathlib.Path(sys.argv[2])
-    for name, write in (('fields.h', fields_h), ('tarn.fbs', tarn_fbs),
-                        ('tarn.capnp', tarn_capnp)):
-        path = folder / name
-        path.write_text(HEAD[path.suffix] + ''.join(write(messages)))
+def main(descriptor_set, folder):
+    types = tree_types(descriptor_pb2.FileDescriptorSet.FromString(
+        pathlib.Path(descriptor_set).read_bytes()))
+    files = {name: functions(types, *how) for name, how in FUNCTIONS.items()}
+    files |= {'make_flatbuffers.h': makers(types), 'structs.h': structs(types),
+              'tree.fbs': tables(types)}
+    for name, text in files.items():
+        (pathlib.Path(folder) / name).write_text(''.join(text))
 
 
 if __name__ == '__main__':
-    main()
+    main(*sys.argv[1:])

@@ -1,71 +1,41 @@
 """The library beside the other ways to move the same values."""
 import json
-import math
 import os
 import statistics
 import subprocess
 
 import chart
-from measure import digits, overlap, table
+from measure import digits, table
 
-# In the order of the tables: program, what people call it, Debian's package.
+# Debian's package of each program.
 CONTESTANTS = {
-    'ours': ('libschema', 'libprotobuf-dev'),
-    'plain': ('the same sources, plain -O2', 'libprotobuf-dev'),
-    'plain_ndebug': ('plain -O2 -DNDEBUG', 'libprotobuf-dev'),
-    'lite': ('the lite runtime', 'libprotobuf-dev'),
-    'protobuf_c': ('protobuf-c', 'libprotobuf-c-dev'),
-    'nanopb': ('nanopb', 'libnanopb-dev'),
-    'protozero': ('protozero into structs', 'libprotozero-dev'),
-    'msgpack': ('MessagePack', 'libmsgpack-cxx-dev'),
-    'json': ('JSON by simdjson and RapidJSON', 'libsimdjson-dev'),
-    'flatbuffers': ('FlatBuffers', 'libflatbuffers-dev'),
-    'capnp': ("Cap'n Proto", 'libcapnp-dev'),
-}
+    'ours': 'libprotobuf-dev', 'plain': 'libprotobuf-dev',
+    'plain_ndebug': 'libprotobuf-dev', 'lite': 'libprotobuf-dev',
+    'protobuf_c': 'libprotobuf-c-dev', 'nanopb': 'libnanopb-dev',
+    'protozero': 'libprotozero-dev', 'json': 'libsimdjson-dev',
+    'flatbuffers': 'libflatbuffers-dev'}
 TREES = ['tree, 5 KB', 'tree, 50 KB', 'tree, 1.2 MB']
-PAYLOADS = TREES + ['report, 20 keys', 'report, 2,000 keys', '40 products',
-                    'file, 1 MB', '1,000 bools', '1,000 enums',
-                    'frame, 9 bytes']
 NEW = ('parse new', 'serialize cached')
 BEST = ('parse block', 'serialize block')
 FOREIGN = ('parse new', 'serialize array')
-# Against whom, the peer's operations, ours, and the ratios aimed at.
-AIMS = {
-    'plain -O2, both with a new message':
-        ('plain', NEW, NEW, (1.25, 1.5)),
-    'plain -O2, both with an arena':
-        ('plain', BEST, BEST, (1.35, 1.5)),
-    'plain -O2 -DNDEBUG, both with a new message':
-        ('plain_ndebug', NEW, NEW, (None, None)),
-    'plain -O2 -DNDEBUG, both with an arena':
-        ('plain_ndebug', BEST, BEST, (None, None)),
+# Against whom, the peer's operations, and ours.
+AGAINST = {
+    'plain -O2, both with a new message': ('plain', NEW, NEW),
+    'plain -O2, both with an arena': ('plain', BEST, BEST),
+    'plain -O2 -DNDEBUG, both with a new message': ('plain_ndebug', NEW, NEW),
+    'plain -O2 -DNDEBUG, both with an arena': ('plain_ndebug', BEST, BEST),
     'plain -O2 used naively: new message, new string':
-        ('plain', ('parse new', 'serialize string'), BEST, (2.0, 1.7)),
-    'lite runtime, both with an arena':
-        ('lite', BEST, BEST, (1.2, 1.3)),
-    'protobuf-c': ('protobuf_c', FOREIGN, BEST, (2.0, 2.2)),
-    'nanopb': ('nanopb', FOREIGN, BEST, (2.0, 2.2)),
-    'JSON, simdjson and RapidJSON': ('json', FOREIGN, BEST, (3.0, 3.0)),
-    'MessagePack': ('msgpack', FOREIGN, BEST, (1.3, 1.5)),
+        ('plain', ('parse new', 'serialize string'), BEST),
+    'lite runtime, both with an arena': ('lite', BEST, BEST),
+    'protobuf-c': ('protobuf_c', FOREIGN, BEST),
+    'nanopb': ('nanopb', FOREIGN, BEST),
+    'JSON, simdjson and RapidJSON': ('json', FOREIGN, BEST),
     'protozero, a walk that stores nothing':
-        ('protozero', ('walk', None), BEST, (0.45, None)),
-}
-# What every contestant can do, from plain structs and back to every value.
-THROUGH = ['encode', 'decode']
-# What the ratios are made of.
-COMPARED = sorted({operation for _, theirs, ours, _ in AIMS.values()
-                   for operation in theirs + ours if operation} | set(THROUGH))
-# A processor that is shared runs for seconds on end at another speed. What is
-# compared is therefore timed often and briefly, everybody in turn, and the
-# least time of a round counts.
+        ('protozero', ('walk', None), BEST)}
+# A processor that is shared runs for seconds on end at another speed. All is
+# therefore timed often and briefly, everybody in turn, and the least time of a
+# round counts.
 TURNS = 8
-USES = ['build', 'parse new', 'parse reused', 'parse arena', 'parse block',
-        'serialize string', 'serialize reused', 'serialize array',
-        'serialize cached', 'serialize block', 'copy', 'read', 'destroy']
-
-
-def program(build_dir, contestant):
-    return build_dir / 'bench' / 'peers' / f'bench_peers_{contestant}'
 
 
 def pin():
@@ -73,37 +43,33 @@ def pin():
     os.sched_setaffinity(0, {max(os.sched_getaffinity(0))})
 
 
-def measure(contestant, seconds, payloads='.', environment=None):
-    """The time of each operation of a program in ns:
-    {payload: {operation: time}}. payloads is a regular expression."""
-    command = [contestant, '--benchmark_format=json',
-               f'--benchmark_filter={payloads}',
+def measure(program, seconds):
+    """The time of each operation of a program in ns, {payload: {operation:
+    time}}, and what else it says."""
+    command = [program, '--benchmark_format=json',
                f'--benchmark_min_time={seconds}']
-    done = subprocess.run(command, check=True, stdout=subprocess.PIPE,
-                          stderr=subprocess.PIPE, preexec_fn=pin,
-                          env=os.environ | (environment or {}))
+    done = json.loads(subprocess.run(
+        command, check=True, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+        preexec_fn=pin).stdout)
     times = {}
-    for entry in json.loads(done.stdout)['benchmarks']:
-        payload, operation, *manual = entry['name'].split('/')
-        time = entry['real_time' if manual else 'cpu_time']
-        times.setdefault(payload, {})[operation] = time / entry.get('batch', 1)
-    return times
+    for entry in done['benchmarks']:
+        payload, operation = entry['name'].split('/')
+        times.setdefault(payload, {})[operation] = entry['cpu_time']
+    return times, done['context']
 
 
-def one_round(number, programs, operations, quick, progress):
-    """The least time of each operation on the trees, {name: {payload:
-    {operation: time}}}, for programs, {name: (program, environment)}."""
+def one_round(number, programs, quick, progress):
+    """The least time of each operation, {name: {payload: {operation:
+    time}}}."""
     names = list(programs)
     first = number % len(names)
-    times = {}
+    times = {name: {} for name in names}
     for turn in range(1 if quick else TURNS):
-        # Nobody always comes first.
+        # Each round begins with another program.
         for name in names[first:] + names[:first]:
             progress(f'round {number + 1}, turn {turn + 1} of {TURNS}, {name}')
-            program_file, environment = programs[name]
-            keep_least(times.setdefault(name, {}), measure(
-                program_file, 0.00001 if quick else 0.003,
-                f'^tree.*/({"|".join(operations)})', environment))
+            keep_least(times[name], measure(
+                programs[name], 0.00001 if quick else 0.003)[0])
     return times
 
 
@@ -112,15 +78,6 @@ def keep_least(times, others):
         kept = times.setdefault(payload, {})
         for operation, time in operations.items():
             kept[operation] = min(time, kept.get(operation, time))
-
-
-def count(build_dir, contestant):
-    """Sizes and allocations, of a run that is not timed."""
-    library = build_dir / 'bench' / 'peers' / 'libbench_peers_allocations.so'
-    done = subprocess.run(
-        [program(build_dir, contestant), '--count'], check=True,
-        stdout=subprocess.PIPE, env=os.environ | {'LD_PRELOAD': str(library)})
-    return json.loads(done.stdout)
 
 
 def summary(numbers):
@@ -138,7 +95,7 @@ def tree_ratios(rounds, peer, theirs, ours):
 
 
 def versions():
-    packages = sorted({package for _, package in CONTESTANTS.values()}
+    packages = sorted(set(CONTESTANTS.values())
                       | {'rapidjson-dev', 'libbenchmark-dev'})
     done = subprocess.run(
         ['dpkg-query', '--show', '--showformat=${Package} ${Version}\n']
@@ -146,46 +103,24 @@ def versions():
     return dict(line.split() for line in done.stdout.splitlines())
 
 
-def summarize(rounds, counts):
-    times = {
-        contestant: {
-            payload: {
-                operation: summary([one[contestant][payload][operation]
-                                    for one in rounds])
-                for operation in operations}
-            for payload, operations in rounds[0][contestant].items()}
-        for contestant in CONTESTANTS}
-    aims = {
-        label: [their and summary(tree_ratios(rounds, peer, their, our))
-                for their, our in zip(theirs, ours)]
-        for label, (peer, theirs, ours, _) in AIMS.items()}
-    through = {
-        contestant: {
-            operation: summary(tree_ratios(rounds, contestant, operation,
-                                           operation))
-            for operation in THROUGH}
-        for contestant in CONTESTANTS}
-    return {'rounds': len(rounds), 'times': times, 'aims': aims,
-            'through': through, 'counts': counts}
-
-
 def run(build_dir, rounds, progress):
-    counts = {}
-    for contestant in CONTESTANTS:
-        progress(f'counting allocations of {contestant}')
-        counts[contestant] = count(build_dir, contestant)
-    programs = {contestant: (program(build_dir, contestant), {})
-                for contestant in CONTESTANTS}
-    quick = rounds == 1
-    measured = []
-    for number in range(rounds):
-        times = one_round(number, programs, COMPARED, quick, progress)
-        for contestant, (program_file, _) in programs.items():
-            progress(f'round {number + 1} of {rounds}, all of {contestant}')
-            keep_least(times[contestant], measure(
-                program_file, 0.00001 if quick else 0.005))
-        measured.append(times)
-    return summarize(measured, counts) | {'versions': versions()}
+    programs = {name: build_dir / 'bench' / 'peers' / f'bench_peers_{name}'
+                for name in CONTESTANTS}
+    measured = [one_round(number, programs, rounds == 1, progress)
+                for number in range(rounds)]
+    sizes = {name: int(measure(programs[name], 0.00001)[1][TREES[1]]) for name in ('ours', 'json', 'flatbuffers')}
+    times = {name: {payload: {
+        operation: summary([one[name][payload][operation] for one in measured])
+        for operation in operations}
+        for payload, operations in measured[0][name].items()}
+        for name in CONTESTANTS}
+    against = {label: [their and summary(tree_ratios(measured, peer, their, our))
+                    for their, our in zip(theirs, ours)]
+            for label, (peer, theirs, ours) in AGAINST.items()}
+    return {'rounds': rounds, 'times': times, 'against': against, 'sizes': sizes,
+            'decode': summary(tree_ratios(measured, 'flatbuffers', 'decode',
+                                          'decode')),
+            'versions': versions()}
 
 
 def number(time):
@@ -196,85 +131,18 @@ def number(time):
     raise ValueError(time)
 
 
-def figures_of(numbers):
-    """A summary under the names of measure.py."""
-    return dict(zip(('median', 'lowest', 'highest'), numbers))
-
-
-def spread(ratio, beside=(1, 1, 1)):
-    """A ratio, marked where its rounds overlap those it stands beside."""
+def spread(ratio):
+    """A ratio, marked where its rounds are on both sides of 1."""
     median, low, high = map(digits, ratio)
-    same = ratio is not beside and overlap(figures_of(ratio),
-                                           figures_of(beside))
+    same = ratio[1] <= 1 <= ratio[2]
     return f'{"≈ " if same else ""}**{median}** ({low}–{high})'
 
 
-def verdict(ratio, aim):
-    if ratio is None:
-        return '–', '–'
-    if aim is None:
-        return spread(ratio), '–'
-    word = 'within the spread'
-    if ratio[1] >= aim:
-        word = 'reached'
-    elif ratio[2] < aim:
-        word = 'not reached'
-    return spread(ratio), f'{aim:g}: {word}'
-
-
-def aims_table(results):
-    return table(
-        ['against', 'parse', 'aim', 'serialize', 'aim'],
-        [(label, *verdict(results['aims'][label][0], aims[0]),
-          *verdict(results['aims'][label][1], aims[1]))
-         for label, (_, _, _, aims) in AIMS.items()])
-
-
-def through_table(results):
-    return table(
-        ['', 'values to bytes', 'bytes to values', 'read again, 50 KB'],
-        [[title] + [spread(results['through'][contestant][operation],
-                           results['through']['ours'][operation])
-                    for operation in THROUGH]
-         + [number(results['times'][contestant][TREES[1]]['read'][0])]
-         for contestant, (title, _) in CONTESTANTS.items()])
-
-
-def sizes_table(results):
-    """What a contestant cannot express has a dash."""
-    payloads = (TREES[1], 'report, 20 keys', '40 products', 'file, 1 MB')
-
-    def cells(title, counts):
-        yield title
-        for payload in payloads:
-            yield f'{counts[payload]["size"]:,}' if payload in counts else '–'
-        for operation in THROUGH:
-            yield allocations(counts, TREES[1], operation)
-    return table(
-        ['bytes'] + list(payloads)
-        + ['allocated for the tree, values to bytes', 'bytes to values'],
-        [list(cells(title, results['counts'][contestant]))
-         for contestant, (title, _) in CONTESTANTS.items()])
-
-
-def allocations(counts, payload, operation):
-    calls, size = counts[payload]['allocations'][operation]
-    return f'{calls:,} × {size / calls:,.0f}' if calls else '0'
-
-
-def uses_table(results):
-    times = results['times']['ours']
-    return table([''] + PAYLOADS,
-                 [[use] + [number(times[payload][use][0])
-                           for payload in PAYLOADS] for use in USES])
-
-
-def allocations_table(results):
-    counts = results['counts']['ours']
-    return table(['calls × bytes'] + PAYLOADS,
-                 [[use] + [allocations(counts, payload, use)
-                           for payload in PAYLOADS]
-                  for use in USES if use != 'destroy'])
+def against_table(results):
+    return table(['against', 'parse', 'serialize'],
+                 [(label, *(ratio and spread(ratio) or '–'
+                            for ratio in results['against'][label]))
+                  for label in AGAINST])
 
 
 # The message, what to use, what not, both as operations.
@@ -294,75 +162,51 @@ ADVICE = [
      'array, message on an arena', 'array, message on the heap'),
     ('frame, 9 bytes', 'serialize cached', 'serialize array',
      'array, size computed once', 'array, size computed twice'),
-    ('tree, 1.2 MB', 'serialize cached', 'serialize string',
-     'array, size computed once', 'new string'),
 ]
 
 
 def times_as_long(slow, fast):
-    same = overlap(figures_of(slow), figures_of(fast))
+    same = slow[1] <= fast[2] and fast[1] <= slow[2]
     return f'{"≈ " if same else ""}{digits(slow[0] / fast[0])}'
 
 
 def advice_table(results):
     times = results['times']['ours']
     return table(
-        ['message', 'use', 'rather than', 'times as long'],
-        [(payload, good, bad,
+        ['message', 'use', 'time', 'rather than', 'times as long'],
+        [(payload, good, number(times[payload][fast][0]), bad,
           times_as_long(times[payload][slow], times[payload][fast]))
          for payload, fast, slow, good, bad in ADVICE])
 
 
 def markdown(results):
-    rounds = results['rounds']
     packages = ', '.join(f'{name} {version}' for name, version
                          in results['versions'].items())
+    sizes = results['sizes']
     return f'''How many times as long the other takes, as the geometric mean of the
-three trees, in {rounds} rounds. A ratio marked ≈ is not told apart from 1.
+three trees, in {results['rounds']} rounds. A ratio marked ≈ is not told apart from 1.
 
-{aims_table(results)}
+{against_table(results)}
 
-The whole way, from plain structs to bytes and from bytes to every value read,
-in the same ratios; and the time of reading every value of the tree of 50 KB.
-What is marked ≈ is not told apart from libschema:
-
-{through_table(results)}
-
-Bytes on the wire, and allocations for the tree of 50 KB, how many and how
-large on average. A dash: it cannot express the message.
-
-{sizes_table(results)}
+The tree of 50 KB has {sizes['ours']:,} bytes; as JSON {sizes['json']:,}, as
+FlatBuffers {sizes['flatbuffers']:,}. FlatBuffers are read where they lie: to check all
+offsets and read every value takes them {spread(results['decode'])} times as
+long as libschema takes to parse and to read every value.
 
 The ways to use libschema, and how many times as long the other takes, as the
 ratio of the medians; where it is marked ≈, the rounds of the two overlap:
 
 {advice_table(results)}
 
-What each way takes, as medians:
-
-{uses_table(results)}
-
-What each allocates:
-
-{allocations_table(results)}
-
 *{packages}*'''
 
 
 def draw(results, folder):
-    labels = list(AIMS)
+    labels = list(AGAINST)
     chart.bars(
         folder / 'peers-ratios.svg', 'Time of others, libschema = 1',
         'times as long (geometric mean of three trees, median of rounds)',
         {name: [ratios and ratios[0] for ratios in
-                (results['aims'][label][side] for label in labels)]
+                (results['against'][label][side] for label in labels)]
          for side, name in enumerate(['parse', 'serialize'])},
-        labels, mark=1, log=True)
-    others = [name for name in CONTESTANTS if name != 'ours']
-    chart.bars(
-        folder / 'peers-through.svg',
-        'Plain structs to bytes, and bytes to every value read, libschema = 1',
-        'times as long (geometric mean of three trees, median of rounds)',
-        {operation: [results['through'][name][operation][0]
-                     for name in others] for operation in THROUGH},
-        [CONTESTANTS[name][0] for name in others], mark=1, log=True)
+        labels)
