@@ -60,9 +60,8 @@ def lines(path, title, x, y, series):
 
 
 def bars(path, title, x, series, groups):
-    """Bars that lie, a group below the other: series is {name: [number for
-    each group]}, None where there is no number. The scale is logarithmic, and
-    bars begin at 1."""
+    """Bars that lie and begin at 1, on a logarithmic scale: series is {name:
+    [number for each group, or None]}."""
     height = 0.8 / len(series)
     with figure(path, title, x, '',
                 (7.5, 1 + 0.24 * len(groups) * (len(series) + 0.5))) as axes:

@@ -108,19 +108,20 @@ def run(build_dir, rounds, progress):
                 for name in CONTESTANTS}
     measured = [one_round(number, programs, rounds == 1, progress)
                 for number in range(rounds)]
-    sizes = {name: int(measure(programs[name], 0.00001)[1][TREES[1]]) for name in ('ours', 'json', 'flatbuffers')}
+    sizes = {name: int(measure(programs[name], 0.00001)[1][TREES[1]])
+             for name in ('ours', 'json', 'flatbuffers')}
     times = {name: {payload: {
         operation: summary([one[name][payload][operation] for one in measured])
         for operation in operations}
         for payload, operations in measured[0][name].items()}
         for name in CONTESTANTS}
-    against = {label: [their and summary(tree_ratios(measured, peer, their, our))
-                    for their, our in zip(theirs, ours)]
-            for label, (peer, theirs, ours) in AGAINST.items()}
-    return {'rounds': rounds, 'times': times, 'against': against, 'sizes': sizes,
-            'decode': summary(tree_ratios(measured, 'flatbuffers', 'decode',
-                                          'decode')),
-            'versions': versions()}
+    against = {label: [
+        their and summary(tree_ratios(measured, peer, their, our))
+        for their, our in zip(theirs, ours)]
+        for label, (peer, theirs, ours) in AGAINST.items()}
+    return {'rounds': rounds, 'times': times, 'against': against,
+            'sizes': sizes, 'versions': versions(), 'decode': summary(
+                tree_ratios(measured, 'flatbuffers', 'decode', 'decode'))}
 
 
 def number(time):
@@ -183,15 +184,16 @@ def markdown(results):
     packages = ', '.join(f'{name} {version}' for name, version
                          in results['versions'].items())
     sizes = results['sizes']
-    return f'''How many times as long the other takes, as the geometric mean of the
-three trees, in {results['rounds']} rounds. A ratio marked ≈ is not told apart from 1.
+    return f'''\
+How many times as long the other takes, as the geometric mean of the three
+trees, in {results['rounds']} rounds. A ratio marked ≈ is not told apart from 1.
 
 {against_table(results)}
 
 The tree of 50 KB has {sizes['ours']:,} bytes; as JSON {sizes['json']:,}, as
-FlatBuffers {sizes['flatbuffers']:,}. FlatBuffers are read where they lie: to check all
-offsets and read every value takes them {spread(results['decode'])} times as
-long as libschema takes to parse and to read every value.
+FlatBuffers {sizes['flatbuffers']:,}. FlatBuffers are read where they lie: to
+check all offsets and read every value takes them {spread(results['decode'])}
+times as long as libschema takes to parse and to read every value.
 
 The ways to use libschema, and how many times as long the other takes, as the
 ratio of the medians; where it is marked ≈, the rounds of the two overlap:

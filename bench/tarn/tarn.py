@@ -160,5 +160,6 @@ def markdown(results):
 {measure.table(
     ['program', 'beside', 'times as fast', 'MB/s', 'MB/s beside'], ratios)}
 
-None of these verbs held more than {max(results['peak_mib'].values()):.1f} MiB over a \
-stream of {results['memory_bytes'] / MIB:.0f} MiB."""
+None of these verbs held more than \
+{max(results['peak_mib'].values()):.1f} MiB over a stream of \
+{results['memory_bytes'] / MIB:.0f} MiB."""
