@@ -3,98 +3,29 @@
 the refusals of script/release.
 
 Usage: breaks_test.py [NAME...]    only the cases with these names
-Works in two copies of the tree, in build/compat/. There script/release first
-makes the copy its own last release; then each case edits it and demands a
-verdict. The last line counts what passed and what failed.
+Works in two copies of the tree, in build/compat/, each its own last release. In
+one script/check-compat runs as a whole; in the other its comparison alone, of
+the build that is there, of which each case makes again what its edits ask for.
+The last line counts what passed and what failed.
 """
 
-import queue
 import shutil
-import subprocess
 import sys
 from concurrent.futures import ThreadPoolExecutor
-from pathlib import Path
 from typing import NamedTuple
 
 sys.dont_write_bytecode = True
-TREE = Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(TREE / "tools"))
 # pylint: disable=wrong-import-position
-from compat.tree import tree_version, version_text
-from compat.verdict import Level, next_version
-from edits import CMAKE, TARN, Edit, append, edit_in
-from library_breaks import AMD64, CASES
+from copies import (RELEASED, TREE, asked_for, commit, make_copy, restore, run,
+                    run_or_stop, set_version, version_text)
+from compat import build, check, programs
+from compat.verdict import CannotTell, worst
+from edits import TARN, append, edit_in
+from library_breaks import AMD64, CHECKED, REBUILT
 
-COPIES = [TREE / "build" / "compat" / name for name in ("one", "two")]
-RELEASED = tree_version()
-LEVELS = {str(level): level for level in Level}
-
-
-def asked_for(verdict):
-    return version_text(next_version(RELEASED, LEVELS[verdict]))
-
-
-def run(tree, *command):
-    return subprocess.run(command, cwd=tree, stdout=subprocess.PIPE,
-                          stderr=subprocess.STDOUT, encoding="utf-8",
-                          check=False)
-
-
-def run_or_stop(tree, *command):
-    done = run(tree, *command)
-    if done.returncode != 0:
-        raise SystemExit(f"{' '.join(map(str, command))}:\n{done.stdout}")
-
-
-def commit(tree, message):
-    run_or_stop(tree, "git", "add", "-A")
-    run_or_stop(tree, "git", "-c", "user.name=test", "-c",
-                "user.email=test@invalid", "commit", "-q", "--no-verify",
-                "--allow-empty", "-m", message)
-
-
-def set_version(text):
-    """Writes the version where a release has it."""
-    return [Edit("CMakeLists.txt", r"^  VERSION .*?$", f"  VERSION {text}"),
-            Edit("debian/changelog", r"\A(\w+) \(.*?\)", rf"\g<1> ({text})"),
-            Edit("CHANGELOG.md", r"^## \[Unreleased\]$",
-                 rf"\g<0>\n\n## [{text}] - 2026-01-01")]
-
-
-def make_copy(tree, optimization="-O0"):
-    """A copy of the tree that is its own last release."""
-    run_or_stop(TREE, "packaging/copy-tree", tree)
-    modules = "packaging/buf/node_modules"
-    (tree / modules).symlink_to(TREE / modules)
-    # Ignored, so that cleaning the copy up leaves it alone.
-    with open(tree / ".gitignore", "a", encoding="utf-8") as file:
-        file.write(f"/{modules}\n")
-    # No guard depends on the profile, which each case would train anew, nor on
-    # how long the compiler takes to make the library fast. One example program
-    # is enough to see that programs are built and run.
-    for edit in (Edit("proto/profile/Profile.cmake", r"where that works\" ON",
-                      'where that works" OFF'),
-                 Edit(CMAKE, r":-O3>", f":{optimization}>"),
-                 Edit("tools/compat/make_release.py", r"^CLIENTS = .*?$",
-                      'CLIENTS = ("first",)'),
-                 *set_version(version_text(RELEASED))):
-        edit.apply(tree)
-    run_or_stop(tree, "git", "init", "-q")
-    commit(tree, "before the release")
-    run_or_stop(tree, "script/release", "--first")
-    commit(tree, "the release")
-    run_or_stop(tree, "git", "tag", f"v{version_text(RELEASED)}")
-
-
-def make_copies():
-    make_copy(COPIES[0])
-    shutil.rmtree(COPIES[1], ignore_errors=True)
-    shutil.copytree(COPIES[0], COPIES[1], symlinks=True)
-
-
-def restore(tree):
-    run_or_stop(tree, "git", "reset", "-q", "--hard")
-    run_or_stop(tree, "git", "clean", "-q", "-f", "-d")
+CHECKS, REBUILDS = [TREE / "build" / "compat" / name for name in ("one", "two")]
+# What script/release built in a copy.
+BUILD = REBUILDS / "build" / "compat" / "amd64"
 
 
 class Outcome(NamedTuple):
@@ -103,28 +34,66 @@ class Outcome(NamedTuple):
     text: str
 
 
-def check_verdict(tree, edits, options, verdict, *reasons):
+def make_copies():
+    """Both with the last release made again, as no case needs it otherwise."""
+    make_copy(REBUILDS)
+    source, release = BUILD / "libschema", REBUILDS / "packaging" / "release"
+    programs.make_again(source, release)
+    shutil.rmtree(CHECKS, ignore_errors=True)
+    shutil.copytree(REBUILDS, CHECKS, symlinks=True)
+    made = "build/compat/released"
+    shutil.copytree(source / made, CHECKS / made)
+    shutil.copytree(BUILD, BUILD.with_name("as-built"), symlinks=True)
+
+
+def check_whole(edits, options, verdict, *reasons):
+    """By script/check-compat, in a clean copy."""
     for edit in edits:
-        edit.apply(tree)
-    done = run(tree, "script/check-compat", *options)
+        edit.apply(CHECKS)
+    done = run(CHECKS, "script/check-compat", *options)
+    restore(CHECKS)
     missing = [reason for reason in reasons if reason not in done.stdout]
-    if missing:
-        return Outcome(False, f"{done.stdout}\nnot said: {missing}")
-    if verdict == "error":
-        return Outcome(done.returncode == 2, done.stdout)
     expected = (f"verdict: {verdict}, compared with {version_text(RELEASED)}\n"
                 f"asks for version {asked_for(verdict)}; "
                 f"the tree says {version_text(RELEASED)}\n")
-    return Outcome(done.stdout.endswith(expected)
+    return Outcome(not missing and done.stdout.endswith(expected)
                    and done.returncode == (verdict != "identical"),
-                   done.stdout)
+                   f"{done.stdout}\nnot said: {missing}")
 
 
-def untag(tree):
-    run_or_stop(tree, "git", "tag", "-d", f"v{version_text(RELEASED)}")
+def judge(edits, edits_of_install):
+    """The verdict on a build, and what was found."""
+    source, release = BUILD / "libschema", REBUILDS / "packaging" / "release"
+    for edit in edits:
+        edit.apply(source)
+    shutil.rmtree(BUILD / "usr")
+    try:
+        findings = check.compare_schema(source, release / "tarn.binpb")
+        install = build.build_and_install(source, BUILD)
+        for edit in edits_of_install:
+            edit.apply(install.root)
+        findings = check.compare_build(source, release, "amd64", install,
+                                       findings)
+    except CannotTell as error:
+        return "error", str(error)
+    return str(worst(findings)), "\n".join(map(str, findings))
 
 
-def no_preparation(_tree):
+def check_rebuilt(edits, edits_of_install, verdict, *reasons):
+    said, why = judge(edits, edits_of_install)
+    # With its times, by which cmake knows what is up to date.
+    shutil.rmtree(BUILD)
+    shutil.copytree(BUILD.with_name("as-built"), BUILD, symlinks=True)
+    missing = [reason for reason in reasons if reason not in why]
+    return Outcome(said == verdict and not missing,
+                   f"{why}\nverdict: {said}\nnot said: {missing}")
+
+
+def untag():
+    run_or_stop(CHECKS, "git", "tag", "-d", f"v{version_text(RELEASED)}")
+
+
+def no_preparation():
     pass
 
 
@@ -174,45 +143,48 @@ RELEASE_CASES = [
 ]
 
 
-def check_release(tree, edits, committed, prepare, command, status, expected):
+def check_release(edits, committed, prepare, command, status, expected):
     for edit in edits:
-        edit.apply(tree)
+        edit.apply(CHECKS)
     if committed:
-        commit(tree, "changed")
-    prepare(tree)
-    done = run(tree, *command)
-    run_or_stop(tree, "git", "tag", "-f", f"v{version_text(RELEASED)}")
+        commit(CHECKS, "changed")
+    prepare()
+    done = run(CHECKS, *command)
+    run_or_stop(CHECKS, "git", "tag", "-f", f"v{version_text(RELEASED)}")
     if committed:
-        run_or_stop(tree, "git", "reset", "-q", "--hard", "HEAD~1")
+        run_or_stop(CHECKS, "git", "reset", "-q", "--hard", "HEAD~1")
+    restore(CHECKS)
     return Outcome(done.returncode == status and expected in done.stdout,
                    done.stdout)
 
 
-def main():
-    cases = [(name, check_verdict, case) for name, *case in CASES]
-    cases += [(name, check_release, case) for name, *case in RELEASE_CASES]
+def run_cases(function, cases):
     wanted = sys.argv[1:]
-    cases = [case for case in cases if not wanted or case[0] in wanted]
-    make_copies()
-    free = queue.Queue()
-    for tree in COPIES:
-        free.put(tree)
-
-    def check(case):
-        name, function, arguments = case
-        tree = free.get()
-        outcome = function(tree, *arguments)
-        restore(tree)
-        free.put(tree)
+    passed = []
+    for name, *case in cases:
+        if wanted and name not in wanted:
+            continue
+        outcome = function(*case)
+        passed.append(outcome.passed)
         print(f"{'ok' if outcome.passed else 'FAILED'}: {name}" +
               ("" if outcome.passed else f"\n{outcome.text}"), flush=True)
-        return outcome
+    return passed
 
-    with ThreadPoolExecutor(len(COPIES)) as pool:
-        outcomes = list(pool.map(check, cases))
-    passed = sum(outcome.passed for outcome in outcomes)
-    print(f"{passed} passed, {len(outcomes) - passed} failed")
-    return 0 if outcomes and passed == len(outcomes) else 1
+
+def main():
+    make_copies()
+
+    def in_copy(work):
+        return [outcome for function, cases in work
+                for outcome in run_cases(function, cases)]
+
+    # A copy each: neither waits for the other.
+    work = [[(check_whole, CHECKED), (check_release, RELEASE_CASES)],
+            [(check_rebuilt, REBUILT)]]
+    with ThreadPoolExecutor() as pool:
+        outcomes = sum(pool.map(in_copy, work), [])
+    print(f"{sum(outcomes)} passed, {len(outcomes) - sum(outcomes)} failed")
+    return 0 if outcomes and all(outcomes) else 1
 
 
 if __name__ == "__main__":

@@ -3,10 +3,16 @@ make them."""
 
 import re
 import shutil
+import subprocess
 from typing import NamedTuple
+
+from elftools.elf.elffile import ELFFile
 
 CMAKE = "proto/CMakeLists.txt"
 TARN, NETWORK = "proto/Tarn.proto", "proto/Network.proto"
+
+# Of an entry of a symbol table of 64 bits.
+ST_OTHER, STV_PROTECTED = 5, 3
 
 
 class Edit(NamedTuple):
@@ -34,33 +40,45 @@ class Remove(NamedTuple):
         shutil.rmtree(tree / self.folder)
 
 
+class Run:
+    """Runs a command in the folder."""
+
+    def __init__(self, *command):
+        self.command = command
+
+    def apply(self, tree):
+        subprocess.run(self.command, cwd=tree, check=True)
+
+
+class ProtectSymbols(NamedTuple):
+    """Gives the symbols that a library exports the visibility protected, as
+    -fvisibility=protected does."""
+    library: str
+
+    def apply(self, tree):
+        path = tree / self.library
+        data = bytearray(path.read_bytes())
+        with open(path, "rb") as file:
+            symbols = ELFFile(file).get_section_by_name(".dynsym")
+            for index, symbol in enumerate(symbols.iter_symbols()):
+                if symbol["st_shndx"] != "SHN_UNDEF":
+                    entry = (symbols["sh_offset"] +
+                             index * symbols["sh_entsize"])
+                    data[entry + ST_OTHER] = STV_PROTECTED
+        path.write_bytes(data)
+
+
 def edit_in(file, message, pattern, replacement):
     """An edit within one message or enum."""
     return Edit(file, rf"(\n(?:message|enum) {message} {{(?:(?!\n}}).)*?)"
                       rf"{pattern}", rf"\g<1>{replacement}")
 
 
-def exchange(file, first, second):
-    """Two declarations that follow each other change places."""
-    def declaration(name):
-        return rf"((?://[^\n]*\n)*{name} {{(?:(?!\n}}).)*\n}}\n)"
-    return Edit(file, declaration(first) + r"\n" + declaration(second),
-                r"\g<2>\n\g<1>")
-
-
 def append(file, text):
     return Edit(file, r"\Z", text)
 
 
-def after_package(file, text):
-    return Edit(file, r"package tarn;", rf"\g<0>\n{text}")
-
-
 NEW_MESSAGE = "\nmessage Extra {\n  int32 number = 1;\n}\n"
-
-
-def new_message(fields):
-    return append(NETWORK, f"\nmessage Extra {{\n{fields}\n}}\n")
 
 
 def new_value(name, number):

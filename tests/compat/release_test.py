@@ -15,13 +15,12 @@ import unittest
 
 sys.dont_write_bytecode = True
 # pylint: disable=wrong-import-position
-from breaks_test import (ADDITION, RELEASED, TREE, commit, make_copy, run,
-                         run_or_stop, set_version)
-from compat.tree import version_text
+from copies import (RELEASED, TREE, asked_for, commit, make_copy, run,
+                    run_or_stop, set_version, version_text)
 from edits import NEW_MESSAGE, TARN, append
 
 COPY = TREE / "build" / "compat" / "scratch"
-LAST = version_text(RELEASED)
+LAST, ADDITION = version_text(RELEASED), asked_for("compatible addition")
 PAGE = (TREE / "docs" / "releasing.md").read_text()
 
 # The commands of the page, in its order. Those that reach other people or other

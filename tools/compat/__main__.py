@@ -2,9 +2,10 @@
 compatible addition, source break, binary break or wire break, and the version
 that the verdict asks for.
 
-Usage: script/check-compat [--schema] [--processor amd64|arm64]...
+Usage: script/check-compat [--schema] [--packaged] [--processor amd64|arm64]...
   --schema     only what the schema files and the golden messages say, with no
                build: quick, but an "identical" then holds for these alone
+  --packaged   what script/package built last, if it is of this tree
   --processor  builds for these alone; programs are run for amd64
 Exit status: 0 the tree's version allows the verdict, 1 it is too low for it,
 2 the comparison could not be made. What is compared: docs/compatibility.md
@@ -13,7 +14,7 @@ Exit status: 0 the tree's version allows the verdict, 1 it is too low for it,
 import argparse
 import sys
 
-from .build import PROCESSORS
+from .build import PROCESSORS, install, packaged
 from .check import compare
 from .tree import (RELEASE, TREE, released_version, tree_version,
                    version_text)
@@ -22,13 +23,16 @@ from .verdict import CannotTell, next_version, worst
 
 def main():
     parser = argparse.ArgumentParser(
-        usage="script/check-compat [--schema] [--processor amd64|arm64]...")
+        usage="script/check-compat [--schema] [--packaged] "
+              "[--processor amd64|arm64]...")
     parser.add_argument("--schema", action="store_true")
+    parser.add_argument("--packaged", action="store_true")
     parser.add_argument("--processor", action="append", choices=PROCESSORS)
     options = parser.parse_args()
     released, tree = released_version(), tree_version()
     findings = compare(TREE, RELEASE, options.schema,
-                       options.processor or PROCESSORS)
+                       options.processor or PROCESSORS,
+                       packaged if options.packaged else install)
     for finding in findings:
         print(finding)
     level = worst(findings)

@@ -63,18 +63,25 @@ def compare_programs(tree, release, install, released, findings):
     return found
 
 
-def compare(tree, release, schema_alone, processors):
+def compare_build(tree, release, processor, install, findings):
+    """Findings about an installed build, added to those about its sources."""
+    findings = findings + compare_library(tree, release, processor, install)
+    if processor == NATIVE:
+        released = programs.make_again(tree, release)
+        findings += compare_install(tree, release, install, released)
+        findings += compare_programs(tree, release, install, released,
+                                     findings)
+    return findings
+
+
+def compare(tree, release, schema_alone, processors,
+            make_install=build.install):
     """Findings, the cheap ones first: nothing is worse than a wire break."""
     findings = compare_schema(tree, release / "tarn.binpb")
     findings += corpus.compare(tree, release / "corpus.sha256")
     if schema_alone or worst(findings) == Level.WIRE:
         return findings
     for processor in processors:
-        install = build.install(tree, processor)
-        findings += compare_library(tree, release, processor, install)
-        if processor == NATIVE:
-            released = programs.make_again(tree, release)
-            findings += compare_install(tree, release, install, released)
-            findings += compare_programs(tree, release, install, released,
-                                         findings)
+        install = make_install(tree, processor)
+        findings = compare_build(tree, release, processor, install, findings)
     return findings
