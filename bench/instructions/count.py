@@ -1,0 +1,122 @@
+#!/usr/bin/python3
+"""Counts the instructions of what is to stay fast, and compares them with those
+in counts.txt: none may grow by more than 3 %. No clock is read, so a busy
+machine does no harm.
+
+Usage: count.py BUILD_FOLDER [--print]    with tarn and operations in it
+  --print  the lines for counts.txt, and no comparison
+The numbers hold for one system, compiler and valgrind. On another one nothing is
+compared, which is said and is no failure; the lines for it are printed. The last
+line says how many passed and how many failed.
+"""
+
+import argparse
+import platform
+import re
+import subprocess
+import sys
+import tempfile
+from pathlib import Path
+
+HERE = Path(__file__).resolve().parent
+EXAMPLE = HERE.parents[1] / "examples" / "installation.txtpb"
+TYPE = "ModsConfigured"
+ALLOWED_GROWTH = 1.03
+
+# So many that starting tarn is a small part of what is counted.
+COPIES = 16
+
+
+def output_of(*command):
+    done = subprocess.run(command, stdout=subprocess.PIPE,
+                          stderr=subprocess.PIPE, encoding="utf-8",
+                          check=False)
+    if done.returncode != 0:
+        sys.exit(f"{' '.join(map(str, command))}: status {done.returncode}\n"
+                 f"{done.stderr}")
+    return done.stdout, done.stderr
+
+
+def system(build):
+    """What the numbers depend on beside the sources, without a blank."""
+    cache = (build / "CMakeCache.txt").read_text()
+    compiler = re.search(r"^CMAKE_CXX_COMPILER:\w+=(.*)$", cache, re.MULTILINE)
+    release = platform.freedesktop_os_release()
+    return "/".join((release["VERSION_CODENAME"], platform.machine(),
+                     "g++-" + output_of(compiler[1], "-dumpfullversion")[0]
+                     .strip(), output_of("valgrind", "--version")[0].strip()))
+
+
+def count(*command):
+    """Instructions of a program, or of one function of it."""
+    _, words = output_of("valgrind", "--tool=callgrind",
+                         "--callgrind-out-file=/dev/null", *command)
+    return int(re.search(r"Collected : (\d+)", words)[1])
+
+
+def measure(build):
+    """Instructions by name."""
+    with tempfile.TemporaryDirectory() as folder:
+        message = Path(folder) / "message.binpb"
+        # A message after itself is one with all nodes of both.
+        message.write_bytes(COPIES * subprocess.run(
+            [build / "tarn", "encode", TYPE, EXAMPLE], stdout=subprocess.PIPE,
+            check=True).stdout)
+        tarn = (build / "tarn",)
+        operations = build / "bench" / "instructions" / "operations"
+        counts = {function.lower(): count(f"--toggle-collect={function}",
+                                          operations, message)
+                  for function in ("Parse", "Walk", "Serialize")}
+        counts["tarn-decode"] = count(*tarn, "decode", TYPE, message, "--to",
+                                      "json")
+        counts["tarn-check"] = count(*tarn, "check", TYPE, message)
+        counts["tarn-annotate"] = count(*tarn, "annotate", TYPE, message)
+    return counts
+
+
+def recorded(name):
+    """What counts.txt has for a system."""
+    lines = [line.split() for line in
+             (HERE / "counts.txt").read_text().splitlines()
+             if line and not line.startswith("#")]
+    return {operation: int(number) for where, operation, number in lines
+            if where == name}
+
+
+def compare(name, counts, before):
+    """How many operations passed, and how many failed."""
+    failed = 0
+    for operation, number in counts.items():
+        known = before.get(operation)
+        if known is None or number > known * ALLOWED_GROWTH:
+            failed += 1
+        print(f"{operation:14} {number:12,} instructions, " + (
+            f"{known:12,} recorded, {number / known - 1:+.1%}" if known
+            else f"no record for {name}"))
+    return len(counts) - failed, failed
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("build", type=Path)
+    parser.add_argument("--print", action="store_true")
+    options = parser.parse_args()
+    name = system(options.build)
+    counts, before = measure(options.build), recorded(name)
+    lines = [f"{name} {operation} {number}"
+             for operation, number in counts.items()]
+    if options.print:
+        print("\n".join(lines))
+        return 0
+    passed, failed = 0, 0
+    if before:
+        passed, failed = compare(name, counts, before)
+    else:
+        print(f"{len(counts)} not compared: counts.txt has nothing for {name}, "
+              "whose lines would be\n" + "\n".join(lines))
+    print(f"{passed} passed, {failed} failed")
+    return 1 if failed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
