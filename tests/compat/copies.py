@@ -40,7 +40,8 @@ def commit(tree, message):
 
 
 def set_version(text):
-    """Writes the version where a release has it."""
+    """Writes a version where a release has it, whether it may be released or
+    not."""
     return [Edit("CMakeLists.txt", r"^  VERSION .*?$", f"  VERSION {text}"),
             Edit("debian/changelog", r"\A(\w+) \(.*?\)", rf"\g<1> ({text})"),
             Edit("CHANGELOG.md", r"^## \[Unreleased\]$",
@@ -62,12 +63,11 @@ def make_copy(tree, optimization="-O0"):
                       'where that works" OFF'),
                  Edit(CMAKE, r":-O3>", f":{optimization}>"),
                  Edit("tools/compat/make_release.py", r"^CLIENTS = .*?$",
-                      'CLIENTS = ("first",)'),
-                 *set_version(version_text(RELEASED))):
+                      'CLIENTS = ("first",)')):
         edit.apply(tree)
     run_or_stop(tree, "git", "init", "-q")
     commit(tree, "before the release")
-    run_or_stop(tree, "script/release", "--first")
+    run_or_stop(tree, "script/release", "--first", version_text(RELEASED))
     commit(tree, "the release")
     run_or_stop(tree, "git", "tag", f"v{version_text(RELEASED)}")
 

@@ -1,24 +1,24 @@
-"""Makes this tree the release that later trees are compared with: writes the
-baselines in packaging/release/. Nothing else writes there.
+"""Makes this tree the release that later trees are compared with: writes its
+version into CMakeLists.txt, CHANGELOG.md and debian/changelog, and the baselines
+into packaging/release/. Nothing else writes there.
 
-Usage: script/release [--first]    see docs/releasing.md
+Usage: script/release [--first] X.Y.Z    see docs/releasing.md
   --first  there is no release to compare with: the clone has no tag of one
-Refused are a tree with changes that are not committed, a version that
-CHANGELOG.md or debian/changelog does not have, one that is used up or that
-script/check-compat does not allow, and a clone without the last release's tag.
+Refused are a tree with changes that are not committed, a clone without the last
+release's tag, and a version that is released already, that script/check-compat
+does not allow, or whose packages would have the name of another soname.
 """
 
 import argparse
 import shutil
-import subprocess
 import sys
 
 from . import build, corpus, descriptors, elf, installed, interface
-from .check import NATIVE, class_names
+from .check import NATIVE, class_names, compare
 from .commands import run
-from .tree import (RELEASE, TREE, debian_version, is_in_changelog,
-                   released_version, tree_version, version_text)
-from .verdict import CannotTell
+from .tree import (RELEASE, TREE, parse_version, released_version,
+                   version_text, write_version)
+from .verdict import CannotTell, next_version, worst
 
 # The examples that later releases are to compile and run.
 CLIENTS = ("arena", "first", "forms", "reflection", "unknown_fields")
@@ -26,15 +26,6 @@ CLIENTS = ("arena", "first", "forms", "reflection", "unknown_fields")
 
 def git(*arguments):
     return run("git", *arguments, cwd=TREE).strip()
-
-
-def refuse_a_version_that_is_not_written_down(version):
-    if debian_version() != version:
-        raise CannotTell("debian/changelog names another version than "
-                         "CMakeLists.txt")
-    if not is_in_changelog(version):
-        raise CannotTell("CHANGELOG.md has no heading "
-                         f"[{version_text(version)}] - YYYY-MM-DD")
 
 
 def refuse_without_the_last_release(first):
@@ -48,15 +39,25 @@ def refuse_without_the_last_release(first):
 
 
 def refuse_what_breaks(version):
-    if version <= released_version():
-        raise CannotTell(f"{version_text(released_version())} is released "
-                         "already: raise the version first")
-    if subprocess.run([TREE / "script" / "check-compat"],
-                      check=False).returncode != 0:
-        raise CannotTell("script/check-compat does not allow this version")
+    released = released_version()
+    if version <= released:
+        raise CannotTell(f"{version_text(released)} is released already: "
+                         "name a later version")
+    level = worst(compare(TREE, RELEASE, False, build.PROCESSORS))
+    asked = next_version(released, level)
+    if version < asked:
+        raise CannotTell(f"{level} asks for version {version_text(asked)}: "
+                         "script/check-compat says what it is")
 
 
-def write_library(processor):
+def refuse_packages_of_another_soname(version):
+    name = f"libschema{version[0]}"
+    if f"\nPackage: {name}\n" not in (TREE / "debian/control").read_text():
+        raise CannotTell(f"debian/control has no package {name}: the number is "
+                         "the soname's, which is the major version")
+
+
+def write_library(processor, version):
     install = build.install(TREE, processor)
     library = install.shared_object()
     text = interface.interface(library, class_names(TREE))
@@ -64,37 +65,39 @@ def write_library(processor):
     write_lines(f"{processor}.facts", elf.facts(library))
     if processor == NATIVE:
         write_lines("install.facts",
-                    installed.facts(install, version_text(tree_version())))
+                    installed.facts(install, version_text(version)))
 
 
 def write_lines(name, lines):
     (RELEASE / name).write_text("".join(f"{line}\n" for line in lines))
 
 
-def write_baselines():
+def write_baselines(version):
     shutil.rmtree(RELEASE, ignore_errors=True)
     RELEASE.mkdir()
     descriptors.compile_set(TREE, RELEASE / "tarn.binpb")
     for processor in build.PROCESSORS:
-        write_library(processor)
+        write_library(processor, version)
     for name in CLIENTS:
         shutil.copytree(TREE / "examples" / name, RELEASE / "clients" / name)
     corpus.write_manifest(TREE, RELEASE / "corpus.sha256")
-    write_lines("version", [version_text(tree_version())])
+    write_lines("version", [version_text(version)])
 
 
 def main():
-    parser = argparse.ArgumentParser(usage="script/release [--first]")
+    parser = argparse.ArgumentParser(usage="script/release [--first] X.Y.Z")
     parser.add_argument("--first", action="store_true")
-    first = parser.parse_args().first
-    version = tree_version()
-    refuse_a_version_that_is_not_written_down(version)
+    parser.add_argument("version")
+    options = parser.parse_args()
+    version = parse_version(options.version, "no release:")
     if git("status", "--porcelain"):
         raise CannotTell("the tree has changes that are not committed")
-    refuse_without_the_last_release(first)
-    if not first:
+    refuse_without_the_last_release(options.first)
+    if not options.first:
         refuse_what_breaks(version)
-    write_baselines()
+    refuse_packages_of_another_soname(version)
+    write_version(version)
+    write_baselines(version)
     print(f"{RELEASE.relative_to(TREE)} now holds {version_text(version)}")
 
 
