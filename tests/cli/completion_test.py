@@ -133,7 +133,8 @@ def answers_of_a_terminal(command, environment, lines):
 def bash(environment, lines):
     path = pathlib.Path(environment["CONTROL"], "bashrc")
     path.write_text(BASH)
-    return answers_of_a_terminal(["bash", "--noprofile", "--rcfile", path, "-i"], environment, lines)
+    return answers_of_a_terminal(["bash", "--noprofile", "--rcfile", path, "-i"], environment,
+                                 lines)
 
 
 def zsh(environment, lines):
@@ -146,7 +147,8 @@ def fish(environment, lines):
                           cwd=environment["HOME"], capture_output=True, text=True, check=True,
                           timeout=120)
     answers = done.stdout.split("end of line\n")[:-1]
-    return [{line.split("\t")[0] for line in answer.splitlines()} for answer in answers], done.stderr
+    return [{line.split("\t")[0] for line in answer.splitlines()}
+            for answer in answers], done.stderr
 
 
 def check(shell, environment):
@@ -189,6 +191,7 @@ with tempfile.TemporaryDirectory() as folder:
     wrong = 0
     for shell in (bash, zsh, fish):
         wrong += check(shell, environment)
-        check_failing_program(shell, dict(environment, PATH=f"{folder}/broken:{os.environ['PATH']}"))
+        check_failing_program(
+            shell, dict(environment, PATH=f"{folder}/broken:{os.environ['PATH']}"))
 print(f"{len(CASES)} lines in 3 shells, {wrong} wrong")
 sys.exit(wrong > 0)

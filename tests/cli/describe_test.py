@@ -26,7 +26,8 @@ def declarations(header):
                   r"void \1(const std::string& value)", text)
     classes = {}
     for name, body in re.findall(r"^class (\w+) final.*?\{(.*?)^\};", text, re.S | re.M):
-        body = re.sub(r"\s+", " ", re.sub(r"^ *private:\n.*?^ *public:\n", "", body, flags=re.S | re.M))
+        body = re.sub(r"^ *private:\n.*?^ *public:\n", "", body, flags=re.S | re.M)
+        body = re.sub(r"\s+", " ", body)
         classes["tarn::" + name] = body.replace("< ", "<").replace(" >", ">")
     return classes
 

@@ -85,9 +85,9 @@ def check_values(folder):
     texts = b"".join(values(lambda text: field(15, text)))
     empty = folder / "empty"
     empty.write_bytes(b"")
-    for kind, message, shown in (("ModsConfigured", servers, 5), ("ModsConfigured", twice, 10),
-                                 ("ModsConfigured", named, 4), ("NetworkStatusReport", report, 4),
-                                 ("Price", texts, 1)):
+    for kind, message, _ in (("ModsConfigured", servers, 5), ("ModsConfigured", twice, 10),
+                             ("ModsConfigured", named, 4), ("NetworkStatusReport", report, 4),
+                             ("Price", texts, 1)):
         file = folder / "message"
         file.write_bytes(message)
         check(["decode", kind, "--from=binary"], message)
@@ -145,7 +145,8 @@ def check_errors(folder):
         check(["decode", "Server", part], lines=1)
         pathlib.Path(os.fsdecode(file)).write_bytes(b"\x0a\x05abc\x0a\x01\xff\x0a\x01\xff")
         for verb in (["decode", "Server"], ["check", "Server"], ["annotate", "Server"], ["guess"],
-                     ["status"], ["tree"], ["encode", "Server"], ["encode", "Server", "--from=json"],
+                     ["status"], ["tree"], ["encode", "Server"],
+                     ["encode", "Server", "--from=json"],
                      ["decode", "Server", "--from=hex"], ["decode", "Server", "--from=base64"],
                      ["tree", "--type=Server"], ["decode", "Server", "--frame=varint"]):
             check([*verb, file])

@@ -18,8 +18,9 @@ def tarn(*arguments):
 
 def render(page):
     """The page as a terminal shows it, in one column of any width."""
-    shown = subprocess.run(["groff", "-ww", "-K", "utf8", "-T", "utf8", "-P-cbou", "-rLL=200n", "-rHY=0",
-                            "-man", page], capture_output=True, text=True, check=True, timeout=60)
+    shown = subprocess.run(["groff", "-ww", "-K", "utf8", "-T", "utf8", "-P-cbou", "-rLL=200n",
+                            "-rHY=0", "-man", page], capture_output=True, text=True,
+                           check=True, timeout=60)
     assert not shown.stderr, shown.stderr
     return shown.stdout
 
@@ -66,7 +67,8 @@ def examples_of(source):
 
 def check_examples(source):
     """What the examples say comes out is what comes out."""
-    environment = dict(os.environ, PATH=f"{pathlib.Path(TARN).resolve().parent}:{os.environ['PATH']}")
+    programs = pathlib.Path(TARN).resolve().parent
+    environment = dict(os.environ, PATH=f"{programs}:{os.environ['PATH']}")
     examples = list(examples_of(source))
     assert len(examples) > 5, examples
     with tempfile.TemporaryDirectory() as folder:

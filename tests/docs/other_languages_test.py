@@ -50,7 +50,7 @@ def renamed(folder):
     assert re.fullmatch(pattern, new), new
     for file in 'Tarn.proto', 'Network.proto':
         text = (SCHEMA / file).read_text()
-        text = re.sub(rf'\b_(\dhx\dw) = (\d);', lambda found: new.replace(
+        text = re.sub(r'\b_(\dhx\dw) = (\d);', lambda found: new.replace(
             old[1:], found[1]).replace('= 1', f'= {found[2]}') + ';', text)
         (folder / file).write_text(text)
 

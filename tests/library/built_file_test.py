@@ -17,7 +17,6 @@ import tempfile
 import unittest
 import zlib
 
-from elftools.elf.dynamic import DynamicSection
 from elftools.elf.elffile import ELFFile
 from elftools.elf.relocation import RelocationSection
 

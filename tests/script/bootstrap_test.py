@@ -7,7 +7,6 @@ The system is made up: a file in the form of /etc/os-release, and a folder of
 programs that stand for its own, which note down how they are called.
 """
 
-import os
 import subprocess
 import sys
 import tempfile
