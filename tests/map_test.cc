@@ -64,7 +64,7 @@ class Map : public testing::TestWithParam<MapField> {
   const MapField map_ = GetParam();
 };
 
-INSTANTIATE_TEST_SUITE_P(Each, Map,
+INSTANTIATE_TEST_SUITE_P(, Map,
                          testing::Values(MAP(1, status_packet,
                                              StatusPacketEntry),
                                          MAP(2, price_sync_status_packet,

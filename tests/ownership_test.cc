@@ -50,10 +50,9 @@ class HandOver : public testing::TestWithParam<bool> {
   Place place_{GetParam()};
 };
 
-INSTANTIATE_TEST_SUITE_P(Place, HandOver, testing::Bool(),
-                         [](const auto& info) {
-                           return info.param ? "OnArena" : "OnHeap";
-                         });
+INSTANTIATE_TEST_SUITE_P(, HandOver, testing::Bool(), [](const auto& info) {
+  return info.param ? "OnArena" : "OnHeap";
+});
 
 const char kText[] = "a text that is too long to be kept in place";
 

@@ -30,7 +30,7 @@ class Packed : public testing::TestWithParam<List> {
 };
 
 INSTANTIATE_TEST_SUITE_P(
-    EachList, Packed,
+    , Packed,
     testing::Values(
         List{"state", &tarn::AppStates::default_instance(), 1},
         List{"assemblyTruthTable", &tarn::HwIdRowInfo::default_instance(), 8},
