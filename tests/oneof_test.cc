@@ -44,13 +44,6 @@ using Members =
     testing::Types<ServerMember, ClientMember, DisplayMember, ModuleMember,
                    DirectMember, GetStatusModuleMember>;
 
-struct MemberName {
-  template <class Member>
-  static std::string GetName(int) {
-    return Member::Class::descriptor()->name();
-  }
-};
-
 // A node of the kind that `Member` is not: a client, or for that a server.
 template <class Member>
 constexpr int kOther = Member::kNumber == 2 ? 1 : 2;
@@ -77,7 +70,7 @@ std::string HexHolding(const Writer& node) {
 
 template <class Member>
 class Oneof : public testing::Test {};
-TYPED_TEST_SUITE(Oneof, Members, MemberName);
+TYPED_TEST_SUITE(Oneof, Members);
 
 TYPED_TEST(Oneof, CaseIsTheFieldNumber) {
   EXPECT_EQ(static_cast<int>(TypeParam::kCase), TypeParam::kNumber);
