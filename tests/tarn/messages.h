@@ -53,7 +53,7 @@ inline std::string AnyText(Random& random) {
 }
 
 // Which texts and floats a message is filled with: those of short lists, at the
-// edges of their ranges among others, or any; but no NaN but the one of the list.
+// edges of their ranges among others, or any; the only NaN is that of the list.
 enum class Values { kListed, kAny };
 
 // Any float that is a number.
