@@ -48,7 +48,7 @@ def check_message(name, classes):
 
 
 TARN, generated = sys.argv[1], pathlib.Path(sys.argv[2])
-names = json.loads(tarn("list", "--json"))
+names = [json.loads(line) for line in tarn("list", "--json").splitlines()]
 classes = {}
 for file in {entry["file"] for entry in names}:
     classes.update(declarations(generated / file.replace(".proto", ".pb.h")))

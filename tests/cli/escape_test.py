@@ -98,7 +98,9 @@ def check_values(folder):
         check(["check", kind, "--from=binary", "--fail-on=advice"], message)
         check(["annotate", kind, "--from=binary"], message + b"\x0a\x01\xff")
         check(["annotate", kind, "--from=binary", "--json"], message)
+        check(["check", kind, "--from=binary", "--json"], message, lines=1)
         check(["guess", "--from=binary", "--all"], message)
+        check(["guess", "--from=binary", "--json"], message, lines=1)
         for pair in (file, empty), (empty, file):
             check(["diff", kind, "--from=binary", *pair])
             check(["diff", kind, "--from=binary", "--json", *pair])
@@ -108,6 +110,7 @@ def check_values(folder):
     assert len(set(tree.splitlines()[1:-1])) == count
     named_tree = check(["tree", "--type=ModsConfigured", "--from=binary"], named, lines=count + 2)
     assert len(set(named_tree.splitlines()[1:-1])) == count
+    check(["status", "--from=binary", "--json"], report, lines=1)
     table = check(["status", "--from=binary"], report, lines=count + 4)
     assert len(set(table.splitlines()[1:-3])) == count
     found = check(["check", "ModsConfigured", "--from=binary"], twice, lines=count)

@@ -49,12 +49,15 @@ def verbs(file):
     yield ["annotate", "Server"], broken
     yield ["annotate", "Server", "--json"], broken
     yield ["check", "ModsConfigured"], NODES + NODES + b"\x78\x01"
+    yield ["check", "ModsConfigured", "--json"], NODES + NODES + b"\x78\x01"
     yield ["guess"], NODES
+    yield ["guess", "--json"], NODES
     yield ["tree", "--type=ModsConfigured"], NODES
     yield ["tree"], NODES
     yield ["tree", "--dot"], NODES
     yield ["tree", "--json"], NODES
     yield ["status"], REPORT
+    yield ["status", "--json"], REPORT
     yield ["diff", "ModsConfigured", file, "-"], NODES
 
 
@@ -128,7 +131,8 @@ def check_bounds(base):
     for arguments, given in ((["tree", "--type=ModsConfigured"], nodes),
                              (["tree", "--type=ModsConfigured", "--json"], nodes),
                              (["tree", "--type=ModsConfigured", "--dot"], nodes),
-                             (["status"], report)):
+                             (["status"], report),
+                             (["status", "--json"], report)):
         done = run([*arguments, "--from=binary"], given, base + FACTOR * len(given))
         assert done.returncode == 0, (arguments, done.returncode, done.stderr[-300:])
     # Messages are made one by one: ever more of them take no more memory.

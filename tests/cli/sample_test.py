@@ -46,7 +46,7 @@ def check_streams(name):
 
 
 TARN = sys.argv[1]
-types = [entry["name"] for entry in json.loads(tarn("list", "--json"))
+types = [entry["name"] for entry in map(json.loads, tarn("list", "--json").splitlines())
          if entry["kind"] == "message"]
 for each in types:
     check_type(each)

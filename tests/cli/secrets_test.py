@@ -117,7 +117,9 @@ def check_verbs(folder):
     check(["annotate", "Wifi", *framed], stream)
     check(["annotate", "Wifi", "--json", *framed], stream)
     check(["check", "Wifi", "--fail-on=advice", *framed], stream)
+    check(["check", "Wifi", "--json", *framed], stream)
     check(["guess", *framed], stream)
+    check(["guess", "--json", "--all", *framed], stream)
     check(["guess", "--all", *framed], stream)
     intact = folder / "intact"
     intact.write_bytes(field(1, "other") + field(2, "nothing"))

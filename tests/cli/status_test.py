@@ -47,18 +47,22 @@ def check_full_disk(fine, other):
                       ["list"], ["list", "--json"], ["manual"], ["complete", "--", ""],
                       ["complete", "--", "decode", ""], ["describe", "Server"],
                       ["describe", "--json", "Server"], ["fingerprint"],
+                      ["fingerprint", "--json"],
                       ["fingerprint", "--canonical"], ["sample", "Server"],
                       ["sample", "Server", "--to=binary"], ["diff", "Server", fine, other]):
         on_full_disk(arguments)
     for form in "text", "json", "hex", "binary":
         on_full_disk(["decode", "Server", f"--to={form}"], FINE)
-    for arguments in ["annotate", "Server"], ["annotate", "--json", "Server"], ["guess"]:
+    for arguments in ["annotate", "Server"], ["annotate", "--json", "Server"], ["guess"], \
+            ["guess", "--json"]:
         on_full_disk(arguments, FINE)
-    for arguments in ["check", "Server"], ["decode", "Server", "--strict"]:
+    for arguments in (["check", "Server"], ["check", "Server", "--json"],
+                      ["decode", "Server", "--strict"]):
         on_full_disk(arguments, UNKNOWN)
     for arguments in ["tree"], ["tree", "--json"], ["tree", "--dot"]:
         on_full_disk([*arguments, "--type=ModsConfigured"], NODES)
-    on_full_disk(["status"], REPORT)
+    for arguments in ["status"], ["status", "--json"]:
+        on_full_disk(arguments, REPORT)
     for form in "binary", "hex", "base64":
         on_full_disk(["encode", "Server", f"--to={form}"], b'name: "x"')
 
@@ -70,6 +74,7 @@ def check_closed_pipe(fine, other, broken):
     unread(["diff", "Server", fine, broken], 3)
     unread(["check", "Server"], 0, FINE)
     unread(["check", "Server"], 1, UNKNOWN)
+    unread(["check", "Server", "--json"], 1, UNKNOWN)
     unread(["decode", "Server"], 0, FINE)
     unread(["decode", "Server", "--to=binary"], 0, FINE)
     for arguments in (["decode", "Server", "--partial"], ["annotate", "Server"],

@@ -287,8 +287,9 @@ TEST_F(DifferenceTest, NodesThatMoveAreFoundWhereverTheyGo) {
   std::vector<std::string> moves;
   Compare(*a, *b, true, [&](const Difference& difference) {
     EXPECT_EQ(difference.change, Difference::kMoved);
-    moves.push_back(difference.node->label + ": " + Words(difference.before) +
-                    " → " + Words(difference.after));
+    moves.push_back(difference.node->label + ": " +
+                    difference.from->node.label + " → " +
+                    difference.to->node.label);
   });
   EXPECT_EQ(moves, std::vector<std::string>{"client c: server p → server q"});
 }

@@ -118,6 +118,11 @@ void CommandLine::Color(OutputOptions* options) {
       ->type_name("WHEN");
 }
 
+CLI::Option* CommandLine::Json(OutputOptions* options) {
+  return app_.add_flag("--json", options->json,
+                       "Print JSON, one object a line");
+}
+
 void CommandLine::Secrets(OutputOptions* options) {
   app_.add_flag("--show-secrets", options->show_secrets,
                 "Show the pass phrase of Wifi, not ***");

@@ -14,6 +14,7 @@ namespace tarn::tool {
 struct OutputOptions {
   std::string color = "auto";
   bool show_secrets = false;
+  bool json = false;
 };
 
 // The largest size that an option takes.
@@ -52,6 +53,8 @@ class CommandLine {
   void Stream(InputOptions* options);
   // --color, and for commands that show text of messages --show-secrets.
   void Color(OutputOptions* options);
+  // --json, for verbs that report.
+  CLI::Option* Json(OutputOptions* options);
   void Secrets(OutputOptions* options);
 
   // Parses the arguments. Prints the help and ends the command where that is

@@ -9,9 +9,8 @@
 
 namespace tarn::tool {
 
-// Stands for a text that is not shown. A real text like it is written with an
-// escape, so that a reader of text or JSON can tell the two.
-inline constexpr std::string_view kMask = "***";
+// A real text like kMask is written with an escape, so that a reader of text or
+// JSON can tell the two.
 inline constexpr std::string_view kRealMaskInJson = "\"\\u002a**\"";
 inline constexpr std::string_view kRealMaskInText = "\"\\052**\"";
 

@@ -6,11 +6,11 @@
 #include <tarn/Tarn.pb.h>
 
 #include <algorithm>
-#include <cstring>
 
 #include "entry_match.h"
 #include "node_match.h"
-#include "output.h"
+#include "same_value.h"
+#include "schema.h"
 
 namespace tarn::tool {
 namespace {
@@ -22,9 +22,7 @@ using google::protobuf::UnknownFieldSet;
 using Report = std::function<void(const Difference&)>;
 using Text = Difference::Text;
 
-Text Words(std::string words) {
-  return [words](const TextSink& write) { write(words); };
-}
+void Mask(const TextSink& write) { write(kMask); }
 
 Text ValueOf(const Message& message, const FieldDescriptor& field,
              int index = -1) {
@@ -33,104 +31,21 @@ Text ValueOf(const Message& message, const FieldDescriptor& field,
   };
 }
 
-// A number, or the bits of a float, of a field or of an element of a list.
-uint64_t NumberOf(const Message& message, const FieldDescriptor& field,
-                  int index) {
-  const auto& get = *message.GetReflection();
-  const bool one = index < 0;
-  switch (field.cpp_type()) {
-    case FieldDescriptor::CPPTYPE_INT32:
-      return one ? get.GetInt32(message, &field)
-                 : get.GetRepeatedInt32(message, &field, index);
-    case FieldDescriptor::CPPTYPE_UINT32:
-      return one ? get.GetUInt32(message, &field)
-                 : get.GetRepeatedUInt32(message, &field, index);
-    case FieldDescriptor::CPPTYPE_BOOL:
-      return one ? get.GetBool(message, &field)
-                 : get.GetRepeatedBool(message, &field, index);
-    case FieldDescriptor::CPPTYPE_ENUM:
-      return one ? get.GetEnumValue(message, &field)
-                 : get.GetRepeatedEnumValue(message, &field, index);
-    case FieldDescriptor::CPPTYPE_FLOAT: {
-      const float value = one ? get.GetFloat(message, &field)
-                              : get.GetRepeatedFloat(message, &field, index);
-      uint32_t bits;
-      std::memcpy(&bits, &value, sizeof bits);
-      return bits;
-    }
-    default:
-      GOOGLE_LOG(FATAL) << field.full_name() << ": a type not compared";
-  }
-  return 0;
-}
-
-bool SameValue(const Message& a, const Message& b, const FieldDescriptor& field,
-               int index) {
-  if (field.cpp_type() != FieldDescriptor::CPPTYPE_STRING) {
-    return NumberOf(a, field, index) == NumberOf(b, field, index);
-  }
-  const auto& get = *a.GetReflection();
-  std::string scratch_a, scratch_b;
-  return index < 0
-             ? get.GetStringReference(a, &field, &scratch_a) ==
-                   get.GetStringReference(b, &field, &scratch_b)
-             : get.GetRepeatedStringReference(a, &field, index, &scratch_a) ==
-                   get.GetRepeatedStringReference(b, &field, index, &scratch_b);
-}
-
-bool SameUnknown(const UnknownFieldSet& a, const UnknownFieldSet& b) {
-  using google::protobuf::UnknownField;
-  if (a.field_count() != b.field_count()) return false;
-  for (int i = 0; i < a.field_count(); ++i) {
-    const UnknownField& x = a.field(i);
-    const UnknownField& y = b.field(i);
-    if (x.number() != y.number() || x.type() != y.type()) return false;
-    switch (x.type()) {
-      case UnknownField::TYPE_VARINT:
-        if (x.varint() != y.varint()) return false;
-        break;
-      case UnknownField::TYPE_FIXED32:
-        if (x.fixed32() != y.fixed32()) return false;
-        break;
-      case UnknownField::TYPE_FIXED64:
-        if (x.fixed64() != y.fixed64()) return false;
-        break;
-      case UnknownField::TYPE_LENGTH_DELIMITED:
-        if (x.length_delimited() != y.length_delimited()) return false;
-        break;
-      case UnknownField::TYPE_GROUP:
-        if (!SameUnknown(x.group(), y.group())) return false;
-    }
-  }
-  return true;
-}
-
-NodeName NameOf(const NodeItem& item) {
+NodeName NameOfItem(const NodeItem& item) {
   const NodeParts parts = PartsOf(item);
-  NodeName name;
-  if (parts.member != nullptr) name.kind = parts.member->name();
-  name.label = KindWord(name.kind);
-  if (parts.message == nullptr) return name;
-  name.name = ShortText(*parts.message, "name");
-  name.uuid = ShortText(*parts.message, "uuid");
-  const std::string hardware = ShortText(*parts.message, "hwId");
-  if (!name.name.empty()) {
-    name.label += ' ' + InQuotes(name.name);
-  } else {
-    if (!hardware.empty()) name.label += ' ' + Escaped(hardware);
-    if (!name.uuid.empty()) name.label += ' ' + Escaped(name.uuid);
-  }
-  if (!name.uuid.empty()) return name;
-  Node node;
-  node.message = parts.message;
-  for (const auto& [field, value] : AddressOf(node)) {
-    name.label += ' ' + field + ' ' + Escaped(value);
-  }
-  return name;
+  return NameNode(parts.member != nullptr ? parts.member->name() : "",
+                  parts.message);
 }
 
-std::string NameOf(const Above& above) {
-  return above.node != nullptr ? NameOf(*above.node).label : *above.field;
+// Empty for the message itself.
+NodeParent ParentOf(const Above& above) {
+  NodeParent parent;
+  if (above.node != nullptr) {
+    parent.node = NameOfItem(*above.node);
+  } else {
+    parent.field = *above.field;
+  }
+  return parent;
 }
 
 // Compares messages, but not the nodes in them.
@@ -167,15 +82,20 @@ class Comparison {
     const size_t size_;
   };
 
-  void Add(Difference::Change change, Text before, Text after) {
+  void Add(Difference difference) {
     NodeName name;
-    if (node_ != nullptr) name = NameOf(*node_);
-    report_({change,
-             node_ != nullptr ? &name : nullptr,
-             path_,
-             std::move(before),
-             std::move(after),
-             {}});
+    if (node_ != nullptr) {
+      name = NameOfItem(*node_);
+      difference.node = &name;
+    }
+    difference.path = path_;
+    report_(difference);
+  }
+  void Add(Difference::Change change, Text before, Text after) {
+    Difference difference{change};
+    difference.before = std::move(before);
+    difference.after = std::move(after);
+    Add(std::move(difference));
   }
   void Removed(Text before) {
     Add(Difference::kRemoved, std::move(before), nullptr);
@@ -189,9 +109,15 @@ class Comparison {
     const UnknownFieldSet& in_a = a.GetReflection()->GetUnknownFields(a);
     const UnknownFieldSet& in_b = b.GetReflection()->GetUnknownFields(b);
     if (SameUnknown(in_a, in_b)) return;
-    const Step step(&path_, "unknown fields");
-    Changed([&](const TextSink& write) { WriteUnknown(in_a, write); },
-            [&](const TextSink& write) { WriteUnknown(in_b, write); });
+    Difference difference{Difference::kChanged};
+    difference.unknown_fields = true;
+    difference.before = [&](const TextSink& write) {
+      WriteUnknown(in_a, write);
+    };
+    difference.after = [&](const TextSink& write) {
+      WriteUnknown(in_b, write);
+    };
+    Add(std::move(difference));
   }
 
   static bool HoldsOtherNodes(const FieldDescriptor& field) {
@@ -231,8 +157,10 @@ class Comparison {
     const int size_a = a.GetReflection()->FieldSize(a, &field);
     const int size_b = b.GetReflection()->FieldSize(b, &field);
     if (size_a != size_b) {
-      Changed(Words(std::to_string(size_a) + " entries"),
-              Words(std::to_string(size_b) + " entries"));
+      Difference difference{Difference::kResized};
+      difference.size_before = size_a;
+      difference.size_after = size_b;
+      Add(std::move(difference));
     }
     for (int i = 0; i < std::min(size_a, size_b); ++i) {
       const Step step(&path_, "[" + std::to_string(i) + "]");
@@ -245,10 +173,9 @@ class Comparison {
                 const FieldDescriptor& field) {
     if (field.message_type() == nullptr) {
       if (SameValue(a, b, field, -1)) return;
-      const bool masked =
-          !show_secrets_ && field.full_name() == "tarn.Wifi.pass";
-      return Changed(masked ? Words("***") : ValueOf(a, field),
-                     masked ? Words("***") : ValueOf(b, field));
+      const bool masked = !show_secrets_ && IsSecret(field);
+      return Changed(masked ? Text(Mask) : ValueOf(a, field),
+                     masked ? Text(Mask) : ValueOf(b, field));
     }
     const bool in_a = a.GetReflection()->HasField(a, &field);
     const bool in_b = b.GetReflection()->HasField(b, &field);
@@ -322,7 +249,7 @@ class Comparison {
       const Step step(&path_, match.NameAfter(i));
       Added(ValueOf(b, field, i));
     }
-    if (!match.in_order()) Changed(nullptr, Words("in another order"));
+    if (!match.in_order()) Add(Difference{Difference::kReordered});
   }
 
   const bool show_secrets_;
@@ -331,16 +258,16 @@ class Comparison {
   std::string path_;
 };
 
-// Reports the nodes that only one side has. Those below such a node count as
-// gone along with it.
-class Unmatched : public NodeMatch::Visitor {
+// Reports the nodes that only one side has. Those below such a node are counted
+// with it.
+class UnmatchedReporter : public NodeMatch::Visitor {
  public:
-  Unmatched(Difference::Change change, const Report& report)
+  UnmatchedReporter(Difference::Change change, const Report& report)
       : change_(change), report_(report) {}
 
-  void Enter(const NodeItem& item, const NodeMatch::Place& place) override {
+  void Enter(const NodeItem& item, const NodeMatch::Pairing& pairing) override {
     Open open;
-    if (place.partner == nullptr) {
+    if (pairing.partner == nullptr) {
       if (!open_.empty() && open_.back().top >= 0) {
         open.top = open_.back().top;
         const NodeParts parts = PartsOf(item);
@@ -349,7 +276,7 @@ class Unmatched : public NodeMatch::Visitor {
       } else {
         open.top = static_cast<int>(open_.size());
         open.item = &item;
-        open.above = NameOf(place.above);
+        open.parent = ParentOf(pairing.above);
       }
     }
     open_.push_back(std::move(open));
@@ -359,12 +286,11 @@ class Unmatched : public NodeMatch::Visitor {
     const Open open = std::move(open_.back());
     open_.pop_back();
     if (open.item == nullptr) return;
-    const NodeName name = NameOf(*open.item);
-    Difference difference{change_, &name, "", nullptr, nullptr, open.along};
-    if (!open.above.empty()) {
-      (change_ == Difference::kAdded ? difference.after : difference.before) =
-          Words(open.above);
-    }
+    const NodeName name = NameOfItem(*open.item);
+    Difference difference{change_, &name};
+    (change_ == Difference::kAdded ? difference.to : difference.from) =
+        open.parent;
+    difference.along = open.along;
     report_(difference);
   }
 
@@ -373,7 +299,7 @@ class Unmatched : public NodeMatch::Visitor {
   struct Open {
     int top = -1;  // where in `open_` the node is that it went with; -1: stayed
     const NodeItem* item = nullptr;  // that is to be reported
-    std::string above;
+    NodeParent parent;
     Counts along;
   };
 
@@ -382,23 +308,21 @@ class Unmatched : public NodeMatch::Visitor {
   std::vector<Open> open_;
 };
 
-class Matched : public NodeMatch::Visitor {
+class MatchedReporter : public NodeMatch::Visitor {
  public:
-  Matched(Comparison* comparison, const Report& report)
+  MatchedReporter(Comparison* comparison, const Report& report)
       : comparison_(*comparison), report_(report) {}
 
-  void Enter(const NodeItem& item, const NodeMatch::Place& place) override {
-    if (place.partner == nullptr) return;
-    if (place.moved) {
-      const NodeName name = NameOf(item);
-      report_({Difference::kMoved,
-               &name,
-               "",
-               Words(NameOf(place.above)),
-               Words(NameOf(place.partner_above)),
-               {}});
+  void Enter(const NodeItem& item, const NodeMatch::Pairing& pairing) override {
+    if (pairing.partner == nullptr) return;
+    if (pairing.moved) {
+      const NodeName name = NameOfItem(item);
+      Difference difference{Difference::kMoved, &name};
+      difference.from = ParentOf(pairing.above);
+      difference.to = ParentOf(pairing.partner_above);
+      report_(difference);
     }
-    comparison_.Nodes(item, *place.partner);
+    comparison_.Nodes(item, *pairing.partner);
   }
 
  private:
@@ -413,11 +337,11 @@ void Compare(const Message& before, const Message& after, bool show_secrets,
   Comparison comparison(show_secrets, report);
   const NodeMatch match(before, after);
   if (!match.IsNodeItself()) comparison.Messages(before, after);
-  Unmatched removed(Difference::kRemoved, report);
+  UnmatchedReporter removed(Difference::kRemoved, report);
   match.Visit(kBefore, &removed);
-  Unmatched added(Difference::kAdded, report);
+  UnmatchedReporter added(Difference::kAdded, report);
   match.Visit(kAfter, &added);
-  Matched matched(&comparison, report);
+  MatchedReporter matched(&comparison, report);
   match.Visit(kBefore, &matched);
 }
 

@@ -134,7 +134,7 @@ bool EntryMatch::IsMatchedAfter(int i) const {
   return key_ != nullptr ? matched_after_[i] : i < before_.size;
 }
 
-std::string EntryMatch::NameOf(const Entries& entries, int i) const {
+std::string EntryMatch::StepTo(const Entries& entries, int i) const {
   if (key_ == nullptr) return "[" + std::to_string(i) + "]";
   const Key key = KeyOf(entries, i);
   std::string name;

@@ -31,8 +31,8 @@ class EntryMatch {
   bool in_order() const { return in_order_; }
 
   // How an entry is called in a path: [tea], ["a b"], [line_num 3] or [5].
-  std::string NameBefore(int i) const { return NameOf(before_, i); }
-  std::string NameAfter(int i) const { return NameOf(after_, i); }
+  std::string NameBefore(int i) const { return StepTo(before_, i); }
+  std::string NameAfter(int i) const { return StepTo(after_, i); }
 
  private:
   struct Key {
@@ -54,7 +54,7 @@ class EntryMatch {
   };
 
   Key KeyOf(const Entries& entries, int i) const;
-  std::string NameOf(const Entries& entries, int i) const;
+  std::string StepTo(const Entries& entries, int i) const;
   void Sort(Entries* entries) const;
   void Match();
 

@@ -3,8 +3,6 @@
 
 #include <algorithm>
 #include <numeric>
-#include <tuple>
-#include <typeinfo>
 
 #include "nodes.h"
 
@@ -20,100 +18,13 @@ using google::protobuf::Message;
 constexpr size_t kMostStrays = 500000;
 constexpr uint32_t kNone = ~uint32_t{0};
 
-// The fields that matter here of one kind of node.
-struct KindFields {
-  const FieldDescriptor* member = nullptr;
-  const FieldDescriptor* uuid = nullptr;
-  const FieldDescriptor* children = nullptr;
-};
-
-// By the number of the member of ChildTypes.
-const KindFields& FieldsOfKind(int number) {
-  static const auto& table = *[] {
-    const Descriptor& type = *tarn::ChildTypes::descriptor();
-    auto* kinds = new std::vector<KindFields>;
-    for (int i = 0; i < type.field_count(); ++i) {
-      const FieldDescriptor* member = type.field(i);
-      const size_t index = member->number();
-      if (kinds->size() <= index) kinds->resize(index + 1);
-      const Descriptor& node = *member->message_type();
-      (*kinds)[index] = {member, node.FindFieldByName("uuid"),
-                         node.FindFieldByName("children")};
-    }
-    return kinds;
-  }();
-  return table[number];
-}
-
-// The number of the kind of nodes of a type; 0: they are none.
-int KindOfType(const Descriptor& type) {
-  const Descriptor& node = *tarn::ChildTypes::descriptor();
-  for (int i = 0; i < node.field_count(); ++i) {
-    if (node.field(i)->message_type() == &type) return node.field(i)->number();
-  }
-  return 0;
-}
-
-// The ChildTypes that holds a node; null: none does.
-const tarn::ChildTypes* WrapperOf(const NodeItem& item) {
-  // Asking for the descriptor would take longer than all else here.
-  return typeid(item) == typeid(tarn::ChildTypes)
-             ? static_cast<const tarn::ChildTypes*>(&item)
-             : nullptr;
-}
-
-int KindOf(const NodeItem& item) {
-  const tarn::ChildTypes* wrapper = WrapperOf(item);
-  return wrapper != nullptr ? wrapper->types_case()
-                            : KindOfType(*item.GetDescriptor());
-}
-
-// Nodes with the same key can be partners.
-struct Key {
-  int kind;
-  std::string_view uuid;
-
-  bool operator==(const Key& other) const {
-    return kind == other.kind && uuid == other.uuid;
-  }
-  bool operator<(const Key& other) const {
-    return std::tie(kind, uuid) < std::tie(other.kind, other.uuid);
-  }
-};
-
-std::string_view UuidOf(const NodeItem& item) {
-  if (const tarn::ChildTypes* wrapper = WrapperOf(item)) {
-    switch (wrapper->types_case()) {
-      case tarn::ChildTypes::kServer:
-        return wrapper->server().uuid();
-      case tarn::ChildTypes::kClient:
-        return wrapper->client().uuid();
-      case tarn::ChildTypes::kDisplay:
-        return wrapper->display().uuid();
-      case tarn::ChildTypes::kModule:
-        return wrapper->module().uuid();
-      case tarn::ChildTypes::kDirect:
-        return wrapper->direct().uuid();
-      case tarn::ChildTypes::kGetStatusModule:
-      case tarn::ChildTypes::TYPES_NOT_SET:
-        return {};
-    }
-  }
-  const FieldDescriptor* uuid = FieldsOfKind(KindOf(item)).uuid;
-  if (uuid == nullptr) return {};
-  std::string scratch;
-  return item.GetReflection()->GetStringReference(item, uuid, &scratch);
-}
-
-Key KeyOf(const NodeItem& item) { return {KindOf(item), UuidOf(item)}; }
-
 // Indices in the order of the keys of what they stand for, equal ones by index.
 // `item` gives the node for an index.
 template <class Item>
 void SortByKey(const Item& item, std::vector<uint32_t>* indices) {
   std::sort(indices->begin(), indices->end(), [&](uint32_t x, uint32_t y) {
-    const Key key_x = KeyOf(item(x));
-    const Key key_y = KeyOf(item(y));
+    const NodeKey key_x = KeyOf(item(x));
+    const NodeKey key_y = KeyOf(item(y));
     return key_x == key_y ? x < y : key_x < key_y;
   });
 }
@@ -126,14 +37,14 @@ void MatchSorted(const std::vector<uint32_t>& a, const ItemA& item_a,
                  const Match& match) {
   size_t j = 0;
   for (const uint32_t i : a) {
-    const Key key = KeyOf(item_a(i));
+    const NodeKey key = KeyOf(item_a(i));
     while (j < b.size() && KeyOf(item_b(b[j])) < key) ++j;
     if (j == b.size()) return;
     if (KeyOf(item_b(b[j])) == key) match(i, b[j++]);
   }
 }
 
-// Partners among two lists at the same place.
+// Partners among two lists at the same pairing.
 class Siblings {
  public:
   Siblings(const NodeList& here, const NodeList& there, bool root, bool strays)
@@ -154,7 +65,7 @@ class Siblings {
   // Of the node at i; to be asked for each node in turn. Null: none.
   const NodeItem* PartnerOf(int i) {
     if (i < same_) return &there_.at(i);
-    const Key key = KeyOf(here_.at(i));
+    const NodeKey key = KeyOf(here_.at(i));
     if (key.uuid.empty()) return NextWithoutUuid(key);
     if (next_ == partners_.size()) return nullptr;
     const uint32_t partner = partners_[next_++];
@@ -189,7 +100,7 @@ class Siblings {
     partners_.swap(found);
   }
 
-  const NodeItem* NextWithoutUuid(const Key& key) {
+  const NodeItem* NextWithoutUuid(const NodeKey& key) {
     for (int& i = next_without_uuid_[key.kind]; i < there_.size();) {
       const NodeItem& item = there_.at(i++);
       if (KeyOf(item) == key) return &item;
@@ -205,46 +116,7 @@ class Siblings {
   std::array<int, 64> next_without_uuid_{};  // by kind
 };
 
-bool IsNode(const Descriptor& type) {
-  return &type == tarn::ChildTypes::descriptor() || KindOfType(type) != 0;
-}
-
 }  // namespace
-
-NodeParts PartsOf(const NodeItem& item) {
-  NodeParts parts;
-  parts.member = FieldsOfKind(KindOf(item)).member;
-  if (WrapperOf(item) == nullptr) {
-    parts.message = &item;
-    return parts;
-  }
-  parts.wrapper = &item;
-  if (parts.member != nullptr) {
-    parts.message = &item.GetReflection()->GetMessage(item, parts.member);
-  }
-  return parts;
-}
-
-int NodeList::size() const {
-  if (message == nullptr || field == nullptr) return message != nullptr;
-  const auto& reflection = *message->GetReflection();
-  return field->is_repeated() ? reflection.FieldSize(*message, field)
-                              : reflection.HasField(*message, field);
-}
-
-const NodeItem& NodeList::at(int i) const {
-  if (field == nullptr) return *message;
-  const auto& reflection = *message->GetReflection();
-  return field->is_repeated()
-             ? reflection.GetRepeatedMessage(*message, field, i)
-             : reflection.GetMessage(*message, field);
-}
-
-NodeList ChildrenOf(const NodeItem& item) {
-  const FieldDescriptor* children = FieldsOfKind(KindOf(item)).children;
-  if (children == nullptr) return {};
-  return {PartsOf(item).message, children};
-}
 
 // Lists the strays of one side in the order in which they are met.
 class NodeMatch::Collector : public Visitor {
@@ -252,12 +124,13 @@ class NodeMatch::Collector : public Visitor {
   Collector(std::set<std::string>* fields, std::vector<Stray>* strays)
       : fields_(*fields), strays_(*strays) {}
 
-  void Enter(const NodeItem& item, const Place& place) override {
-    const bool root = place.above.node == nullptr && place.above.field->empty();
-    if (place.partner != nullptr || root || KeyOf(item).uuid.empty()) return;
+  void Enter(const NodeItem& item, const Pairing& pairing) override {
+    const bool root =
+        pairing.above.node == nullptr && pairing.above.field->empty();
+    if (pairing.partner != nullptr || root || KeyOf(item).uuid.empty()) return;
     too_many_ |= strays_.size() == kMostStrays;
     if (too_many_) return;
-    Above above = place.above;
+    Above above = pairing.above;
     if (above.field != nullptr)
       above.field = &*fields_.insert(*above.field).first;
     strays_.push_back({&item, above, nullptr, {}});
@@ -370,31 +243,33 @@ void NodeMatch::VisitLists(Side side, const Lists& lists,
   Siblings siblings(lists.here, lists.there, root, lists.strays);
   for (int i = 0; i < lists.here.size(); ++i) {
     const NodeItem& item = lists.here.at(i);
-    Place place;
-    place.above = lists.above;
-    place.partner = siblings.PartnerOf(i);
+    Pairing pairing;
+    pairing.above = lists.above;
+    pairing.partner = siblings.PartnerOf(i);
     bool strays = lists.strays;
-    if (place.partner != nullptr) {
-      place.partner_above = lists.above_there;
+    if (pairing.partner != nullptr) {
+      pairing.partner_above = lists.above_there;
     } else if (const Stray* stray = FindStray(side, item)) {
       strays = true;
-      place.partner = stray->partner;
-      place.partner_above = stray->partner_above;
+      pairing.partner = stray->partner;
+      pairing.partner_above = stray->partner_above;
       // Strays at the top are below different fields.
-      place.moved = place.partner != nullptr &&
-                    (place.partner_above.node == nullptr ||
-                     place.partner_above.node != lists.above_there.node);
+      pairing.moved = pairing.partner != nullptr &&
+                      (pairing.partner_above.node == nullptr ||
+                       pairing.partner_above.node != lists.above_there.node);
     }
-    VisitNode(side, item, place, strays, visitor);
+    VisitNode(side, item, pairing, strays, visitor);
   }
 }
 
-void NodeMatch::VisitNode(Side side, const NodeItem& item, const Place& place,
-                          bool strays, Visitor* visitor) const {
-  visitor->Enter(item, place);
+void NodeMatch::VisitNode(Side side, const NodeItem& item,
+                          const Pairing& pairing, bool strays,
+                          Visitor* visitor) const {
+  visitor->Enter(item, pairing);
   const NodeList there =
-      place.partner == nullptr ? NodeList() : ChildrenOf(*place.partner);
-  VisitLists(side, {ChildrenOf(item), there, {&item}, {place.partner}, strays},
+      pairing.partner == nullptr ? NodeList() : ChildrenOf(*pairing.partner);
+  VisitLists(side,
+             {ChildrenOf(item), there, {&item}, {pairing.partner}, strays},
              visitor);
   visitor->Leave();
 }

@@ -8,7 +8,6 @@
 #define TOOLS_TARN_NODE_MATCH_H_
 
 #include <google/protobuf/message.h>
-#include <tarn/Network.pb.h>
 
 #include <array>
 #include <set>
@@ -16,30 +15,9 @@
 #include <string_view>
 #include <vector>
 
+#include "node_item.h"
+
 namespace tarn::tool {
-
-// A node by what holds it: its ChildTypes, or the Server, Client, ... itself
-// where no ChildTypes is around it.
-using NodeItem = google::protobuf::Message;
-
-// What a NodeItem holds.
-struct NodeParts {
-  const google::protobuf::FieldDescriptor* member = nullptr;  // null: no kind
-  const google::protobuf::Message* message = nullptr;         // null: no kind
-  const google::protobuf::Message* wrapper = nullptr;  // null: none around it
-};
-NodeParts PartsOf(const NodeItem& item);
-
-// The nodes that a field of a message holds, or the message alone.
-struct NodeList {
-  const google::protobuf::Message* message = nullptr;  // null: no nodes
-  const google::protobuf::FieldDescriptor* field = nullptr;
-
-  int size() const;
-  const NodeItem& at(int i) const;
-};
-// The nodes below a node.
-NodeList ChildrenOf(const NodeItem& item);
 
 // What is above a node: a node, or the field that holds the top nodes, which is
 // empty for the message itself.
@@ -55,8 +33,8 @@ class NodeMatch {
   NodeMatch(const google::protobuf::Message& before,
             const google::protobuf::Message& after);
 
-  // A node of one side in the other.
-  struct Place {
+  // A node of one side and its partner on the other.
+  struct Pairing {
     const NodeItem* partner = nullptr;  // null: there is none
     Above above;                        // of the node
     Above partner_above;
@@ -65,7 +43,7 @@ class NodeMatch {
   class Visitor {
    public:
     virtual ~Visitor() = default;
-    virtual void Enter(const NodeItem& item, const Place& place) = 0;
+    virtual void Enter(const NodeItem& item, const Pairing& pairing) = 0;
     virtual void Leave() {}
   };
 
@@ -99,7 +77,7 @@ class NodeMatch {
                    const google::protobuf::Message* there,
                    const std::string& path, Visitor* visitor) const;
   void VisitLists(Side side, const Lists& lists, Visitor* visitor) const;
-  void VisitNode(Side side, const NodeItem& item, const Place& place,
+  void VisitNode(Side side, const NodeItem& item, const Pairing& pairing,
                  bool strays, Visitor* visitor) const;
 
   const google::protobuf::Message& before_;

@@ -6,8 +6,7 @@
 
 #include <set>
 
-#include "output.h"
-#include "value_text.h"
+#include "node_name.h"
 
 namespace tarn::tool {
 namespace {
@@ -16,10 +15,6 @@ using google::protobuf::Descriptor;
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
 
-constexpr const char* kAddressFields[] = {"port",       "networkId", "channel",
-                                          "linearAddr", "nodeAddr",  "assyAddr",
-                                          "assyId"};
-
 // The member of ChildTypes for nodes of the type; null: it is no node.
 const FieldDescriptor* MemberFor(const Descriptor& type) {
   const Descriptor& node = *tarn::ChildTypes::descriptor();
@@ -27,13 +22,6 @@ const FieldDescriptor* MemberFor(const Descriptor& type) {
     if (node.field(i)->message_type() == &type) return node.field(i);
   }
   return nullptr;
-}
-
-// The text of a singular field, empty where there is no such field.
-std::string TextOf(const Message& message, const char* name) {
-  const FieldDescriptor* field = message.GetDescriptor()->FindFieldByName(name);
-  if (field == nullptr) return "";
-  return message.GetReflection()->GetString(message, field);
 }
 
 void Collect(const Message& message, const std::string& holder,
@@ -63,8 +51,8 @@ Node MakeNode(const Message& message, const FieldDescriptor& member) {
   Node node;
   node.message = &message;
   node.kind = member.name();
-  node.name = TextOf(message, "name");
-  node.uuid = TextOf(message, "uuid");
+  node.name = TextField(message, "name");
+  node.uuid = TextField(message, "uuid");
   const Descriptor& type = *message.GetDescriptor();
   const auto& reflection = *message.GetReflection();
   if (const auto* status = type.FindFieldByName("status")) {
@@ -124,18 +112,6 @@ bool Reaches(const Descriptor& type, std::set<const Descriptor*>* met) {
 
 }  // namespace
 
-std::string ShortText(const Message& message, const char* name) {
-  const FieldDescriptor* field = message.GetDescriptor()->FindFieldByName(name);
-  if (field == nullptr) return "";
-  const auto& reflection = *message.GetReflection();
-  if (field->cpp_type() == FieldDescriptor::CPPTYPE_STRING) {
-    std::string scratch;
-    return Shortened(reflection.GetStringReference(message, field, &scratch));
-  }
-  const int32_t number = reflection.GetInt32(message, field);
-  return number == 0 ? "" : std::to_string(number);
-}
-
 bool HoldsNodes(const Descriptor& type) {
   std::set<const Descriptor*> met;
   return Reaches(type, &met);
@@ -145,16 +121,6 @@ std::vector<Node> NodesOf(const Message& message) {
   std::vector<Node> nodes;
   Collect(message, "", &nodes);
   return nodes;
-}
-
-std::vector<std::pair<std::string, std::string>> AddressOf(const Node& node) {
-  std::vector<std::pair<std::string, std::string>> address;
-  if (node.message == nullptr) return address;
-  for (const char* field : kAddressFields) {
-    const std::string text = ShortText(*node.message, field);
-    if (!text.empty()) address.emplace_back(field, text);
-  }
-  return address;
 }
 
 Counts CountNodes(const std::vector<Node>& nodes) {
@@ -183,21 +149,12 @@ std::string InWords(const Counts& counts) {
   return words;
 }
 
-std::string KindWord(const std::string& kind) {
-  if (kind == "direct") return "direct link";
-  if (kind == "getStatusModule") return "status record";
-  return kind.empty() ? "kindless node" : kind;
-}
-
-std::string LabelOf(const Node& node) {
-  const std::string word = KindWord(node.kind);
-  if (!node.name.empty()) {
-    return word + ' ' + InQuotes(node.name, kNameColumns);
+void WriteCounts(const char* key, const Counts& counts, JsonWriter* json) {
+  json->Key(key).BeginObject();
+  for (const auto& [kind, count] : counts) {
+    json->Key(KindName(kind)).Number(count);
   }
-  std::string hardware;
-  if (node.message != nullptr) hardware = TextOf(*node.message, "hwId");
-  if (!hardware.empty()) return word + ' ' + Clipped(hardware);
-  return node.uuid.empty() ? word : word + ' ' + Clipped(node.uuid);
+  json->EndObject();
 }
 
 }  // namespace tarn::tool

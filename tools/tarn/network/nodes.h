@@ -7,8 +7,9 @@
 #include <cstdint>
 #include <map>
 #include <string>
-#include <utility>
 #include <vector>
+
+#include "json_writer.h"
 
 namespace tarn::tool {
 
@@ -27,11 +28,6 @@ struct Node {
   std::vector<Node> children;
 };
 
-// A singular field of text or number in words: the beginning of a long text,
-// and nothing for zero or where there is no such field.
-std::string ShortText(const google::protobuf::Message& message,
-                      const char* name);
-
 // Whether messages of the type can hold nodes, or are nodes themselves.
 bool HoldsNodes(const google::protobuf::Descriptor& type);
 
@@ -39,23 +35,14 @@ bool HoldsNodes(const google::protobuf::Descriptor& type);
 // message.
 std::vector<Node> NodesOf(const google::protobuf::Message& message);
 
-// What is set of the fields that tell where a node is, as {"port", "ttyS0"} or
-// {"nodeAddr", "12"}.
-std::vector<std::pair<std::string, std::string>> AddressOf(const Node& node);
-
 // Nodes of each kind among these and below them.
 using Counts = std::map<std::string, int>;
 Counts CountNodes(const std::vector<Node>& nodes);
 
 // "1 server, 2 clients"; empty for none.
 std::string InWords(const Counts& counts);
-
-// A word for the kind of a node.
-std::string KindWord(const std::string& kind);
-
-// A node by its kind and what tells it from its neighbours: `client "North"`.
-// Safe to print; of a long name the beginning.
-std::string LabelOf(const Node& node);
+// The same as a member of a JSON object.
+void WriteCounts(const char* key, const Counts& counts, JsonWriter* json);
 
 }  // namespace tarn::tool
 

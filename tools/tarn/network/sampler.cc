@@ -1,4 +1,4 @@
-// Fills messages field by field, by tables of what fields usually hold.
+// Fills messages field by field, with what fields usually hold.
 #include "sampler.h"
 
 #include <tarn/Network.pb.h>
@@ -7,9 +7,9 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
-#include <iterator>
 
 #include "status_words.h"
+#include "usual_values.h"
 
 namespace tarn::tool {
 namespace {
@@ -17,126 +17,6 @@ namespace {
 using google::protobuf::Descriptor;
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
-
-// What a text field holds, by its name, or with its message in front where the
-// name alone would mislead. Choices are parted by bars.
-struct Texts {
-  const char* field;
-  const char* choices;
-};
-constexpr Texts kTexts[] = {
-    {"Server.name", "Roof radio|Main radio|Cabinet radio"},
-    {"Client.name", "North sign|South sign|East sign|West sign|Entrance sign"},
-    {"Direct.name", "Counter board|Window board|Lobby board"},
-    {"Display.name", "Line 1|Line 2|Line 3|Line 4|Banner|Notice"},
-    {"Product.name", "Coffee|Tea|Soup of the day|Lunch|Tap water"},
-    {"ERTDConnection.name", "Back office|Till|Kitchen"},
-    {"name", "North sign|South sign|Entrance sign"},
-    {"new_name", "North sign|South sign|Entrance sign"},
-    {"firmwareVersion", "4.2.1|4.2.0|4.1.7"},
-    {"hardwareVersion", "A|B|C"},
-    {"ERTDConnection.port", "9100|9101|502"},
-    {"port", "ttyUSB0|ttyUSB1|ttyS1"},
-    {"server_port", "ttyUSB0|ttyUSB1|ttyS1"},
-    {"ip_address", "192.0.2.10|192.0.2.21|198.51.100.7|2001:db8::17"},
-    {"hwId", "D16-24|T16-32|D12-18"},
-    {"color", "amber|white|red|green"},
-    {"id", "coffee-cash|coffee-credit|tea-cash|tea-credit|soup|lunch"},
-    {"product_id", "coffee-cash|coffee-credit|tea-cash|tea-credit|soup|lunch"},
-    {"productIDString", "coffee-cash|coffee-credit|tea-cash|tea-credit|soup"},
-    {"offset", "0.05|0.10|0.15|0.30"},
-    {"pct_offset", "2|2.5|5"},
-    {"pay_type", "cash|credit"},
-    {"service_type", "counter|takeaway"},
-    {"tenths", "small|raised|none"},
-    {"ssid", "Sign network|Guests|Workshop"},
-    {"pass", "correct horse battery staple|open sesame"},
-    {"mode", "auto|manual|sensor"},
-    {"description", "Carried out|Timed out|No answer from the radio|Ready"},
-    {"command", "reset|detect|blank|unblank"},
-    {"type", "pixels|radio|sensor"},
-    {"dimensions", "1x1|1x2|2x2|1x3|2x4|2x5"},
-    {"messages", "OPEN|CLOSED|CASH ONLY|CREDIT|OPEN 7 - 22 H"},
-    {"parameter_name", "name|channel|networkId"},
-    {"parameter_value", "North sign|11|7"},
-    {"fileName", "fonts-7.bin|modules-214.bin|prices.csv"},
-};
-
-// The range of a number field; both ends can occur.
-struct Range {
-  const char* field;
-  int32_t low;
-  int32_t high;
-};
-constexpr Range kRanges[] = {
-    {"networkId", 1, 40},
-    {"channel", 1, 12},
-    {"fw_rev", 205, 214},
-    {"fwRev", 205, 214},
-    {"font_rev", 7, 12},
-    {"fontRev", 7, 12},
-    {"configRev", 1, 9},
-    {"permissionFlags", 0, 7},
-    {"lightSensorLvl", 40, 900},
-    {"tempKelvin", 268, 318},
-    {"signalDirection", 0, 1},
-    {"blankDisplayFlags", 0, 0},
-    {"com1Device", 0, 2},
-    {"errorFlags", 0, 0},
-    {"dimmingMode", 0, 2},
-    {"minimumDimming", 5, 15},
-    {"maximumDimming", 90, 100},
-    {"manualDimming", 40, 80},
-    {"currentDimming", 20, 85},
-    {"dimmingCalibration", -3, 3},
-    {"Dimming.min", 5, 15},
-    {"Dimming.max", 90, 100},
-    {"Dimming.level", 20, 85},
-    {"fontStyle", 1, 5},
-    {"windowFlags", 0, 3},
-    {"productIDLookup", 1, 6},
-    {"frameHoldTime", 3, 12},
-    {"hold_seconds", 3, 30},
-    {"pixelRows", 12, 24},
-    {"pixelColumns", 18, 48},
-    {"maxConfigs", 1, 4},
-    {"heightInches", 8, 48},
-    {"cabinetInches", 12, 96},
-    {"numPanelsHigh", 1, 2},
-    {"numPanelsWide", 1, 4},
-    {"assyId", 1, 4},
-    {"schema_version", 1, 4},
-    {"price_mode", 1, 3},
-    {"Err.code", -20, 120},
-    {"status_code", 0, 3},
-    {"test_pattern", 0, 8},
-    {"layer1_address", 1, 40},
-    {"network_number", 1, 4},
-    {"linear_address", 1, 40},
-    {"cal_level", -10, 10},
-    {"linear_address_assignments", 1, 40},
-    {"FrameContent.price", 1, 6},
-    {"FrameContent.message", 0, 4},
-    {"assembly_address_assignments", 1, 40},
-};
-
-// Whether an entry of a table is for the field: 2 by its message too.
-int Fit(const char* entry, const FieldDescriptor& field) {
-  if (entry == field.name()) return 1;
-  return entry == field.containing_type()->name() + "." + field.name() ? 2 : 0;
-}
-
-template <typename Entry, size_t size>
-const Entry* Look(const Entry (&table)[size], const FieldDescriptor& field) {
-  const Entry* best = nullptr;
-  int fit = 0;
-  for (const Entry& entry : table) {
-    if (Fit(entry.field, field) <= fit) continue;
-    fit = Fit(entry.field, field);
-    best = &entry;
-  }
-  return best;
-}
 
 bool NamesNode(const std::string& field) {
   return field == "uuid" ||
@@ -161,6 +41,15 @@ std::string Choice(std::string_view choices, uint64_t number) {
 // Entries of a list whose length is drawn, at least and at most.
 constexpr int kLeastEntries = 2;
 constexpr int kMostEntries = 5;
+
+// "coffee-cash": the name and the kind of payment.
+std::string IdOf(const tarn::Product& product) {
+  std::string id = product.name() + "-" + product.pay_type();
+  for (char& c : id) {
+    c = c == ' ' ? '-' : static_cast<char>(std::tolower(c));
+  }
+  return id;
+}
 
 // The kind of node that usually stands below a parent.
 const Descriptor& KindBelow(const Descriptor& parent) {
@@ -234,9 +123,8 @@ std::string Sampler::Text(const FieldDescriptor& field) {
     for (char& byte : bytes) byte = static_cast<char>(random_());
     return bytes;
   }
-  const Texts* texts = Look(kTexts, field);
-  if (texts == nullptr) return "text " + std::to_string(Below(100));
-  const std::string_view choices = texts->choices;
+  const std::string_view choices = UsualTexts(field);
+  if (choices.empty()) return "text " + std::to_string(Below(100));
   if (position_ < 0 || !TellsApart(name)) {
     return Choice(choices, Below(CountOf(choices)));
   }
@@ -253,7 +141,7 @@ int32_t Sampler::Number(const FieldDescriptor& field) {
   if (name == "line_num" || name == "number" || name == "frame") {
     return std::max(position_, 0) + 1;
   }
-  const Range* range = Look(kRanges, field);
+  const Range* range = UsualRange(field);
   if (range == nullptr) return static_cast<int32_t>(Below(100));
   return range->low + static_cast<int32_t>(Below(range->high - range->low + 1));
 }
@@ -264,7 +152,7 @@ int32_t Sampler::EnumNumber(const FieldDescriptor& field) {
   if (&type == tarn::DisplaySubtypes_descriptor() && Chance(70)) {
     return tarn::price;
   }
-  // The first value says that nothing is said.
+  // The first of many values means that none is given.
   const int skip = type.value_count() > 2 ? 1 : 0;
   return type.value(skip + Below(type.value_count() - skip))->number();
 }
@@ -339,20 +227,22 @@ void Sampler::Fill(Message* message) {
     for (position_ = 0; position_ < length; ++position_) Set(message, field);
     position_ = outer;
   }
-  Agree(message);
+  MakeConsistent(message);
 }
 
-// Makes the fields of a message agree with one another.
-void Sampler::Agree(Message* message) {
-  const FieldDescriptor* error =
-      message->GetDescriptor()->FindFieldByName("error");
-  if (error != nullptr) {
-    const FieldDescriptor* status =
-        message->GetDescriptor()->FindFieldByName("status");
-    const auto& reflection = *message->GetReflection();
-    const StatusLook look = LookOf(reflection.GetEnumValue(*message, status));
-    reflection.SetBool(message, error, look.severity == Severity::kFault);
-  }
+// An error flag is set if and only if the status is a fault.
+void Sampler::SetErrorByStatus(Message* message) {
+  const Descriptor& type = *message->GetDescriptor();
+  const FieldDescriptor* error = type.FindFieldByName("error");
+  if (error == nullptr) return;
+  const FieldDescriptor* status = type.FindFieldByName("status");
+  const auto& reflection = *message->GetReflection();
+  const StatusLook look = LookOf(reflection.GetEnumValue(*message, status));
+  reflection.SetBool(message, error, look.condition == Condition::kFault);
+}
+
+void Sampler::MakeConsistent(Message* message) {
+  SetErrorByStatus(message);
   if (auto* row = dynamic_cast<tarn::HwIdRowInfo*>(message)) {
     row->set_pixels(row->pixelrows() * row->pixelcolumns());
   } else if (auto* size = dynamic_cast<tarn::DisplaySizeRef*>(message)) {
@@ -366,50 +256,60 @@ void Sampler::Agree(Message* message) {
     record->set_statusretrieved(true);
   } else if (auto* product = dynamic_cast<tarn::Product*>(message)) {
     product->set_display_price(product->price());
-    std::string id = product->name() + "-" + product->pay_type();
-    for (char& c : id) {
-      c = c == ' ' ? '-' : static_cast<char>(std::tolower(c));
-    }
-    product->set_id(id);
+    product->set_id(IdOf(*product));
   } else if (auto* module = dynamic_cast<tarn::Module*>(message)) {
-    module->set_linearaddr(++chain_);
-    module->set_nodeaddr(++node_);
-    module->set_assyaddr(std::max(position_, 0) + 1);
-    tarn::GetStatusModule& status = *module->mutable_extstatus();
-    status.set_hwid(module->hwid());
-    status.set_fwrev(module->fw_rev());
-    status.set_fontrev(module->font_rev());
-    status.set_linearaddr(module->linearaddr());
-    status.set_nodeaddr(module->nodeaddr());
-    status.set_assyaddr(module->assyaddr());
-    status.set_assyid(module->assyid());
+    MakeModuleConsistent(module);
   } else if (auto* display = dynamic_cast<tarn::Display*>(message)) {
-    tarn::CabinetAssemblyConfiguration& cabinet =
-        *display->mutable_assyconfig();
-    cabinet.set_numpanelshigh(1);
-    cabinet.set_numpanelswide(display->children_size());
-    cabinet.set_panels(display->children_size());
-    const int32_t assembly = 1 + static_cast<int32_t>(Below(4));
-    for (auto& child : *display->mutable_children()) {
-      tarn::Module& module = *child.mutable_module();
-      module.set_hwid(cabinet.hwid());
-      module.set_assyid(assembly);
-      module.mutable_extstatus()->set_hwid(cabinet.hwid());
-      module.mutable_extstatus()->set_assyid(assembly);
-    }
-    display->set_displayblanked(display->status() == tarn::command_blank);
+    MakeDisplayConsistent(display);
   } else if (auto* report = dynamic_cast<tarn::NetworkStatusReport*>(message)) {
-    const int parts = 3 + static_cast<int>(Below(6));
-    for (int i = 0; i < parts; ++i) {
-      const std::string uuid = Uuid();
-      (*report->mutable_status_packet())[uuid] =
-          Chance(80) ? tarn::ok : tarn::comm_error;
-      (*report->mutable_price_sync_status_packet())[uuid] =
-          Chance(80) ? tarn::price_update_ok : tarn::price_sync_pending;
-    }
-    report->set_network_price_lifecycle(Chance(50) ? tarn::price_update_ok
-                                                   : tarn::price_sync_pending);
+    FillReport(report);
   }
+}
+
+// A module has the next addresses, and its status record repeats them.
+void Sampler::MakeModuleConsistent(tarn::Module* module) {
+  module->set_linearaddr(++chain_);
+  module->set_nodeaddr(++node_);
+  module->set_assyaddr(std::max(position_, 0) + 1);
+  tarn::GetStatusModule& status = *module->mutable_extstatus();
+  status.set_hwid(module->hwid());
+  status.set_fwrev(module->fw_rev());
+  status.set_fontrev(module->font_rev());
+  status.set_linearaddr(module->linearaddr());
+  status.set_nodeaddr(module->nodeaddr());
+  status.set_assyaddr(module->assyaddr());
+  status.set_assyid(module->assyid());
+}
+
+// The modules of a display are of one kind and form one assembly.
+void Sampler::MakeDisplayConsistent(tarn::Display* display) {
+  tarn::CabinetAssemblyConfiguration& cabinet = *display->mutable_assyconfig();
+  cabinet.set_numpanelshigh(1);
+  cabinet.set_numpanelswide(display->children_size());
+  cabinet.set_panels(display->children_size());
+  const int32_t assembly = 1 + static_cast<int32_t>(Below(4));
+  for (auto& child : *display->mutable_children()) {
+    tarn::Module& module = *child.mutable_module();
+    module.set_hwid(cabinet.hwid());
+    module.set_assyid(assembly);
+    module.mutable_extstatus()->set_hwid(cabinet.hwid());
+    module.mutable_extstatus()->set_assyid(assembly);
+  }
+  display->set_displayblanked(display->status() == tarn::command_blank);
+}
+
+// Both maps of a report have the same keys.
+void Sampler::FillReport(tarn::NetworkStatusReport* report) {
+  const int parts = 3 + static_cast<int>(Below(6));
+  for (int i = 0; i < parts; ++i) {
+    const std::string uuid = Uuid();
+    (*report->mutable_status_packet())[uuid] =
+        Chance(80) ? tarn::ok : tarn::comm_error;
+    (*report->mutable_price_sync_status_packet())[uuid] =
+        Chance(80) ? tarn::price_update_ok : tarn::price_sync_pending;
+  }
+  report->set_network_price_lifecycle(Chance(50) ? tarn::price_update_ok
+                                                 : tarn::price_sync_pending);
 }
 
 }  // namespace tarn::tool

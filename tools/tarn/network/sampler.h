@@ -3,6 +3,7 @@
 #define TOOLS_TARN_SAMPLER_H_
 
 #include <google/protobuf/message.h>
+#include <tarn/Network.pb.h>
 
 #include <cstdint>
 #include <random>
@@ -21,8 +22,8 @@ struct NetworkShape {
 double MostNodes(const google::protobuf::Descriptor& type,
                  const NetworkShape& shape);
 
-// Makes messages that make sense: prices look like prices, counts agree with
-// what they count, every uuid is another one. A seed gives the same messages on
+// Makes believable messages: prices look like prices, counts are those of what
+// they count, and no uuid is used twice. A seed gives the same messages on
 // every machine.
 class Sampler {
  public:
@@ -49,7 +50,13 @@ class Sampler {
            const google::protobuf::FieldDescriptor& field);
   void Child(const google::protobuf::Descriptor& parent,
              google::protobuf::Message* child);
-  void Agree(google::protobuf::Message* message);
+
+  // Give the fields of a message values that go together.
+  void MakeConsistent(google::protobuf::Message* message);
+  void SetErrorByStatus(google::protobuf::Message* message);
+  void MakeModuleConsistent(tarn::Module* module);
+  void MakeDisplayConsistent(tarn::Display* display);
+  void FillReport(tarn::NetworkStatusReport* report);
 
   std::mt19937_64 random_;
   NetworkShape shape_;

@@ -10,51 +10,51 @@ namespace {
 
 struct Words {
   const char* words;
-  Severity severity;
+  Condition condition;
 };
 
 Words WordsOf(tarn::StatusCodes status) {
   switch (status) {
     case tarn::unused:
-      return {"no status", Severity::kNone};
+      return {"no status", Condition::kNone};
     case tarn::ok:
-      return {"ok", Severity::kGood};
+      return {"ok", Condition::kGood};
     case tarn::comm_error:
-      return {"communication error", Severity::kFault};
+      return {"communication error", Condition::kFault};
     case tarn::power_outage:
-      return {"power outage", Severity::kFault};
+      return {"power outage", Condition::kFault};
     case tarn::assy_conf_err:
-      return {"assembly error", Severity::kFault};
+      return {"assembly error", Condition::kFault};
     case tarn::price_update_failure:
-      return {"price update failed", Severity::kFault};
+      return {"price update failed", Condition::kFault};
     case tarn::retry_mode:
-      return {"retrying", Severity::kOdd};
+      return {"retrying", Condition::kOdd};
     case tarn::format_invalid:
-      return {"invalid format", Severity::kFault};
+      return {"invalid format", Condition::kFault};
     case tarn::command_blank:
-      return {"blanked by command", Severity::kWaiting};
+      return {"blanked by command", Condition::kWaiting};
     case tarn::price_sync_pending:
-      return {"price sync pending", Severity::kWaiting};
+      return {"price sync pending", Condition::kWaiting};
     case tarn::price_update_uninitialized:
-      return {"price update not ready", Severity::kWaiting};
+      return {"price update not ready", Condition::kWaiting};
     case tarn::price_update_ok:
-      return {"price updated", Severity::kGood};
+      return {"price updated", Condition::kGood};
     default:
-      return {"", Severity::kOdd};
+      return {"", Condition::kOdd};
   }
 }
 
-Color ColorOf(Severity severity) {
-  switch (severity) {
-    case Severity::kFault:
+Color ColorOf(Condition condition) {
+  switch (condition) {
+    case Condition::kFault:
       return Color::kRed;
-    case Severity::kOdd:
+    case Condition::kOdd:
       return Color::kYellow;
-    case Severity::kWaiting:
+    case Condition::kWaiting:
       return Color::kCyan;
-    case Severity::kGood:
+    case Condition::kGood:
       return Color::kGreen;
-    case Severity::kNone:
+    case Condition::kNone:
       break;
   }
   return Color::kDim;
@@ -63,15 +63,22 @@ Color ColorOf(Severity severity) {
 }  // namespace
 
 StatusLook LookOf(int32_t status) {
-  const auto [words, severity] =
+  const auto [words, condition] =
       WordsOf(static_cast<tarn::StatusCodes>(status));
-  return {*words != '\0' ? words : "status " + std::to_string(status), severity,
-          ColorOf(severity)};
+  return {*words != '\0' ? words : "status " + std::to_string(status),
+          condition, ColorOf(condition)};
 }
 
 bool WorseStatus::operator()(int32_t a, int32_t b) const {
-  return std::make_pair(LookOf(a).severity, a) <
-         std::make_pair(LookOf(b).severity, b);
+  return std::make_pair(LookOf(a).condition, a) <
+         std::make_pair(LookOf(b).condition, b);
+}
+
+void WriteStatus(const char* key, int32_t status, JsonWriter* json) {
+  const std::string& name =
+      tarn::StatusCodes_Name(static_cast<tarn::StatusCodes>(status));
+  json->Key(key);
+  name.empty() ? json->Number(status) : json->String(name);
 }
 
 void PrintTally(const StatusTally& tally, Output* output) {

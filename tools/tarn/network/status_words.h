@@ -7,16 +7,17 @@
 #include <map>
 #include <string>
 
+#include "json_writer.h"
 #include "output.h"
 
 namespace tarn::tool {
 
 // From bad to good, the order in which a table shows them.
-enum class Severity { kFault, kOdd, kWaiting, kGood, kNone };
+enum class Condition { kFault, kOdd, kWaiting, kGood, kNone };
 
 struct StatusLook {
   std::string words;
-  Severity severity;
+  Condition condition;
   Color color;
 };
 
@@ -27,6 +28,10 @@ StatusLook LookOf(int32_t status);
 struct WorseStatus {
   bool operator()(int32_t a, int32_t b) const;
 };
+
+// Writes a status as a member of a JSON object: the name that the schema
+// declares, or else the number.
+void WriteStatus(const char* key, int32_t status, JsonWriter* json);
 
 // How many there are of each status. Printed as "2 retrying, 5 ok".
 using StatusTally = std::map<int32_t, int, WorseStatus>;

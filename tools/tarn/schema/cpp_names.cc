@@ -11,7 +11,7 @@ using google::protobuf::EnumDescriptor;
 using google::protobuf::FieldDescriptor;
 
 template <typename Type>
-std::string NameOf(const Type& type) {
+std::string ClassName(const Type& type) {
   std::string name = type.name();
   for (const Descriptor* outer = type.containing_type(); outer != nullptr;
        outer = outer->containing_type()) {
@@ -85,10 +85,10 @@ std::vector<std::string> ListAccessors(const FieldDescriptor& field) {
 
 }  // namespace
 
-std::string CppName(const Descriptor& message) { return NameOf(message); }
+std::string CppName(const Descriptor& message) { return ClassName(message); }
 
 std::string CppName(const EnumDescriptor& enumeration) {
-  return NameOf(enumeration);
+  return ClassName(enumeration);
 }
 
 std::string CppName(const google::protobuf::EnumValueDescriptor& value) {

@@ -110,6 +110,10 @@ size_t Distance(std::string_view a, std::string_view b) {
 
 }  // namespace
 
+bool IsSecret(const FieldDescriptor& field) {
+  return field.full_name() == "tarn.Wifi.pass";
+}
+
 Schema::Schema(bool show_secrets) : show_secrets_(show_secrets) {}
 Schema::~Schema() = default;
 
@@ -161,7 +165,7 @@ const Type& Schema::Table(const Descriptor& descriptor) {
     field.kind = kind;
     field.repeated = from.is_repeated();
     field.map = from.is_map();
-    field.secret = from.full_name() == "tarn.Wifi.pass";
+    field.secret = IsSecret(from);
     if (field.repeated) field.slot = table.slots++;
     if (const auto* oneof = from.containing_oneof()) {
       for (int j = 0; j < oneof->field_count(); ++j) {

@@ -76,6 +76,12 @@ struct Type {
   }
 };
 
+// Stands for a text that is not shown.
+inline constexpr std::string_view kMask = "***";
+
+// Whether the text of a field is shown to nobody who does not ask for it.
+bool IsSecret(const google::protobuf::FieldDescriptor& field);
+
 class Schema {
  public:
   explicit Schema(bool show_secrets = false);

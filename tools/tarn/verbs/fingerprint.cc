@@ -3,6 +3,7 @@
 
 #include "command.h"
 #include "command_line.h"
+#include "json_writer.h"
 #include "output.h"
 
 namespace tarn::tool {
@@ -14,17 +15,30 @@ ExitCode RunFingerprint(const Command& command, const Arguments& arguments) {
   std::string type;
   line.app().add_option(
       "TYPE", type, "Message type, with all it embeds; without: the schema");
+  OutputOptions options;
+  CLI::Option* json = line.Json(&options);
   bool canonical = false;
-  line.app().add_flag("--canonical", canonical,
-                      "Print what the checksum is taken of");
+  line.app()
+      .add_flag("--canonical", canonical,
+                "Print the text that the checksum is computed from")
+      ->excludes(json);
   line.Parse();
 
   Schema schema;
   const Descriptor* root =
       type.empty() ? nullptr : schema.Find(type).descriptor;
   Output output;
-  output.Write(canonical ? CanonicalSchema(schema, root)
-                         : Fingerprint(schema, root) + '\n');
+  if (options.json) {
+    JsonWriter writer(&output);
+    writer.BeginObject();
+    if (root != nullptr) writer.Key("type").String(root->full_name());
+    writer.Key("fingerprint").String(Fingerprint(schema, root));
+    writer.EndObject();
+    writer.EndLine();
+  } else {
+    output.Write(canonical ? CanonicalSchema(schema, root)
+                           : Fingerprint(schema, root) + '\n');
+  }
   output.Flush();
   return kFine;
 }

@@ -3,6 +3,7 @@
 
 #include "command.h"
 #include "command_line.h"
+#include "json_writer.h"
 #include "output.h"
 #include "schema.h"
 
@@ -12,42 +13,39 @@ namespace {
 struct Entry {
   const char* kind;
   std::string file;
-  std::string name;
+  std::string name;  // in full
   std::string summary;
 };
 
 template <typename Descriptors>
 void Collect(const char* kind, const Descriptors& descriptors, Schema* schema,
              std::vector<Entry>* entries) {
-  const size_t package = schema->files().front()->package().size() + 1;
   for (const auto* descriptor : descriptors) {
     entries->push_back(
-        {kind, descriptor->file()->name(),
-         descriptor->full_name().substr(package),
+        {kind, descriptor->file()->name(), descriptor->full_name(),
          std::string(FirstSentence(schema->Comment(*descriptor)))});
   }
 }
 
 void PrintJson(const std::vector<Entry>& entries, Output* output) {
-  output->Write('[');
+  JsonWriter json(output);
   for (const Entry& entry : entries) {
-    output->Write(&entry == &entries.front() ? "{\"kind\":\""
-                                             : ",\n {\"kind\":\"");
-    output->Write(entry.kind);
-    output->Write("\",\"name\":");
-    output->JsonString(entry.name);
-    output->Write(",\"file\":");
-    output->JsonString(entry.file);
-    output->Write(",\"summary\":");
-    output->JsonString(entry.summary);
-    output->Write('}');
+    json.BeginObject();
+    json.Key("kind").String(entry.kind);
+    json.Key("name").String(entry.name);
+    json.Key("file").String(entry.file);
+    json.Key("summary").String(entry.summary);
+    json.EndObject();
+    json.EndLine();
   }
-  output->Write("]\n");
 }
 
-void PrintTable(const std::vector<Entry>& entries, Output* output) {
+void PrintTable(const std::vector<Entry>& entries, const Schema& schema,
+                Output* output) {
   size_t width = 0;
-  for (const Entry& entry : entries) width = std::max(width, entry.name.size());
+  for (const Entry& entry : entries) {
+    width = std::max(width, schema.Bare(entry.name).size());
+  }
   std::string heading;
   for (const Entry& entry : entries) {
     const std::string here = entry.file + ", " + entry.kind + "s";
@@ -59,9 +57,10 @@ void PrintTable(const std::vector<Entry>& entries, Output* output) {
       output->Paint(Color::kNone);
       output->Write('\n');
     }
+    const std::string name = schema.Bare(entry.name);
     output->Write("  ");
-    output->Write(entry.name);
-    output->Spaces(width + 2 - entry.name.size());
+    output->Write(name);
+    output->Spaces(width + 2 - name.size());
     output->Write(entry.summary);
     output->Write('\n');
   }
@@ -71,9 +70,8 @@ void PrintTable(const std::vector<Entry>& entries, Output* output) {
 
 ExitCode RunList(const Command& command, const Arguments& arguments) {
   CommandLine line(command.name, command.summary, arguments);
-  bool json = false;
-  line.app().add_flag("--json", json, "For other programs");
   OutputOptions options;
+  line.Json(&options);
   line.Color(&options);
   line.Parse();
 
@@ -85,10 +83,10 @@ ExitCode RunList(const Command& command, const Arguments& arguments) {
       entries.begin(), entries.end(),
       [](const Entry& a, const Entry& b) { return a.file < b.file; });
   Output output(options.color);
-  if (json) {
+  if (options.json) {
     PrintJson(entries, &output);
   } else {
-    PrintTable(entries, &output);
+    PrintTable(entries, schema, &output);
   }
   output.Flush();
   return kFine;

@@ -28,7 +28,7 @@ struct Options {
 
 void Print(const Options& options, const Type& type, const std::string& bytes,
            bool first, Output* output) {
-  // Made up as it is, a pass phrase here is no secret.
+  // The pass phrase is made up, so it is shown.
   const PrintStyle style{false, true};
   if (options.to == "binary") {
     WriteFramed(options.frame, bytes, output);
@@ -43,8 +43,9 @@ void Print(const Options& options, const Type& type, const std::string& bytes,
   }
 }
 
-// Settles what the options leave open, and refuses what they contradict.
-void Settle(Options* options) {
+// Chooses a form where none is given, and refuses options that contradict each
+// other.
+void CompleteOptions(Options* options) {
   const bool framed = options->frame != "none";
   if (options->to.empty()) options->to = framed ? "binary" : "text";
   if (framed && options->to != "binary") {
@@ -67,7 +68,8 @@ ExitCode RunSample(const Command& command, const Arguments& arguments) {
                  "Message type, or network for a whole ModsConfigured")
       ->required();
   app.add_option("--seed", options.seed,
-                 "Another number, other messages; 1 if not given")
+                 "Seed of the random messages: the same seed gives the same "
+                 "messages; 1 if not given")
       ->check(WholeNumber(0, UINT64_MAX))
       ->type_name("N");
   app.add_option("--count", options.count, "Number of messages; 1 if not given")
@@ -94,7 +96,7 @@ ExitCode RunSample(const Command& command, const Arguments& arguments) {
             "Displays below each client"),
       below("--modules", &options.shape.modules, "Modules of each display")};
   line.Parse();
-  Settle(&options);
+  CompleteOptions(&options);
 
   Schema schema;
   const Type& type = options.type == "network"

@@ -1,0 +1,99 @@
+// Names nodes by their fields.
+#include "node_name.h"
+
+#include "output.h"
+#include "value_text.h"
+
+namespace tarn::tool {
+namespace {
+
+using google::protobuf::FieldDescriptor;
+using google::protobuf::Message;
+
+constexpr const char* kAddressFields[] = {"port",       "networkId", "channel",
+                                          "linearAddr", "nodeAddr",  "assyAddr",
+                                          "assyId"};
+
+// A field of text or number in words: the beginning of a long text, and nothing
+// for zero or where there is no such field.
+std::string ShortField(const Message& message, const char* name) {
+  const FieldDescriptor* field = message.GetDescriptor()->FindFieldByName(name);
+  if (field == nullptr) return "";
+  const auto& reflection = *message.GetReflection();
+  if (field->cpp_type() == FieldDescriptor::CPPTYPE_STRING) {
+    std::string scratch;
+    return Shortened(reflection.GetStringReference(message, field, &scratch));
+  }
+  const int32_t number = reflection.GetInt32(message, field);
+  return number == 0 ? "" : std::to_string(number);
+}
+
+}  // namespace
+
+NodeName NameNode(const std::string& kind, const Message* node) {
+  NodeName name;
+  name.kind = kind;
+  name.label = KindWord(kind);
+  if (node == nullptr) return name;
+  name.name = ShortField(*node, "name");
+  name.uuid = ShortField(*node, "uuid");
+  const std::string hardware = ShortField(*node, "hwId");
+  if (!name.name.empty()) {
+    name.label += ' ' + InQuotes(name.name);
+  } else {
+    if (!hardware.empty()) name.label += ' ' + Escaped(hardware);
+    if (!name.uuid.empty()) name.label += ' ' + Escaped(name.uuid);
+  }
+  if (!name.uuid.empty()) return name;
+  for (const auto& [field, value] : AddressOf(node)) {
+    name.label += ' ' + field + ' ' + Escaped(value);
+  }
+  return name;
+}
+
+void WriteName(const NodeName& name, JsonWriter* json) {
+  json->Key("kind").String(KindName(name.kind));
+  if (!name.name.empty()) json->Key("name").String(name.name);
+  if (!name.uuid.empty()) json->Key("uuid").String(name.uuid);
+}
+
+std::string LabelOf(const std::string& kind, const Message* node) {
+  const std::string word = KindWord(kind);
+  if (node == nullptr) return word;
+  const std::string name = TextField(*node, "name");
+  if (!name.empty()) return word + ' ' + InQuotes(name, kNameColumns);
+  for (const char* field : {"hwId", "uuid"}) {
+    const std::string text = TextField(*node, field);
+    if (!text.empty()) return word + ' ' + Clipped(text);
+  }
+  return word;
+}
+
+std::vector<std::pair<std::string, std::string>> AddressOf(
+    const Message* node) {
+  std::vector<std::pair<std::string, std::string>> address;
+  if (node == nullptr) return address;
+  for (const char* field : kAddressFields) {
+    const std::string text = ShortField(*node, field);
+    if (!text.empty()) address.emplace_back(field, text);
+  }
+  return address;
+}
+
+std::string KindName(const std::string& kind) {
+  return kind.empty() ? "none" : kind;
+}
+
+std::string KindWord(const std::string& kind) {
+  if (kind == "direct") return "direct link";
+  if (kind == "getStatusModule") return "status record";
+  return kind.empty() ? "kindless node" : kind;
+}
+
+std::string TextField(const Message& message, const char* name) {
+  const FieldDescriptor* field = message.GetDescriptor()->FindFieldByName(name);
+  if (field == nullptr) return "";
+  return message.GetReflection()->GetString(message, field);
+}
+
+}  // namespace tarn::tool

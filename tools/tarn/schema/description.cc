@@ -1,0 +1,91 @@
+// Finds entities by name, and the fields that use them.
+#include "description.h"
+
+#include "failure.h"
+
+namespace tarn::tool {
+namespace {
+
+using google::protobuf::Descriptor;
+using google::protobuf::DescriptorPool;
+using google::protobuf::EnumDescriptor;
+using google::protobuf::EnumValueDescriptor;
+using google::protobuf::FieldDescriptor;
+
+[[noreturn]] void Unknown(const Schema& schema, const std::string& name) {
+  std::string fields;
+  for (const std::string& known : schema.Names()) {
+    const size_t dot = known.rfind('.');
+    if (dot != known.npos && known.substr(dot + 1) == name) {
+      fields += (fields.empty() ? "; there is " : ", ") + known;
+    }
+  }
+  throw Failure(
+      kUnknownName,
+      "no message, field, enum or value " + name +
+          (fields.empty() ? DidYouMean(schema.Bare(name), schema.Names())
+                          : fields));
+}
+
+}  // namespace
+
+Entity FindEntity(const Schema& schema, const std::string& name) {
+  const DescriptorPool& pool = *schema.files().front()->pool();
+  const std::string full =
+      schema.files().front()->package() + "." + schema.Bare(name);
+  Entity entity;
+  entity.message = pool.FindMessageTypeByName(full);
+  entity.field = pool.FindFieldByName(full);
+  entity.oneof = pool.FindOneofByName(full);
+  entity.enumeration = pool.FindEnumTypeByName(full);
+  entity.value = pool.FindEnumValueByName(full);
+  // The schema puts a value beside its enum; people look for it inside.
+  const size_t dot = full.rfind('.');
+  if (const auto* outer = pool.FindEnumTypeByName(full.substr(0, dot))) {
+    entity.value = outer->FindValueByName(full.substr(dot + 1));
+  }
+  if (entity.message == nullptr && entity.field == nullptr &&
+      entity.oneof == nullptr && entity.enumeration == nullptr &&
+      entity.value == nullptr) {
+    Unknown(schema, name);
+  }
+  return entity;
+}
+
+std::vector<std::string> UsesOf(const Schema& schema, const void* type) {
+  std::vector<std::string> uses;
+  for (const Descriptor* message : schema.Messages()) {
+    for (int i = 0; i < message->field_count(); ++i) {
+      const FieldDescriptor& field = *message->field(i);
+      const FieldDescriptor& held =
+          field.is_map() ? *field.message_type()->map_value() : field;
+      if (held.message_type() == type ||
+          (held.enum_type() != nullptr && held.enum_type() == type)) {
+        uses.push_back(field.full_name());
+      }
+    }
+  }
+  return uses;
+}
+
+const Field& TableOf(Schema* schema, const FieldDescriptor& field) {
+  return *schema->Table(*field.containing_type()).Find(field.number());
+}
+
+uint32_t TagOf(const Field& field) {
+  return field.packed_tag != 0 && field.repeated ? field.packed_tag : field.tag;
+}
+
+std::string HexOfVarint(uint32_t varint) {
+  std::string hex;
+  do {
+    char byte[4];
+    std::snprintf(byte, sizeof byte, "%02x",
+                  (varint & 0x7F) | (varint >= 0x80 ? 0x80 : 0));
+    hex += (hex.empty() ? "" : " ") + std::string(byte);
+    varint >>= 7;
+  } while (varint != 0);
+  return hex;
+}
+
+}  // namespace tarn::tool
