@@ -1,4 +1,4 @@
-// tarn: looks into the messages of a price-sign installation, byte by byte.
+// tarn: shows the messages of a price-sign installation, byte by byte.
 #include <dlfcn.h>
 #include <google/protobuf/stubs/common.h>
 #include <google/protobuf/stubs/logging.h>
@@ -23,16 +23,16 @@ namespace tarn::tool {
 namespace {
 
 constexpr Command kCommands[] = {
-    {"annotate", RunAnnotate, "Show the bytes of a message and what they mean"},
-    {"check", RunCheck, "Report what would trouble the other side"},
+    {"annotate", RunAnnotate, "Show each byte of a message and its meaning"},
+    {"check", RunCheck, "Report problems that a receiver would have"},
     {"decode", RunDecode, "Show a message as text, JSON, hex or binary"},
     {"describe", RunDescribe, "Explain a message, field, enum or value"},
     {"diff", RunDiff, "Show how two messages differ in meaning"},
-    {"encode", RunEncode, "Turn text or JSON into wire bytes"},
+    {"encode", RunEncode, "Encode text or JSON as wire bytes"},
     {"fingerprint", RunFingerprint, "Show a short checksum of the schema"},
-    {"guess", RunGuess, "Rank the types that some bytes can be"},
+    {"guess", RunGuess, "List the types that some bytes may have"},
     {"list", RunList, "List the message types and enums"},
-    {"sample", RunSample, "Make up believable messages"},
+    {"sample", RunSample, "Make believable test messages"},
     {"status", RunStatus, "Show a status report as a table, worst first"},
     {"tree", RunTree, "Draw the nodes of a sign network as a tree"},
 };
@@ -45,7 +45,8 @@ std::string Usage() {
         << "\n";
   }
   out << "  help VERB    Show the options of a verb\n"
-         "  --version    Show the versions of tarn and what it is built on\n"
+         "  --version    Show the versions of tarn, the library and the "
+         "runtime\n"
          "\nExit status: 0 fine, 1 findings or differences, 2 usage, 3 "
          "malformed"
          "\ninput, 4 unknown type or field, 5 input or output failed.\n"
@@ -53,7 +54,7 @@ std::string Usage() {
   return out.str();
 }
 
-// The version of the library that is loaded, by the name of its file, and that
+// The loaded library: its version, read from the name of its file, and that
 // file.
 std::string LoadedLibrary() {
   void* library = ::dlopen(SCHEMA_SONAME, RTLD_LAZY | RTLD_NOLOAD);
@@ -94,14 +95,14 @@ const Command& FindCommand(const std::string& name) {
   throw Failure(kUsage, "no verb " + name + DidYouMean(name, names));
 }
 
-// What is no verb: for the build, and for shells that complete a word.
+// Commands that are not verbs: for the build, and for completion in shells.
 bool RunHidden(const std::string& verb, const Arguments& arguments) {
   const std::vector<Command> commands(std::begin(kCommands),
                                       std::end(kCommands));
   if (verb == "manual") {
     PrintManual(commands);
   } else if (verb == "complete" && arguments.size() > 1) {
-    // Behind "--".
+    // The words after "--".
     PrintCandidates(commands, {arguments.begin() + 1, arguments.end()});
   } else {
     return false;
@@ -109,7 +110,7 @@ bool RunHidden(const std::string& verb, const Arguments& arguments) {
   return true;
 }
 
-// Ends the program where an allocation fails, by what needs none.
+// Ends the program when an allocation fails. It allocates nothing itself.
 [[noreturn]] void EndWithoutMemory() {
   constexpr std::string_view kLine = "tarn: out of memory\n";
   [[maybe_unused]] const ssize_t written =
@@ -117,8 +118,7 @@ bool RunHidden(const std::string& verb, const Arguments& arguments) {
   ::_exit(kInputOutput);
 }
 
-// Runs before all other initialisation, also that of libraries, some of
-// which allocate.
+// Runs before all other initialisation: some libraries allocate during theirs.
 void ExpectFailingAllocations() { std::set_new_handler(EndWithoutMemory); }
 [[gnu::section(".preinit_array"),
   gnu::used]] void (*preinit)() = ExpectFailingAllocations;
@@ -148,7 +148,7 @@ int main(int argc, char* argv[]) {
   using namespace tarn::tool;
   // Writing to a closed pipe is then an error that the output knows about.
   std::signal(SIGPIPE, SIG_IGN);
-  // The runtime's own words about bad input would only repeat the tool's.
+  // The runtime's messages about bad input would only repeat those of tarn.
   google::protobuf::SetLogHandler(nullptr);
   try {
     return Run(Arguments(argv + 1, argv + argc));
@@ -158,7 +158,7 @@ int main(int argc, char* argv[]) {
     Complain(failure.what());
     return failure.code();
   } catch (const std::bad_alloc&) {
-    // Of a size that no memory can have.
+    // The size asked for is more than any memory has.
     EndWithoutMemory();
   }
 }

@@ -1,4 +1,4 @@
-// The commands: one function each, in a file of its name.
+// The commands: each is a function in the file of the same name.
 #ifndef TOOLS_TARN_COMMAND_H_
 #define TOOLS_TARN_COMMAND_H_
 
@@ -9,12 +9,12 @@
 
 namespace tarn::tool {
 
-// The arguments behind the verb.
+// The arguments after the verb.
 using Arguments = std::vector<std::string>;
 
 struct Command {
   const char* name;
-  // Does the work. `summary` is the line below, for the command's help.
+  // Runs the command. `command` is this entry; its summary stands in the help.
   ExitCode (*run)(const Command& command, const Arguments& arguments);
   const char* summary;
 };

@@ -1,4 +1,4 @@
-// Declares the options that commands share, and parses.
+// Declares the options that commands share, and parses the command line.
 #include "command_line.h"
 
 #include <charconv>
@@ -12,15 +12,15 @@ namespace tarn::tool {
 
 namespace {
 
-// False: it is no number, or one of more than 64 bits.
+// Returns false if the text is not a number of at most 64 bits.
 bool ReadNumber(std::string_view text, uint64_t* number) {
   const char* end = text.data() + text.size();
   const auto result = std::from_chars(text.data(), end, *number);
   return result.ec == std::errc() && result.ptr == end;
 }
 
-// The bits by which the unit at the end of a size shifts it: 0, 10, 20 or 30.
-// The unit is taken away.
+// Removes the unit at the end of a size. Returns by how many bits the unit
+// shifts the number: 0, 10, 20 or 30.
 int TakeUnit(std::string_view* text) {
   const size_t digits = text->find_first_not_of("0123456789");
   if (digits == text->npos) return 0;
@@ -38,7 +38,8 @@ int TakeUnit(std::string_view* text) {
 
 }  // namespace
 
-// The descriptions are empty, since they are longer than all else in the help.
+// The validators have no description: it would be longer than the rest of the
+// help.
 CLI::Validator SizeValue(uint64_t least) {
   return CLI::Validator(
       [least](std::string& value) -> std::string {
@@ -49,7 +50,7 @@ CLI::Validator SizeValue(uint64_t least) {
             size << shift < least) {
           return value + " is not a size from " + std::to_string(least) +
                  " to " + std::to_string(kMostSize) +
-                 " bytes, as 500, 64K or 64M";
+                 " bytes, such as 500, 64K or 64M";
         }
         value = std::to_string(size << shift);
         return "";
@@ -76,35 +77,39 @@ CommandLine::CommandLine(const std::string& verb, const std::string& summary,
       arguments_(arguments.rbegin(), arguments.rend()) {}
 
 void CommandLine::Type(std::string* type) {
-  app_.add_option("TYPE", *type, "Message type, as Server or tarn.Server")
+  app_.add_option("TYPE", *type, "Message type: Server or tarn.Server")
       ->required();
 }
 
 void CommandLine::File(InputOptions* options) {
   app_.add_option("FILE", options->file,
-                  "File to read; - or nothing is standard input");
+                  "File to read; standard input if - or not given");
   Form(options);
 }
 
 void CommandLine::Form(InputOptions* options) {
-  app_.add_option("--from", options->from, "Form of the input")
+  app_.add_option("--from", options->from,
+                  "Form of the input; auto if not given")
       ->check(CLI::IsMember({"auto", "binary", "hex", "words", "octal",
                              "source", "base64", "text", "json"}))
-      ->type_name("FORM");
+      ->type_name("FORM")
+      ->group("Input");
   app_.add_option("--max-size", options->max_size,
-                  "Largest message to read, as 500, 64K or 64M; 64M if not "
-                  "given")
+                  "Largest message to read: 500, 64K; default 64M")
       ->transform(SizeValue(0))
-      ->type_name("SIZE");
+      ->type_name("SIZE")
+      ->group("Limits");
 }
 
 void CommandLine::Stream(InputOptions* options) {
   app_.add_option("--frame", options->frame,
-                  "Length in front of each message of a stream")
+                  "Form of the length before each message of a stream")
       ->check(CLI::IsMember({"none", "varint", "u32be", "u32le"}))
-      ->type_name("FRAME");
+      ->type_name("FRAME")
+      ->group("Input");
   app_.add_flag("--keep-going", options->keep_going,
-                "Go on with the next message behind a broken one");
+                "Go on with the next message after a broken one")
+      ->group("Input");
 }
 
 void CommandLine::Input(InputOptions* options) {
@@ -113,19 +118,23 @@ void CommandLine::Input(InputOptions* options) {
 }
 
 void CommandLine::Color(OutputOptions* options) {
-  app_.add_option("--color", options->color, "Colours; auto is on a terminal")
+  app_.add_option("--color", options->color,
+                  "When to use colours; auto: on a terminal")
       ->check(CLI::IsMember({"auto", "always", "never"}))
-      ->type_name("WHEN");
+      ->type_name("WHEN")
+      ->group("Output");
 }
 
 CLI::Option* CommandLine::Json(OutputOptions* options) {
-  return app_.add_flag("--json", options->json,
-                       "Print JSON, one object a line");
+  return app_
+      .add_flag("--json", options->json, "Print JSON, one object a line")
+      ->group("Output");
 }
 
 void CommandLine::Secrets(OutputOptions* options) {
   app_.add_flag("--show-secrets", options->show_secrets,
-                "Show the pass phrase of Wifi, not ***");
+                "Show the pass phrase of Wifi instead of ***")
+      ->group("Output");
 }
 
 void CommandLine::Parse() {

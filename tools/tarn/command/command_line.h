@@ -1,4 +1,5 @@
-// The command line of one command: its own options, and those that many share.
+// The command line of one command: its own options, and the options that many
+// commands share.
 #ifndef TOOLS_TARN_COMMAND_LINE_H_
 #define TOOLS_TARN_COMMAND_LINE_H_
 
@@ -17,11 +18,12 @@ struct OutputOptions {
   bool json = false;
 };
 
-// The largest size that an option takes.
+// The largest size that an option accepts.
 inline constexpr uint64_t kMostSize = INT64_MAX;
 
-// Makes an option take sizes as 500, 64K or 1M, a K being 1024, or whole
-// numbers; what is none, or outside of the range, is refused.
+// Checks for options. SizeValue accepts sizes such as 500, 64K or 1M, where K
+// is 1024; WholeNumber accepts whole numbers. Both refuse anything outside the
+// range.
 CLI::Validator SizeValue(uint64_t least);
 CLI::Validator WholeNumber(uint64_t least, uint64_t most);
 
@@ -36,7 +38,7 @@ CLI::Validator WholeNumber(uint64_t least, uint64_t most);
 //   line.Parse();
 class CommandLine {
  public:
-  // `arguments` are those behind the verb.
+  // `arguments` are those after the verb.
   CommandLine(const std::string& verb, const std::string& summary,
               const std::vector<std::string>& arguments);
 
@@ -57,8 +59,8 @@ class CommandLine {
   CLI::Option* Json(OutputOptions* options);
   void Secrets(OutputOptions* options);
 
-  // Parses the arguments. Prints the help and ends the command where that is
-  // asked for; what makes no sense is a Failure.
+  // Parses the arguments. If they ask for help, prints it and ends the command.
+  // Throws a Failure for invalid arguments.
   void Parse();
 
  private:

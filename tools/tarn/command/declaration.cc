@@ -1,17 +1,21 @@
-// Takes the options of a command out of the parser that declares them.
+// Reads the options of a command from the parser that declares them.
 #include "declaration.h"
 
 #include <algorithm>
 #include <iomanip>
+#include <iterator>
 #include <ostream>
+
+#include "wrap.h"
 
 namespace tarn::tool {
 namespace {
 
-// No argument of a program can hold a NUL.
+// An argument that no user can give: it holds a NUL.
 const std::string kDeclare(1, '\0');
 
-// "FORM:{auto,hex}" is a value and its choices, as the parser describes both.
+// Splits "FORM:{auto,hex}", the parser's description, into the value and its
+// choices.
 void SplitTypeName(const std::string& type_name, Parameter* parameter) {
   const size_t colon = type_name.find(':');
   parameter->value = type_name.substr(0, colon);
@@ -21,14 +25,26 @@ void SplitTypeName(const std::string& type_name, Parameter* parameter) {
   parameter->choices = CLI::detail::split(set, ',');
 }
 
-// A line of the help; what is explained goes to a line of its own where the
-// term leaves it no room.
+constexpr size_t kColumns = 80;
+
+// The headings of the help, in their order. The first is for options that
+// belong to no other.
+constexpr const char* kGroups[] = {"Options", "Input", "Output", "Limits"};
+
+// Prints one entry of the help. The explanation begins on its own line if the
+// term leaves no room for it.
 void PrintTerm(const std::string& term, const std::string& what,
                std::ostream& out) {
-  constexpr size_t kColumn = 26;
-  const bool fits = term.size() < kColumn;
-  out << "  " << std::left << std::setw(kColumn) << (fits ? term : term + "\n")
-      << (fits ? "" : std::string(kColumn + 2, ' ')) << what << "\n";
+  constexpr size_t kColumn = 28;
+  const bool fits = term.size() + 2 < kColumn;
+  out << "  " << std::left << std::setw(kColumn - 2)
+      << (fits ? term : term + "\n");
+  const char* separator = fits ? "" : "\n";
+  for (const std::string& line : Wrap(what, kColumns - kColumn)) {
+    if (*separator != '\0') out << std::string(kColumn, ' ');
+    separator = "\n";
+    out << line << "\n";
+  }
 }
 
 std::string OptionTerm(const Parameter& option) {
@@ -36,6 +52,27 @@ std::string OptionTerm(const Parameter& option) {
   const std::string term = option.name + " " + option.value;
   if (option.choices.empty()) return term;
   return term + ":{" + CLI::detail::join(option.choices, ",") + "}";
+}
+
+std::string GroupOf(const CLI::Option& option) {
+  const auto* group =
+      std::find(std::begin(kGroups), std::end(kGroups), option.get_group());
+  return group != std::end(kGroups) ? *group : kGroups[0];
+}
+
+// Arguments come first, then the options by group.
+ptrdiff_t OrderOf(const Parameter& parameter) {
+  if (parameter.positional) return -1;
+  return std::find(std::begin(kGroups), std::end(kGroups), parameter.group) -
+         std::begin(kGroups);
+}
+
+void PrintOption(const Parameter& option, std::ostream& out) {
+  std::string what = option.what;
+  for (const std::string& other : option.excludes) {
+    what += "; not with " + other;
+  }
+  PrintTerm(OptionTerm(option), what, out);
 }
 
 }  // namespace
@@ -52,6 +89,7 @@ Declaration DeclarationOf(const CLI::App& app) {
     parameter.name = option->get_name();
     parameter.what = option->get_description();
     parameter.positional = option->get_positional();
+    parameter.group = GroupOf(*option);
     parameter.required = option->get_required();
     parameter.many = option->get_expected_max() > 1;
     if (parameter.positional) {
@@ -65,6 +103,11 @@ Declaration DeclarationOf(const CLI::App& app) {
     std::sort(parameter.excludes.begin(), parameter.excludes.end());
     declaration.parameters.push_back(parameter);
   }
+  // The manual lists the options in the order of the help.
+  std::stable_sort(declaration.parameters.begin(), declaration.parameters.end(),
+                   [](const Parameter& a, const Parameter& b) {
+                     return OrderOf(a) < OrderOf(b);
+                   });
   return declaration;
 }
 
@@ -93,17 +136,25 @@ void PrintHelp(const std::string& program, const Declaration& declaration,
     title = "";
     PrintTerm(parameter.name, parameter.what, out);
   }
-  out << "\nOptions:\n";
-  PrintTerm("-h,--help", "Show these options", out);
-  for (const Parameter& parameter : declaration.parameters) {
-    if (parameter.positional) continue;
-    std::string what = parameter.what;
-    for (const std::string& other : parameter.excludes) {
-      what += "; not with " + other;
+  for (const char* group : kGroups) {
+    std::string heading = std::string("\n") + group + ":\n";
+    if (group == kGroups[0]) {
+      out << heading;
+      heading.clear();
+      PrintTerm("-h,--help", "Show these options", out);
     }
-    PrintTerm(OptionTerm(parameter), what, out);
+    for (const Parameter& parameter : declaration.parameters) {
+      if (parameter.positional || parameter.group != group) continue;
+      out << heading;
+      heading.clear();
+      PrintOption(parameter, out);
+    }
   }
-  if (!declaration.remark.empty()) out << "\n" << declaration.remark << "\n";
+  if (declaration.remark.empty()) return;
+  out << "\n";
+  for (const std::string& line : Wrap(declaration.remark, kColumns)) {
+    out << line << "\n";
+  }
 }
 
 }  // namespace tarn::tool

@@ -1,5 +1,5 @@
-// What a command takes, as its options declare it: for those that speak of the
-// command line without running it.
+// The options and arguments of a command, for help, manual page and completion,
+// which do not run the command.
 #ifndef TOOLS_TARN_DECLARATION_H_
 #define TOOLS_TARN_DECLARATION_H_
 
@@ -12,35 +12,36 @@
 
 namespace tarn::tool {
 
-// An option, or an argument told by its place.
+// An option, or an argument known by its position.
 struct Parameter {
   std::string name;  // "--from", "TYPE"
   std::string what;
+  std::string group;  // under which heading of the help it stands
   std::string value;  // stands for the value, as FORM; empty: a flag
   std::vector<std::string> choices;  // of the value; empty: not a fixed set
   bool positional = false;
   bool required = false;
   bool many = false;                  // can be given more than once
-  std::vector<std::string> excludes;  // options that cannot stand beside it
+  std::vector<std::string> excludes;  // options that exclude it
 };
 
 // --help is left out: every command has it.
 struct Declaration {
   std::string summary;
-  std::string remark;  // what else there is to say
+  std::string remark;  // printed after the options
   std::vector<Parameter> parameters;
 };
 
-// Runs the command as far as its options are declared.
+// Runs the command until it has declared its options.
 Declaration Declare(const Command& command);
 
-// Prints them for people who ask for --help. The parser could as well, but its
-// words differ from release to release.
+// Prints the help of a command. The parser could print it, too, but its wording
+// differs between releases.
 void PrintHelp(const std::string& program, const Declaration& declaration,
                std::ostream& out);
 
-// For CommandLine: whether the arguments come from Declare(), and the answer,
-// which is thrown.
+// For CommandLine: whether the arguments come from Declare(), and the
+// declaration, which it then throws.
 bool AsksForDeclaration(const Arguments& arguments);
 Declaration DeclarationOf(const CLI::App& app);
 

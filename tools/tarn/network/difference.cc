@@ -65,7 +65,7 @@ class Comparison {
   }
 
  private:
-  // Adds to the path while it lives.
+  // Adds a step to the path, and removes it when destroyed.
   class Step {
    public:
     Step(std::string* path, std::string_view step)
@@ -147,7 +147,8 @@ class Comparison {
     Unknown(a, b);
   }
 
-  // Lists of lists of nodes: the nodes are compared elsewhere.
+  // Compares messages that hold lists of nodes. The nodes themselves are
+  // compared elsewhere.
   void Holders(const Message& a, const Message& b,
                const FieldDescriptor& field) {
     if (!field.is_repeated() ||

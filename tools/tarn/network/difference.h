@@ -35,7 +35,8 @@ struct Difference {
   using Text = std::function<void(const TextSink& write)>;
 
   Change change = kChanged;
-  // The node that it is about, on the side where it is found; null: none.
+  // The node that the difference is about, on the side that has it; null if it
+  // is about none.
   const NodeName* node = nullptr;
   // Of what has changed within the node or the message.
   std::string_view path = {};
@@ -47,7 +48,7 @@ struct Difference {
   // Of a node that came, went or moved: its parents.
   std::optional<NodeParent> from = {};
   std::optional<NodeParent> to = {};
-  // Nodes that came or went together with this one.
+  // The nodes that were added or removed together with this one.
   Counts along = {};
   // Of a list that was resized.
   int size_before = 0;

@@ -21,7 +21,7 @@ void PrintParent(const char* word, const std::optional<NodeParent>& parent,
   output->Write(name);
 }
 
-// Where a node came from and went to.
+// Prints where a node was and where it is now.
 void PrintParents(const Difference& difference, Output* output) {
   if (!difference.along.empty()) {
     output->Write(", with ");

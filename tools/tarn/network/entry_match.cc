@@ -1,4 +1,4 @@
-// Sorts the entries of both sides by key, and goes through them together.
+// Sorts the entries of both sides by key and compares them in that order.
 #include "entry_match.h"
 
 #include <tarn/Tarn.pb.h>
@@ -16,7 +16,7 @@ using google::protobuf::Descriptor;
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
 
-// More are not sorted: their indices alone would take much memory.
+// A longer list is not sorted: its indices alone would take much memory.
 constexpr int kMostKeys = 1000000;
 
 // The field by which entries of a list are matched; null: by position.
@@ -39,7 +39,7 @@ const FieldDescriptor* KeyFieldOf(const Descriptor& entry) {
   return nullptr;
 }
 
-// Text that stands in brackets without quotes.
+// Whether a text needs no quotes inside brackets.
 bool IsPlain(std::string_view text) {
   return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||

@@ -1,4 +1,4 @@
-// Which entry of a list is which of another, by key or by position.
+// Matches the entries of two lists, by key or by position.
 #ifndef TOOLS_TARN_ENTRY_MATCH_H_
 #define TOOLS_TARN_ENTRY_MATCH_H_
 
@@ -13,9 +13,10 @@
 
 namespace tarn::tool {
 
-// Entries with a key, such as the `id` of a Product, are matched by it; of
-// several with one key the first with the first. Others, and those of lists
-// longer than a million, are matched by position.
+// Entries with a key, such as the `id` of a Product, are matched by key. If
+// several have the same key, the first is matched with the first, and so on.
+// Other entries, and those of lists longer than a million, are matched by
+// position.
 class EntryMatch {
  public:
   EntryMatch(const google::protobuf::Message& before,
@@ -27,10 +28,10 @@ class EntryMatch {
   // -1: there is none.
   int PartnerOfBefore(int i) const;
   bool IsMatchedAfter(int i) const;
-  // Whether partners follow one another alike on both sides.
+  // Whether the matched entries have the same order on both sides.
   bool in_order() const { return in_order_; }
 
-  // How an entry is called in a path: [tea], ["a b"], [line_num 3] or [5].
+  // The name of an entry in a path: [tea], ["a b"], [line_num 3] or [5].
   std::string NameBefore(int i) const { return StepTo(before_, i); }
   std::string NameAfter(int i) const { return StepTo(after_, i); }
 
@@ -76,7 +77,7 @@ const NumberMap& MapOf(const google::protobuf::Message& message,
 std::vector<const NumberMap::value_type*> EntriesNotIn(const NumberMap& other,
                                                        const NumberMap& map);
 
-// How an entry with a text for its key is called in a path.
+// The name in a path of an entry whose key is text.
 std::string NameOfKey(std::string_view key);
 
 }  // namespace tarn::tool

@@ -38,7 +38,7 @@ const KindFields& FieldsOfKind(int number) {
   return table[number];
 }
 
-// The number of the kind of nodes of a type; 0: they are none.
+// The number of the node kind that the type is; 0 if it is not a node.
 int KindOfType(const Descriptor& type) {
   const Descriptor& node = *tarn::ChildTypes::descriptor();
   for (int i = 0; i < node.field_count(); ++i) {
@@ -47,7 +47,7 @@ int KindOfType(const Descriptor& type) {
   return 0;
 }
 
-// The ChildTypes that holds a node; null: none does.
+// The ChildTypes that holds a node; null if there is none.
 const tarn::ChildTypes* WrapperOf(const NodeItem& item) {
   // Asking for the descriptor would take longer than all else here.
   return typeid(item) == typeid(tarn::ChildTypes)

@@ -9,8 +9,8 @@
 
 namespace tarn::tool {
 
-// A node by what holds it: its ChildTypes, or the Server, Client, ... itself
-// where no ChildTypes is around it.
+// A node, given by its ChildTypes, or by the Server, Client, ... itself if it
+// is in no ChildTypes.
 using NodeItem = google::protobuf::Message;
 
 // What a NodeItem holds.
@@ -35,7 +35,7 @@ NodeList ChildrenOf(const NodeItem& item);
 // Whether messages of a type are nodes, with a ChildTypes around them or not.
 bool IsNode(const google::protobuf::Descriptor& type);
 
-// Nodes with the same key can be partners.
+// Nodes with the same key can be matched.
 struct NodeKey {
   int kind;  // the number of the member of ChildTypes; 0: no kind
   std::string_view uuid;

@@ -1,4 +1,4 @@
-// Goes through both trees side by side, without a copy of either.
+// Walks through both trees together, without copying either.
 #include "node_match.h"
 
 #include <algorithm>
@@ -13,13 +13,14 @@ using google::protobuf::Descriptor;
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
 
-// Nodes of one side for which a partner is sought anywhere. Where there are
-// more, none is sought: they have gone from one place and come to another.
+// Most nodes of one side for which a match is looked for in the whole tree. If
+// there are more, none is looked for: they count as removed from one place and
+// added in another.
 constexpr size_t kMostStrays = 500000;
 constexpr uint32_t kNone = ~uint32_t{0};
 
-// Indices in the order of the keys of what they stand for, equal ones by index.
-// `item` gives the node for an index.
+// Indices of nodes, sorted by the keys of the nodes and then by index. `item`
+// gives the node of an index.
 template <class Item>
 void SortByKey(const Item& item, std::vector<uint32_t>* indices) {
   std::sort(indices->begin(), indices->end(), [&](uint32_t x, uint32_t y) {
@@ -29,8 +30,8 @@ void SortByKey(const Item& item, std::vector<uint32_t>* indices) {
   });
 }
 
-// Calls `match` for the first of each key in one list with the first in the
-// other, the second with the second, and so on. Both lists are sorted.
+// Calls `match` for the first entry of each key in both lists, then for the
+// second, and so on. Both lists are sorted.
 template <class ItemA, class ItemB, class Match>
 void MatchSorted(const std::vector<uint32_t>& a, const ItemA& item_a,
                  const std::vector<uint32_t>& b, const ItemB& item_b,
@@ -62,7 +63,8 @@ class Siblings {
     if (same_ < most) MatchRest();
   }
 
-  // Of the node at i; to be asked for each node in turn. Null: none.
+  // The match of the node at i; null if there is none. Must be called for each
+  // node in turn.
   const NodeItem* PartnerOf(int i) {
     if (i < same_) return &there_.at(i);
     const NodeKey key = KeyOf(here_.at(i));
@@ -110,7 +112,7 @@ class Siblings {
 
   const NodeList& here_;
   const NodeList& there_;
-  int same_ = 0;  // nodes in front that agree in their keys one by one
+  int same_ = 0;  // nodes at the beginning with equal keys on both sides
   std::vector<uint32_t> partners_;  // of those after them that have a uuid
   size_t next_ = 0;
   std::array<int, 64> next_without_uuid_{};  // by kind
@@ -203,8 +205,8 @@ void NodeMatch::Visit(Side side, Visitor* visitor) const {
   VisitHolder(side, here, &there, "", visitor);
 }
 
-// Finds the top nodes of a message; `there` is its like on the other side, or
-// null.
+// Finds the top nodes of a message; `there` is the matching message of the
+// other side, or null.
 void NodeMatch::VisitHolder(Side side, const Message& here,
                             const Message* there, const std::string& path,
                             Visitor* visitor) const {

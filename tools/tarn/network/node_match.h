@@ -1,9 +1,9 @@
-// Which node of one message is which of another.
+// Matches the nodes of two messages.
 //
-// Nodes of one kind and uuid are the same node. They are looked for first
-// below the same node, where their order does not count, and then anywhere. A
-// node without a uuid is known by its place among its like. Of several with one
-// uuid the first is matched with the first.
+// Nodes of the same kind and uuid are the same node. A match is looked for
+// first below the same node, in any order, and then anywhere. Nodes without a
+// uuid are matched by their position among nodes of the same kind. If several
+// nodes have the same uuid, the first is matched with the first, and so on.
 #ifndef TOOLS_TARN_NODE_MATCH_H_
 #define TOOLS_TARN_NODE_MATCH_H_
 
@@ -19,7 +19,7 @@
 
 namespace tarn::tool {
 
-// What is above a node: a node, or the field that holds the top nodes, which is
+// What holds a node: another node, or the field with the top nodes, which is
 // empty for the message itself.
 struct Above {
   const NodeItem* node = nullptr;

@@ -1,5 +1,5 @@
-// Finds nodes by reflection: a kind of node that the schema gains is drawn like
-// the others.
+// Finds nodes by reflection, so that a new kind of node in the schema is drawn
+// like the others.
 #include "nodes.h"
 
 #include <tarn/Network.pb.h>
@@ -15,7 +15,8 @@ using google::protobuf::Descriptor;
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
 
-// The member of ChildTypes for nodes of the type; null: it is no node.
+// The member of ChildTypes for nodes of the type; null if the type is not a
+// node.
 const FieldDescriptor* MemberFor(const Descriptor& type) {
   const Descriptor& node = *tarn::ChildTypes::descriptor();
   for (int i = 0; i < node.field_count(); ++i) {

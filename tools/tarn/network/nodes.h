@@ -35,7 +35,7 @@ bool HoldsNodes(const google::protobuf::Descriptor& type);
 // message.
 std::vector<Node> NodesOf(const google::protobuf::Message& message);
 
-// Nodes of each kind among these and below them.
+// How many nodes of each kind there are.
 using Counts = std::map<std::string, int>;
 Counts CountNodes(const std::vector<Node>& nodes);
 

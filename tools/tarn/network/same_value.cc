@@ -11,7 +11,7 @@ using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
 using google::protobuf::UnknownFieldSet;
 
-// A number, or the bits of a float, of a field or of an element of a list.
+// The number of a field or of an element of a list; for a float its bits.
 uint64_t NumberOf(const Message& message, const FieldDescriptor& field,
                   int index) {
   const auto& get = *message.GetReflection();

@@ -38,7 +38,7 @@ std::string Choice(std::string_view choices, uint64_t number) {
   return std::string(choices.substr(0, choices.find('|')));
 }
 
-// Entries of a list whose length is drawn, at least and at most.
+// The least and the most entries of a list with a random length.
 constexpr int kLeastEntries = 2;
 constexpr int kMostEntries = 5;
 
@@ -112,7 +112,8 @@ std::string Sampler::Text(const FieldDescriptor& field) {
   const std::string& name = field.name();
   if (name == "price" || name == "set_price" || name == "display_price") {
     char text[16];
-    // One after the other, as each processor has its own order of arguments.
+    // Drawn in separate statements: the order of function arguments differs
+    // between processors.
     const int twentieths = static_cast<int>(Below(20));
     const int whole = static_cast<int>(Below(9)) + 1;
     std::snprintf(text, sizeof text, "%d.%02d", whole, twentieths * 5);

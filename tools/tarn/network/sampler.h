@@ -11,7 +11,7 @@
 
 namespace tarn::tool {
 
-// How many nodes stand below one.
+// How many nodes each node has below it.
 struct NetworkShape {
   int clients = 3;   // below a server
   int displays = 2;  // below a client or a direct connection
@@ -35,7 +35,7 @@ class Sampler {
 
  private:
   // A number from 0 to `count` - 1. The distributions of the standard library
-  // differ from one to the other.
+  // differ between implementations.
   uint64_t Below(uint64_t count) { return random_() % count; }
   bool Chance(int percent) {
     return Below(100) < static_cast<uint64_t>(percent);

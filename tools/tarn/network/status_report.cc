@@ -12,7 +12,7 @@
 namespace tarn::tool {
 namespace {
 
-// One key of the report, which either map may have.
+// One key of the report, with its value in either map.
 struct Row {
   std::string key;
   std::optional<int32_t> status;

@@ -1,5 +1,4 @@
-// How the tool speaks of a StatusCodes number: words, colour, and how bad it
-// is.
+// How a StatusCodes number is shown: its words, its colour, and how bad it is.
 #ifndef TOOLS_TARN_STATUS_WORDS_H_
 #define TOOLS_TARN_STATUS_WORDS_H_
 
@@ -12,7 +11,7 @@
 
 namespace tarn::tool {
 
-// From bad to good, the order in which a table shows them.
+// From bad to good, as a table orders them.
 enum class Condition { kFault, kOdd, kWaiting, kGood, kNone };
 
 struct StatusLook {
@@ -21,7 +20,7 @@ struct StatusLook {
   Color color;
 };
 
-// Any number has a look; one that is not declared is odd.
+// Works for any number; a number that is not declared is odd.
 StatusLook LookOf(int32_t status);
 
 // Orders statuses from bad to good.

@@ -29,7 +29,7 @@ class TextTree {
     return node.has_status ? LookOf(node.status).words : "";
   }
 
-  // Finds how wide the columns are.
+  // Computes the widths of the columns.
   void Measure(const std::vector<Branch>& branches, size_t depth) {
     for (const Branch& branch : branches) {
       const Node& node = *branch.node;
@@ -95,7 +95,7 @@ class TextTree {
     }
   }
 
-  // How many nodes have each status, worst first.
+  // Prints how many nodes have each status, the worst first.
   void PrintTotals(const std::vector<Node>& nodes) {
     StatusTally tally;
     int errors = 0;

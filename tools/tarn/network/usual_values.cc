@@ -102,7 +102,8 @@ constexpr Range kRanges[] = {
     {"assembly_address_assignments", 1, 40},
 };
 
-// Whether an entry of a table is for the field: 2 by its message too.
+// How well an entry of a table fits the field: 0 not, 1 by the name of the
+// field, 2 by that of its message, too.
 int FitOf(const char* entry, const FieldDescriptor& field) {
   if (entry == field.name()) return 1;
   return entry == field.containing_type()->name() + "." + field.name() ? 2 : 0;

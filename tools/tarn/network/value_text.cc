@@ -1,4 +1,5 @@
-// Prints values by reflection. Depth is bounded by that of what parses.
+// Prints values by reflection. The depth is at most that of a message that can
+// be parsed.
 #include "value_text.h"
 
 #include <google/protobuf/stubs/strutil.h>
@@ -31,7 +32,7 @@ size_t CutAt(std::string_view text, size_t limit) {
   return size;
 }
 
-// Text for between two quotes.
+// Writes text for the inside of quotes.
 void WriteEscaped(std::string_view text, const TextSink& write) {
   while (!text.empty()) {
     const size_t size = CutAt(text, kPiece);
@@ -40,7 +41,7 @@ void WriteEscaped(std::string_view text, const TextSink& write) {
   }
 }
 
-// There are 2^24 - 2 values that are no number.
+// Shows the bits of a NaN other than the usual one: there are 2^24 - 2 NaNs.
 std::string FloatText(float value) {
   std::string text = google::protobuf::SimpleFtoa(value);
   uint32_t bits;

@@ -1,4 +1,4 @@
-// What the generator calls things in C++.
+// The names that the generator gives things in C++.
 #ifndef TOOLS_TARN_CPP_NAMES_H_
 #define TOOLS_TARN_CPP_NAMES_H_
 
@@ -9,8 +9,8 @@
 
 namespace tarn::tool {
 
-// The class of a message or enum, the constant of a value. What is nested is
-// joined by an underscore: "tarn::Font_Style".
+// The class of a message or enum, or the constant of a value. An underscore
+// joins nested names: "tarn::Font_Style".
 std::string CppName(const google::protobuf::Descriptor& message);
 std::string CppName(const google::protobuf::EnumDescriptor& enumeration);
 std::string CppName(const google::protobuf::EnumValueDescriptor& value);
@@ -18,8 +18,8 @@ std::string CppName(const google::protobuf::EnumValueDescriptor& value);
 // The header that declares what a schema file holds: "tarn/Network.pb.h".
 std::string HeaderOf(const google::protobuf::FileDescriptor& file);
 
-// The members of the generated class that are for the field or oneof, but for
-// those that only arenas need.
+// The members of the generated class for a field or oneof, without those that
+// only arenas need.
 std::vector<std::string> Accessors(
     const google::protobuf::FieldDescriptor& field);
 std::vector<std::string> Accessors(

@@ -39,7 +39,7 @@ Entity FindEntity(const Schema& schema, const std::string& name) {
   entity.oneof = pool.FindOneofByName(full);
   entity.enumeration = pool.FindEnumTypeByName(full);
   entity.value = pool.FindEnumValueByName(full);
-  // The schema puts a value beside its enum; people look for it inside.
+  // The schema puts a value next to its enum; people look for it in the enum.
   const size_t dot = full.rfind('.');
   if (const auto* outer = pool.FindEnumTypeByName(full.substr(0, dot))) {
     entity.value = outer->FindValueByName(full.substr(dot + 1));

@@ -13,7 +13,7 @@
 
 namespace tarn::tool {
 
-// What a name stands for: one of these.
+// What a name stands for: exactly one of these is set.
 struct Entity {
   const google::protobuf::Descriptor* message = nullptr;
   const google::protobuf::FieldDescriptor* field = nullptr;

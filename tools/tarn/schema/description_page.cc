@@ -82,7 +82,7 @@ class Page {
     Hang(comment, 2);
   }
 
-  // Writes text from the column on, over several lines where it must.
+  // Writes text starting at a column, on several lines if necessary.
   void Hang(std::string_view text, size_t column) {
     const std::vector<std::string> lines = Wrap(text, kColumns - column);
     for (const std::string& line : lines) {
@@ -99,7 +99,7 @@ class Page {
     Hang(text, 11);
   }
 
-  // A table of numbered things; the last column takes what room is left.
+  // A table whose rows have numbers. The last column takes the remaining width.
   using Row = std::array<std::string, 5>;
   void Table(const std::vector<Row>& rows) {
     constexpr Color kColors[] = {Color::kNone, Color::kDim, Color::kBold,

@@ -8,9 +8,9 @@
 
 namespace tarn::tool {
 
-// Prints JSON with every field of a message, zero or empty. Lists have one
-// element, unless it would lead back to a message that is already open; of a
-// oneof there is the first member, since JSON can carry no more than one.
+// Prints JSON with every field of a message, zero or empty. A list has one
+// element, unless that would repeat a message that holds the list. A oneof has
+// its first member, since JSON can hold only one.
 void PrintSkeleton(const google::protobuf::Descriptor& message, Output* output);
 
 }  // namespace tarn::tool

@@ -27,16 +27,16 @@ Options ParseOptions(const Command& command, const Arguments& arguments) {
   line.Input(&options.input);
   line.app()
       .add_option("--budget", options.budget,
-                  "Largest size that the receiver takes, as 500, 4K or 1M")
+                  "Largest size the receiver accepts: 500, 4K or 1M")
       ->transform(SizeValue(1))
-      ->type_name("SIZE");
+      ->type_name("SIZE")
+      ->group("Limits");
   const std::vector<std::string> names(std::begin(kSeverityNames),
                                        std::end(kSeverityNames));
   std::string fail_on;
   line.app()
       .add_option("--fail-on", fail_on,
-                  "Least severity that makes the exit status 1; warning if not "
-                  "given")
+                  "Lowest severity for exit status 1; default warning")
       ->check(CLI::IsMember(names))
       ->type_name("SEVERITY");
   line.Json(&options.output);

@@ -1,4 +1,4 @@
-// tarn describe: all there is to know of a message, field, enum or value.
+// tarn describe: explains a message, field, enum or value.
 #include "command.h"
 #include "command_line.h"
 #include "description.h"
@@ -23,8 +23,9 @@ ExitCode RunDescribe(const Command& command, const Arguments& arguments) {
   CLI::Option* json = line.Json(&options);
   auto* fill_in =
       line.app()
-          .add_flag("--template", "Print a message to fill in, as JSON")
-          ->excludes(json);
+          .add_flag("--template", "Print an empty message as JSON, to fill in")
+          ->excludes(json)
+          ->group("Output");
   line.Color(&options);
   line.Parse();
 
@@ -35,7 +36,8 @@ ExitCode RunDescribe(const Command& command, const Arguments& arguments) {
   const Entity entity = FindEntity(schema, name);
   Output output(options.color);
   if (form == Form::kTemplate && entity.message == nullptr) {
-    throw Failure(kUsage, "--template is for messages; " + name + " is none");
+    throw Failure(kUsage,
+                  "--template is for messages; " + name + " is not one");
   }
   switch (form) {
     case Form::kPage:

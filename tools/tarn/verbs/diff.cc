@@ -1,4 +1,4 @@
-// tarn diff: how two messages differ in meaning.
+// tarn diff: shows how two messages differ in meaning.
 #include "command.h"
 #include "command_line.h"
 #include "difference.h"
@@ -46,7 +46,7 @@ ExitCode RunDiff(const Command& command, const Arguments& arguments) {
   Schema schema(show_secrets);
   const Type& type = schema.Find(options.type);
   bool mask_values = false;
-  // The bytes go once they are read: they can be as large as the objects.
+  // Frees the bytes after parsing: they can be as large as the objects.
   const auto parse = [&](const InputOptions& input) {
     const std::string bytes = ReadMessage(input, type);
     Record record;

@@ -14,14 +14,16 @@ ExitCode RunFingerprint(const Command& command, const Arguments& arguments) {
   CommandLine line(command.name, command.summary, arguments);
   std::string type;
   line.app().add_option(
-      "TYPE", type, "Message type, with all it embeds; without: the schema");
+      "TYPE", type,
+      "Message type, with the types it holds; default: the schema");
   OutputOptions options;
   CLI::Option* json = line.Json(&options);
   bool canonical = false;
   line.app()
       .add_flag("--canonical", canonical,
                 "Print the text that the checksum is computed from")
-      ->excludes(json);
+      ->excludes(json)
+      ->group("Output");
   line.Parse();
 
   Schema schema;

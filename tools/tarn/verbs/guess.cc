@@ -47,7 +47,7 @@ std::string Reasons(const Candidate& candidate, std::string_view bytes) {
     text += ", " + Count(e.strange_texts, "text") + " with control characters";
   }
   if (e.disorder > 0) {
-    text += ", " + Count(e.disorder, "field") + " as no sender writes them";
+    text += ", " + Count(e.disorder, "field") + " out of the usual order";
   }
   return text;
 }
@@ -135,7 +135,7 @@ void PrintJson(const std::vector<Candidate>& candidates, const Record& record,
   json.EndLine();
 }
 
-// Text and JSON are different bytes for each type that takes them.
+// The same text or JSON gives different bytes for each type.
 std::vector<Candidate> RankWritten(const std::vector<Written>& written) {
   std::vector<Candidate> candidates;
   for (const Written& message : written) {
@@ -176,7 +176,7 @@ ExitCode RunGuess(const Command& command, const Arguments& arguments) {
   Options options;
   line.Input(&options.input);
   line.app().add_flag("--all", options.all,
-                      "Show every type, not only the likeliest");
+                      "Show all types, not only the most likely");
   line.Json(&options.output);
   line.Color(&options.output);
   line.Parse();

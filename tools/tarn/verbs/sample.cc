@@ -14,7 +14,7 @@
 namespace tarn::tool {
 namespace {
 
-// Nodes of one message, which is held in memory.
+// Most nodes of one message, since a message is held in memory.
 constexpr int kMostNodes = 200000;
 
 struct Options {
@@ -24,6 +24,7 @@ struct Options {
   uint64_t seed = 1;
   uint64_t count = 1;
   NetworkShape shape;
+  std::string shape_option;  // the first that is given, as "--clients"
 };
 
 void Print(const Options& options, const Type& type, const std::string& bytes,
@@ -58,56 +59,65 @@ void CompleteOptions(Options* options) {
   }
 }
 
-}  // namespace
-
-ExitCode RunSample(const Command& command, const Arguments& arguments) {
+Options ParseOptions(const Command& command, const Arguments& arguments) {
   CommandLine line(command.name, command.summary, arguments);
   Options options;
   CLI::App& app = line.app();
   app.add_option("TYPE", options.type,
-                 "Message type, or network for a whole ModsConfigured")
+                 "Message type, or network (a full ModsConfigured)")
       ->required();
   app.add_option("--seed", options.seed,
                  "Seed of the random messages: the same seed gives the same "
                  "messages; 1 if not given")
       ->check(WholeNumber(0, UINT64_MAX))
       ->type_name("N");
-  app.add_option("--count", options.count, "Number of messages; 1 if not given")
+  app.add_option("--count", options.count, "Number of messages; default 1")
       ->check(WholeNumber(0, UINT64_MAX))
       ->type_name("N");
   app.add_option("--to", options.to,
-                 "Form of the output: text, json, hex or "
-                 "binary")
+                 "Form of the output; text if not given, or binary "
+                 "with --frame")
       ->check(CLI::IsMember({"text", "json", "hex", "binary"}))
-      ->type_name("FORM");
+      ->type_name("FORM")
+      ->group("Output");
   app.add_option("--frame", options.frame,
-                 "Write binary with this in front of each message: none, "
-                 "varint, u32be or u32le")
+                 "Form of the length before each message, for binary")
       ->check(CLI::IsMember({"none", "varint", "u32be", "u32le"}))
-      ->type_name("FRAME");
+      ->type_name("FRAME")
+      ->group("Output");
   const auto below = [&](const char* name, int* number, const char* what) {
     return app.add_option(name, *number, what)
         ->check(WholeNumber(0, 100000))
         ->type_name("N");
   };
-  CLI::Option* shape[] = {
-      below("--clients", &options.shape.clients, "Clients below the server"),
-      below("--displays", &options.shape.displays,
-            "Displays below each client"),
-      below("--modules", &options.shape.modules, "Modules of each display")};
+  CLI::Option* shape[] = {below("--clients", &options.shape.clients,
+                                "Number of clients below the server"),
+                          below("--displays", &options.shape.displays,
+                                "Number of displays below each client"),
+                          below("--modules", &options.shape.modules,
+                                "Number of modules in each display")};
   line.Parse();
   CompleteOptions(&options);
 
+  for (const CLI::Option* option : shape) {
+    if (option->count() == 0) continue;
+    options.shape_option = option->get_name();
+    break;
+  }
+  return options;
+}
+
+}  // namespace
+
+ExitCode RunSample(const Command& command, const Arguments& arguments) {
+  const Options options = ParseOptions(command, arguments);
   Schema schema;
   const Type& type = options.type == "network"
                          ? schema.Table(*tarn::ModsConfigured::descriptor())
                          : schema.Find(options.type);
-  for (const CLI::Option* option : shape) {
-    if (option->count() > 0 && !HoldsNodes(*type.descriptor)) {
-      throw Failure(kUsage, option->get_name() + ": " +
-                                type.descriptor->full_name() +
-                                " holds no nodes");
-    }
+  if (!options.shape_option.empty() && !HoldsNodes(*type.descriptor)) {
+    throw Failure(kUsage, options.shape_option + ": " +
+                              type.descriptor->full_name() + " holds no nodes");
   }
   if (MostNodes(*type.descriptor, options.shape) > kMostNodes) {
     throw Failure(kUsage, "more than " + std::to_string(kMostNodes) +

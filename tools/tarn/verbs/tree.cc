@@ -38,7 +38,7 @@ std::vector<const Type*> TypesWithNodes(Schema* schema) {
   return types;
 }
 
-// Why nothing is drawn of a message whose type nobody named.
+// Reports why a message without a given type is not drawn.
 void ExplainRefusal(const InputOptions& options,
                     const std::vector<const Type*>& types,
                     const std::vector<const Type*>& verdict,
@@ -60,8 +60,8 @@ void ExplainRefusal(const InputOptions& options,
            " (read as " + best.type->descriptor->full_name() + "; see --type)");
 }
 
-// The types that a message whose type nobody named can be, of those that hold
-// nodes; none where that cannot be told, which is then on stderr.
+// The types with nodes that a message without a given type can have. If there
+// is none, the reason is on stderr.
 std::vector<const Type*> PossibleTypes(const InputOptions& options,
                                        const std::vector<const Type*>& types,
                                        const std::vector<const Type*>& all,
@@ -94,7 +94,7 @@ std::set<int32_t> StatusesOf(const std::vector<std::string>& names) {
   return statuses;
 }
 
-// A heading for a message of one of the types.
+// The heading of a message that can be of each of the types.
 std::string HeadingOf(const std::vector<const Type*>& types,
                       const Record& record) {
   return types.size() > 1 && record.bytes.empty() ? "Empty message"
@@ -115,7 +115,7 @@ void PrintJson(const std::vector<const Type*>& types, const Record& record,
   json.EndLine();
 }
 
-// Draws a message that is the same in each of the types.
+// Draws a message that has the same meaning in each of the types.
 ExitCode Draw(const Options& options, const std::vector<const Type*>& types,
               const Record& record, Output* output) {
   const auto message = ParseRecord(options.input, *types.front(), record);
@@ -138,7 +138,7 @@ ExitCode Draw(const Options& options, const std::vector<const Type*>& types,
   return kFine;
 }
 
-// Draws what was written as text or JSON, if its names leave one type.
+// Draws a message in text or JSON, if only one type has the names in it.
 ExitCode DrawWritten(const Options& options, const Record& record,
                      Output* output) {
   std::vector<const Type*> types;
@@ -158,20 +158,22 @@ ExitCode RunTree(const Command& command, const Arguments& arguments) {
   line.Input(&options.input);
   line.app()
       .add_option("--type", options.type,
-                  "Type of the message; found out when it is not given")
+                  "Type of the message; if not given, tarn finds it")
       ->type_name("TYPE");
   line.app()
       .add_option("--only", options.only,
-                  "Draw only nodes of these statuses, and what is above them: "
-                  "comm_error,power_outage")
+                  "Draw only nodes with one of these statuses, and the nodes "
+                  "above them: comm_error,power_outage")
       ->delimiter(',')
       ->allow_extra_args(false)
       ->type_name("STATUS,...");
   line.app()
-      .add_option("--depth", options.depth, "Levels to draw")
+      .add_option("--depth", options.depth, "Number of levels to draw")
       ->check(WholeNumber(1, INT_MAX))
       ->type_name("N");
-  auto* dot = line.app().add_flag("--dot", "Print a drawing for Graphviz");
+  auto* dot = line.app()
+                  .add_flag("--dot", "Print a drawing for Graphviz")
+                  ->group("Output");
   line.Json(&options.output)->excludes(dot);
   line.Color(&options.output);
   line.Parse();

@@ -8,7 +8,7 @@
 namespace tarn::tool {
 namespace {
 
-// Messages inside one another that the runtime prints as JSON.
+// How deep messages may be nested for the runtime to print them as JSON.
 constexpr int kMaxJsonDepth = 64;
 
 // What is expected of the fields of a type. A number is that of the field; 0:
@@ -56,7 +56,7 @@ TypeRules RulesOf(const Type& type) {
   return rules;
 }
 
-// A record that is open.
+// A record that the walk is inside of.
 struct OpenRecord {
   const TypeRules* rules = nullptr;
   const char* begin = nullptr;
@@ -75,7 +75,7 @@ const char* ProblemName(Problem problem) {
 }  // namespace
 
 struct MessageChecker::Expectations {
-  // Null: nothing is expected of the type.
+  // Returns null if there are no rules for the type.
   const TypeRules* For(const Type& type) {
     if (rules.size() <= type.index) rules.resize(type.index + 1);
     std::unique_ptr<TypeRules>& place = rules[type.index];
@@ -146,7 +146,7 @@ class MessageChecker::Expectations::FindingVisitor : public WalkVisitor {
   }
   bool Fail(const Stack& stack, const Error& error) {
     malformed_ = true;
-    // Nothing can be expected of records that are not whole.
+    // The rules do not hold for records that are incomplete.
     for (int i = 0; i <= stack.depth(); ++i) records_[i].rules = nullptr;
     Finding finding{Finding::kMalformed, Severity::kError, At(error.at),
                     ErrorPath(error, stack),
