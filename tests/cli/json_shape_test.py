@@ -25,8 +25,11 @@ def members_of(manual):
     """The members that the manual lists, by verb."""
     section = re.search(r"^\.SH JSON OUTPUT\n(.*?)^\.SH ", manual, re.M | re.S).group(1)
     parts = re.split(r"^\.SS (\w+)\n", section, flags=re.M)
-    return {verb: set(re.findall(r"\b[a-zA-Z0-9]+\b", " ".join(
-        re.findall(r"^\.TP\n\.IR? (.*)\n", text, re.M)))) for verb, text in zip(parts[1::2], parts[2::2])}
+    members = {}
+    for verb, text in zip(parts[1::2], parts[2::2]):
+        terms = re.findall(r"^\.TP\n\.IR? (.*)\n", text, re.M)
+        members[verb] = set(re.findall(r"\w+", " ".join(terms)))
+    return members
 
 
 def run(arguments, given=b""):
@@ -75,7 +78,8 @@ def outputs():
         yield "guess", run(["guess", *FRAMED], stream), count
         yield "guess", run(["guess", "--all", *FRAMED], stream), count
     yield "status", run(["status", *FRAMED], stream_of("NetworkStatusReport")[0]), None
-    yield "tree", run(["tree", "--type=ModsConfigured", *FRAMED], stream_of("ModsConfigured")[0]), None
+    nodes, _ = stream_of("ModsConfigured")
+    yield "tree", run(["tree", "--type=ModsConfigured", *FRAMED], nodes), None
     yield "tree", run(["tree"]), 1
     network = CORPUS / "valid" / "ModsConfigured"
     files = sorted(network.glob("*.binpb"))

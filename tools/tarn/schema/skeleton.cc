@@ -2,8 +2,9 @@
 #include "skeleton.h"
 
 #include <algorithm>
-#include <string_view>
 #include <vector>
+
+#include "json_writer.h"
 
 namespace tarn::tool {
 namespace {
@@ -13,11 +14,11 @@ using google::protobuf::FieldDescriptor;
 
 class Skeleton {
  public:
-  explicit Skeleton(Output* output) : out_(*output) {}
+  explicit Skeleton(Output* output) : json_(output, JsonWriter::kIndented) {}
 
   void Print(const Descriptor& message) {
     Message(message);
-    out_.Write('\n');
+    json_.EndLine();
   }
 
  private:
@@ -35,40 +36,34 @@ class Skeleton {
 
   void Message(const Descriptor& message) {
     path_.push_back(&message);
-    out_.Write('{');
-    bool first = true;
+    json_.BeginObject();
     for (int i = 0; i < message.field_count(); ++i) {
       const FieldDescriptor& field = *message.field(i);
       if (field.containing_oneof() != nullptr && field.index_in_oneof() != 0) {
         continue;
       }
-      out_.Write(first ? "\n" : ",\n");
-      first = false;
-      Indent();
-      out_.JsonString(field.json_name());
-      out_.Write(": ");
-      List(field);
+      json_.Key(field.json_name());
+      Content(field);
     }
     path_.pop_back();
-    out_.Write('\n');
-    Indent();
-    out_.Write('}');
+    json_.EndObject();
   }
 
-  void List(const FieldDescriptor& field) {
+  void Content(const FieldDescriptor& field) {
     if (field.is_map()) {
-      out_.Write("{\"\": ");
+      json_.BeginObject();
+      json_.Key("");
       Value(*field.message_type()->map_value());
-      return out_.Write('}');
+      return json_.EndObject();
     }
     if (!field.is_repeated()) return Value(field);
     std::vector<const Descriptor*> met;
-    out_.Write('[');
+    json_.BeginList();
     if (field.message_type() == nullptr ||
         !LeadsBack(*field.message_type(), &met)) {
       Value(field);
     }
-    out_.Write(']');
+    json_.EndList();
   }
 
   void Value(const FieldDescriptor& field) {
@@ -76,19 +71,17 @@ class Skeleton {
       case FieldDescriptor::CPPTYPE_MESSAGE:
         return Message(*field.message_type());
       case FieldDescriptor::CPPTYPE_STRING:
-        return out_.Write("\"\"");
+        return json_.String("");
       case FieldDescriptor::CPPTYPE_ENUM:
-        return out_.JsonString(field.enum_type()->value(0)->name());
+        return json_.String(field.enum_type()->value(0)->name());
       case FieldDescriptor::CPPTYPE_BOOL:
-        return out_.Write("false");
+        return json_.Bool(false);
       default:
-        out_.Write('0');
+        json_.Number(0);
     }
   }
 
-  void Indent() { out_.Spaces(2 * path_.size()); }
-
-  Output& out_;
+  JsonWriter json_;
   std::vector<const Descriptor*> path_;
 };
 

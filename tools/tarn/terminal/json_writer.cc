@@ -12,4 +12,9 @@ void JsonWriter::EndLine() {
   separate_ = false;
 }
 
+void JsonWriter::BeginLine() {
+  out_.Write('\n');
+  out_.Spaces(2 * depth_);
+}
+
 }  // namespace tarn::tool

@@ -18,10 +18,21 @@ namespace tarn::tool {
 //   json.EndLine();
 class JsonWriter {
  public:
-  explicit JsonWriter(Output* output) : out_(*output) {}
+  // kIndented puts each member on a line of its own, for people to edit.
+  enum Layout { kOneLine, kIndented };
 
-  void BeginObject() { Begin('{'); }
-  void EndObject() { End('}'); }
+  explicit JsonWriter(Output* output, Layout layout = kOneLine)
+      : out_(*output), indented_(layout == kIndented) {}
+
+  void BeginObject() {
+    Begin('{');
+    ++depth_;
+  }
+  void EndObject() {
+    --depth_;
+    if (indented_) BeginLine();
+    End('}');
+  }
   void BeginList() { Begin('['); }
   void EndList() { End(']'); }
 
@@ -29,9 +40,10 @@ class JsonWriter {
   // Neither has a character that needs an escape.
   JsonWriter& Key(std::string_view name) {
     Separate();
+    if (indented_) BeginLine();
     out_.Write('"');
     out_.Write(name);
-    out_.Write("\":");
+    out_.Write(indented_ ? "\": " : "\":");
     separate_ = false;
     return *this;
   }
@@ -76,7 +88,11 @@ class JsonWriter {
     separate_ = true;
   }
 
+  void BeginLine();
+
   Output& out_;
+  const bool indented_;
+  int depth_ = 0;          // of objects
   bool separate_ = false;  // whether a comma stands before what comes next
 };
 

@@ -38,6 +38,9 @@ void WriteFinding(const Finding& finding, JsonWriter* json) {
   text("uuid", finding.uuid);
   if (finding.has_value) json->Key("value").Number(finding.value);
   if (finding.has_expected) json->Key("expected").Number(finding.expected);
+  if (finding.has_first_offset) {
+    json->Key("firstOffset").Number(finding.first_offset);
+  }
   json->EndObject();
 }
 

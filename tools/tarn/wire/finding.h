@@ -52,6 +52,9 @@ struct Finding {
   int64_t value = 0;
   bool has_expected = false;
   int64_t expected = 0;
+  // Of a repeated uuid, where the first node with it is in the file.
+  bool has_first_offset = false;
+  uint64_t first_offset = 0;
 };
 
 // A line without the place in front: "name: warning: unknown field".

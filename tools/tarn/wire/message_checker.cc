@@ -259,6 +259,8 @@ class MessageChecker::Expectations::FindingVisitor : public WalkVisitor {
                "uuid " + std::string(uuid) + " again, as of the node at byte " +
                    std::to_string(At(first->second)));
     finding.uuid = uuid;
+    finding.has_first_offset = true;
+    finding.first_offset = At(first->second);
     Report(finding);
   }
 
