@@ -1,10 +1,10 @@
-# Finds the compiler and the runtime of the Protocol Buffers 3.21 line. The
-# generated code runs with no other: its headers refuse to compile, and another
+# Finds the compiler and the runtime of Protocol Buffers 3.21.x. The generated
+# code works with no other version: its headers refuse to compile, and another
 # runtime has another soname than libprotobuf.so.32.
 set(how_to_get_protobuf
     "On Debian 12 and 13: script/bootstrap, or apt-get install protobuf-compiler libprotobuf-dev.")
 
-# Our own words about versions follow, so FindProtobuf keeps its own.
+# Quiet, because the messages about versions below are our own.
 set(Protobuf_FIND_QUIETLY ON)
 find_package(Protobuf MODULE QUIET)
 

@@ -1,5 +1,5 @@
-// Every accessor of every field is there under its name and does what it says;
-// so do the constants, default instances and descriptors of every class.
+// Every accessor of every field exists and works; so do the constants, default
+// instances and descriptors of every class.
 #include <gmock/gmock.h>
 #include <google/protobuf/descriptor.pb.h>
 #include <google/protobuf/generated_message_reflection.h>
@@ -10,7 +10,7 @@
 #include "reference/messages.h"
 #include "reference/schema_counts.h"
 
-// Declared as a program that links them by name would.
+// Declared as in a program that links them by name.
 extern const google::protobuf::internal::DescriptorTable
     descriptor_table_Tarn_2eproto;
 extern const google::protobuf::internal::DescriptorTable
@@ -31,16 +31,16 @@ T Sample() {
   return static_cast<T>(1.5);
 }
 
-// Two fields of one type have accessors of one type: whose they are, only the
-// number tells under which the message now holds something.
+// Two fields of the same type have accessors of the same type. Only the number
+// of the field that is set afterwards tells them apart.
 bool HoldsOnly(int number, const Message& message) {
   std::vector<const google::protobuf::FieldDescriptor*> fields;
   message.GetReflection()->ListFields(message, &fields);
   return fields.size() == 1 && fields[0]->number() == number;
 }
 
-// The accessors of a field go to one of these by its label and kind. They are
-// compiled for every class, so they keep to the cheapest expectation.
+// Chosen by the label and kind of a field. These functions are compiled for
+// every class, so they use the cheapest expectation.
 template <class M, class T>
 void Number(int number, T (M::*get)() const, void (M::*set)(T),
             void (M::*clear)()) {
@@ -134,8 +134,8 @@ void Entries(int number, int (M::*size)() const, const Map& (M::*get)() const,
   EXPECT_TRUE((message.*size)() == 0);
 }
 
-// The setters of text are templates, which have no one address: a function for
-// each form that a caller may use.
+// The setters of text are templates without a single address, so there is a
+// function for each form that a caller may use.
 struct TextAccess {
   int number;
   const std::string& (*get)(const Message&);
@@ -369,7 +369,7 @@ TEST(Constants, IndexInTheFileIsThatOfTheDeclaration) {
 #include "reference/schema_table.inc"
 }
 
-// What a class says of itself without an object.
+// What a class offers without an object.
 struct Statics {
   const Message* default_instance;
   const Message* internal_default_instance;

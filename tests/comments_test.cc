@@ -1,6 +1,6 @@
 // The schema files as they are written, read from the installed descriptor set.
-// Their comments are the only documentation, so none may be missing or say
-// nothing.
+// Their comments are the only documentation, so each must be there and say
+// something.
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/descriptor.pb.h>
 #include <gtest/gtest.h>
@@ -45,8 +45,8 @@ std::vector<std::string> Words(const std::string& text) {
   return words;
 }
 
-// True when a comment has at least two words that neither the name nor the
-// usual filling brings along.
+// True if a comment has at least two words that are neither in the name nor
+// usual filling.
 bool SaysSomething(const std::string& name, const std::string& comment) {
   std::set<std::string> idle = {
       "a",  "an",         "and", "for",  "in", "is",    "it",      "of",
@@ -85,7 +85,7 @@ class CommentsTest : public testing::Test {
     }
   }
 
-  // Calls `visit` with everything that bears a name.
+  // Calls `visit` with everything that has a name.
   template <class Visitor>
   void ForEachItem(const Visitor& visit) const {
     const auto visit_enum = [&](const EnumDescriptor* type) {
@@ -112,7 +112,7 @@ class CommentsTest : public testing::Test {
     }
   }
 
-  // Calls `check` with name and comment of everything that bears one.
+  // Calls `check` with the name and comment of everything that has a name.
   void ForEach(const std::function<void(const std::string& full_name,
                                         const std::string& name,
                                         const std::string& comment)>& check) {

@@ -1,5 +1,5 @@
-// Every file of corpus/ read with the library: what is valid, accepted or
-// rejected there must be so here, in bytes, as text and as JSON.
+// Reads every file of corpus/ with the library: what is valid, accepted or
+// rejected there must be so here, as bytes, text and JSON.
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/io/coded_stream.h>
 #include <google/protobuf/io/zero_copy_stream_impl_lite.h>

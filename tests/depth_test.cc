@@ -1,4 +1,4 @@
-// How deep messages may nest, and what raises the limit.
+// How deep messages may be nested, and what raises the limit.
 #include <google/protobuf/text_format.h>
 
 #include "reference/captured_log.h"

@@ -1,4 +1,5 @@
-// Floats travel bit for bit; their presence is a matter of bits, not of value.
+// Floats keep every bit on the wire; their bits decide whether they are
+// present, not their value.
 #include <cmath>
 #include <limits>
 

@@ -1,4 +1,5 @@
-// Merging, copying, moving and swapping, on the heap, on arenas and between.
+// Merging, copying, moving and swapping, on the heap, on arenas and between
+// them.
 #include <google/protobuf/util/message_differencer.h>
 
 #include "reference/messages.h"

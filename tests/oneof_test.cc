@@ -1,5 +1,5 @@
-// The node of the tree: one of six kinds, and what sets, switches, merges and
-// empties it.
+// The node of the tree is one of six kinds: how it is set, switched, merged and
+// emptied.
 #include "reference/live_blocks.h"
 #include "reference/messages.h"
 #include "reference/opened.h"
@@ -226,7 +226,7 @@ TYPED_TEST(Oneof, OtherWireTypeIsUnknownAndSetsNothing) {
 }
 
 TYPED_TEST(Oneof, MergingTheSameMemberMergesIt) {
-  // What only the target has tells a merge from a replacement.
+  // A field that only the target has shows whether it was merged or replaced.
   auto target = FromBytes<ChildTypes>(
       Writer().Message(TypeParam::kNumber, Text("old").Uint(99, 7)).bytes());
   const auto* held = &TypeParam::Get(target);

@@ -31,8 +31,8 @@ class Place {
   std::vector<std::unique_ptr<Message>> owned_;
 };
 
-// Hands over what another arena owns: a runtime that was built with its own
-// checks refuses with an exception, any other makes a copy.
+// Hands over a message of another arena. A runtime that was built with its
+// checks throws an exception; any other makes a copy.
 template <class HandOver>
 bool Accepted(HandOver hand_over) {
   tests::CapturedLog log;
@@ -232,7 +232,8 @@ TEST_P(HandOver, ChildrenLiveWhereTheirMessageLives) {
   }
 }
 
-// The first call may leave behind what is built once, such as descriptors.
+// The first call may leave objects that are built only once, such as
+// descriptors.
 template <class Build>
 void ExpectFreesAll(Build build) {
   build();

@@ -297,7 +297,7 @@ TEST(Presence, ClearKeepsTheElementsOfAListForTheNextOnes) {
   tarn::Prices prices;
   const tarn::Price* const element = prices.add_prices();
   prices.Clear();
-  // Had it been freed, one of these would now stand in its place.
+  // If it had been freed, one of these would now have its place.
   std::vector<std::unique_ptr<tarn::Price>> others(100);
   for (auto& other : others) other = std::make_unique<tarn::Price>();
   EXPECT_EQ(prices.add_prices(), element);

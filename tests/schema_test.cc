@@ -1,5 +1,5 @@
-// The schema as the runtime sees it, held against the table of what the
-// parties agreed on: names, numbers, types, order, and nothing besides.
+// Compares the schema as the runtime sees it with the table that the parties
+// agreed on: names, numbers, types and order, and nothing else is there.
 #include <google/protobuf/descriptor.pb.h>
 #include <gtest/gtest.h>
 #include <tarn/Network.pb.h>

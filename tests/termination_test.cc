@@ -1,5 +1,5 @@
-// Where a message ends: at the end of its bytes, at a zero key, at an end-group
-// key, in the middle of broken input, and on streams of every kind.
+// Where reading a message ends: at the end of its bytes, at a zero key, at an
+// end-group key, in the middle of broken input, and on streams of every kind.
 #include <google/protobuf/io/zero_copy_stream_impl.h>
 #include <google/protobuf/util/delimited_message_util.h>
 
@@ -128,8 +128,8 @@ TEST(Termination, WireTypesSixAndSevenFailTheParseOfEveryField) {
   });
 }
 
-// At which sizes an encoding can be cut between two top-level fields, which
-// leaves a shorter message; a cut anywhere else leaves a broken one.
+// The sizes at which an encoding can be cut between two top-level fields. Such
+// a cut leaves a shorter message; any other leaves a broken one.
 std::vector<bool> Boundaries(const std::string& bytes) {
   std::vector<bool> ends(bytes.size() + 1);
   size_t at = 0;
@@ -193,7 +193,7 @@ TEST(Termination, LengthPastTheEndFailsTheParseOfEveryRecord) {
 }
 
 TEST(Termination, LengthPastTheEnclosingRecordFailsTheParse) {
-  // The text runs into the field behind the record that holds it.
+  // The text runs into the field after the record that holds it.
   EXPECT_FALSE(Parses<tarn::ERTDConfiguration>("0A 03 0A 03 61 0A 00"));
   EXPECT_FALSE(Parses<tarn::KT4Products>("0A 03 0A 02 61 10 07"));
   EXPECT_FALSE(Parses<tarn::Frames>("0A 01 08 03"));

@@ -73,8 +73,8 @@ constexpr bool CachesItsSize(Fields M::*) {
                         google::protobuf::internal::CachedSize>;
 }
 
-// Serializing writes one thing to a message, its cached size. A plain number
-// would come out the same here, and yet be a race.
+// Serializing writes only the cached size to a message. With a plain number the
+// result would be the same here, but it would be a race.
 TEST(Threads, CachedSizeOfEveryMessageIsAtomic) {
 #define SCHEMA_MESSAGE(file, place, name) \
   EXPECT_TRUE(CachesItsSize(Opened(FieldsOf##name()))) << #name;

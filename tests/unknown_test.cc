@@ -1,6 +1,6 @@
-// Fields that the schema does not know, or knows with another wire type: kept,
-// handed on, and written back with the bytes that they came with, but for keys,
-// lengths and numbers in more bytes than they need.
+// Fields that the schema does not know, or knows with another wire type, are
+// kept, passed on and written back with the same bytes, except for keys,
+// lengths and numbers that came in more bytes than necessary.
 #include <google/protobuf/unknown_field_set.h>
 
 #include "reference/messages.h"
@@ -242,7 +242,7 @@ TEST(Unknown, Kt2ListReadsAsAKt4ListOfVersionZero) {
 
 TEST(Unknown, EveryMessagePassesThroughOneThatKnowsNoneOfIt) {
   ForEachMessage([](const Message& prototype) {
-    // Field numbers above the known ones carry the whole message unseen.
+    // The whole message is in fields with numbers above the known ones.
     const std::string inner = tests::BytesOf(*Filled(prototype));
     const Writer outer = Writer().Bytes(100, inner);
     const auto carrier = FromBytes<tarn::Format>(outer.bytes());

@@ -1,5 +1,5 @@
-// Text is UTF-8: what is not fails the parse, is logged under the full name of
-// its field, and is written all the same.
+// Text is UTF-8. Other bytes fail the parse and are logged with the full name
+// of the field; a serialize logs them and writes them all the same.
 #include <gmock/gmock.h>
 
 #include <set>
@@ -121,7 +121,7 @@ TEST(Utf8, BrokenTextFailsTheParseAndIsLoggedByItsFullName) {
 TEST(Utf8, BrokenTextIsLoggedAndWrittenAllTheSame) {
   ForEachText("good", [](const Message& prototype, const std::string& name,
                          const Writer& good) {
-    // A setter does not check: take the place of the good text by reflection.
+    // A setter does not check, so reflection replaces the good text.
     const auto message = tests::FromBytes(prototype, good.bytes());
     const auto* reflection = message->GetReflection();
     std::vector<const FieldDescriptor*> fields;

@@ -294,8 +294,8 @@ TEST(Wire, FileDataKeepsEveryOneOfThe256Bytes) {
 }
 
 TEST(Wire, ValuesAreNotCheckedAgainstEachOther) {
-  // Above its maximum, below its minimum, held for less than no time, numbered
-  // twice, more panels than the sides give: all as they came.
+  // Values above the maximum or below the minimum, negative times, equal
+  // numbers, wrong counts of panels: all are kept as they came.
   for (const char* dimming : {"10 09 18 05 20 01", "18 01 20 05"}) {
     EXPECT_EQ(Rewritten<tarn::Dimming>(dimming), dimming);
   }

@@ -80,7 +80,8 @@ std::string Describe(const Descriptor& type, const std::string& bytes) {
   return text;
 }
 
-// What is found of one way to allocate; the search is the same for both.
+// Searches the worst input for one way to allocate; the search is the same for
+// both.
 class Searcher {
  public:
   explicit Searcher(bool on_arena) : on_arena_(on_arena) {}

@@ -157,7 +157,7 @@ def check(shell, environment):
     answers, _ = shell(environment, [line for line, _, _ in CASES])
     assert len(answers) == len(CASES), answers
     for (line, wanted, unwanted), got in zip(CASES, answers):
-        # Some shells complete the word as a whole, others what is behind "=".
+        # Some shells complete the whole word, others the part after "=".
         got = {word.partition("=")[2] or word for word in got}
         others = got - wanted if unwanted is ALL else got & unwanted
         if wanted - got or others:

@@ -54,8 +54,8 @@ bool Equal(const pb::Message& left, const pb::Message& right) {
   return differencer.Compare(left, right);
 }
 
-// What is wrong with a message that was parsed and should be written as
-// `canonical`; empty when nothing is.
+// The error of a parsed message that should be written as `canonical`; empty if
+// there is none.
 std::string Disagreement(const pb::Message& message,
                          const std::string& canonical) {
   const std::string bytes = Serialized(message);
@@ -76,7 +76,7 @@ int Pick(Random& random, size_t count) {
 }
 
 Conformance::Conformance() : random_(Seed()) {
-  // Keeps the library linked: nothing else here names one of its symbols.
+  // Keeps the library linked: nothing else here uses one of its symbols.
   tarn::Price::descriptor();
   tarn::Server::descriptor();
 }

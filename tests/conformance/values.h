@@ -38,7 +38,7 @@ std::vector<std::string> Fixed32s();
 const std::vector<std::string>& BadTexts();
 const std::vector<std::string>& GoodTexts();
 
-// Every record that a schema of tomorrow might hold under one number.
+// Every record that a newer schema may have under one number.
 std::vector<std::string> UnknownRecords(int number);
 
 }  // namespace conformance

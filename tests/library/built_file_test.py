@@ -189,7 +189,7 @@ class BuiltFile(unittest.TestCase):
              f"--stop-address={start + size}", LIBRARY],
             check=True, stdout=subprocess.PIPE, encoding="utf-8").stdout
         # Calls and jumps, direct or by way of the linkage table; jumps within
-        # the function itself have an offset behind the name.
+        # the function itself have an offset after the name.
         names = re.findall(r"(?:call|jmp|bl|b)\s.*<([^>+]+)>", text)
         return [name.split("@")[0] for name in names]
 

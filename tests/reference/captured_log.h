@@ -1,4 +1,4 @@
-// Takes what the runtime logs while an object of this class lives.
+// Collects what the runtime logs while an object of this class exists.
 #ifndef TESTS_REFERENCE_CAPTURED_LOG_H_
 #define TESTS_REFERENCE_CAPTURED_LOG_H_
 

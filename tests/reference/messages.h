@@ -1,5 +1,5 @@
-// What the tests share: bytes to messages and back, every message type in
-// turn, and messages with every field set.
+// Helpers of the tests: bytes to messages and back, a visit to every message
+// type, and messages with every field set.
 #ifndef TESTS_REFERENCE_MESSAGES_H_
 #define TESTS_REFERENCE_MESSAGES_H_
 
@@ -58,7 +58,7 @@ M FromHex(std::string_view digits) {
   return FromBytes<M>(wire::Hex(digits));
 }
 
-// What becomes of an encoding that is parsed and serialized again.
+// The result of parsing and serializing an encoding.
 template <class M>
 std::string Rewritten(std::string_view digits) {
   return HexOf(FromHex<M>(digits));
@@ -78,8 +78,8 @@ bool Parses(std::string_view digits) {
   return M().ParseFromString(wire::Hex(digits));
 }
 
-// What a class offers beside the operations of every message, so that a test
-// can go through all classes without being compiled for each.
+// The operations of a class that are not in the interface of all messages, so
+// that a test can go through all classes without being compiled for each.
 struct Class {
   const Message& default_instance;
   Message* (*create)(google::protobuf::Arena*);

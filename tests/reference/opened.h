@@ -1,6 +1,6 @@
-// Reaches what a class keeps private. OPEN(Tag, Class::member) makes
-// Opened(Tag()) the pointer to that member: who names it in an explicit
-// instantiation is not asked whether he may.
+// Gives access to private members. OPEN(Tag, Class::member) makes Opened(Tag())
+// the pointer to that member: an explicit instantiation may name private
+// members.
 #ifndef TESTS_REFERENCE_OPENED_H_
 #define TESTS_REFERENCE_OPENED_H_
 

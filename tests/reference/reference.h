@@ -1,5 +1,5 @@
-// A second reading of the schema's encoding, written from its rules and from
-// the table, without the runtime: the tests hold the library against it.
+// A second implementation of the schema's encoding, written from its rules and
+// from the table, without the runtime. The tests compare the library with it.
 #ifndef TESTS_REFERENCE_REFERENCE_H_
 #define TESTS_REFERENCE_REFERENCE_H_
 

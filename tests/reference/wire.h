@@ -1,5 +1,5 @@
-// A writer of wire bytes that does not use the runtime: expectations of the
-// tests are made with it, from the rules of the encoding alone.
+// A writer of wire bytes that does not use the runtime. Tests make the bytes
+// that they expect with it, from the rules of the encoding alone.
 #ifndef TESTS_REFERENCE_WIRE_H_
 #define TESTS_REFERENCE_WIRE_H_
 
@@ -36,7 +36,7 @@ class Writer {
     return Byte(value);
   }
 
-  // A varint stretched to `size` bytes, 1 to 10, by zero bits at its top.
+  // A varint of `size` bytes, 1 to 10, made longer by zero bits at its top.
   Writer& Overlong(uint64_t value, int size) {
     for (; size > 1; --size, value >>= 7) Byte(value | 0x80);
     return Byte(value & 0x7F);
@@ -86,7 +86,7 @@ class Writer {
     return Message(number, body);
   }
 
-  // A group, which no message of the schema has but a newer one may.
+  // A group. No message of the schema has one, but a newer schema may.
   Writer& Group(int number, const Writer& content) {
     return Tag(number, kStart).Raw(content.bytes()).Tag(number, kEnd);
   }

@@ -1,5 +1,5 @@
-// Two messages differ exactly where their canonical bytes do, but for the order
-// of nodes.
+// Two messages differ if and only if their canonical bytes differ, apart from
+// the order of nodes.
 #include "difference.h"
 
 #include <google/protobuf/descriptor.h>
@@ -97,7 +97,7 @@ TEST_F(DifferenceTest, EachPairOfTheCorpusDiffersAsItsBytesDo) {
   EXPECT_GT(different_, 4000);
 }
 
-// Makes texts that are easily taken for one another.
+// Makes texts that look alike.
 void ConfuseTexts(Message* message, Random& random) {
   constexpr const char* kTexts[] = {"",     "a",         "a again, 2",  "a#2",
                                     "\x01", "\\x01",     "\\",          "\"",
@@ -127,7 +127,7 @@ void ConfuseTexts(Message* message, Random& random) {
   }
 }
 
-// Calls `change` for a message and for all in it.
+// Calls `change` for a message and all messages in it.
 void ForAllIn(Message* message, const std::function<void(Message*)>& change) {
   change(message);
   const auto& reflection = *message->GetReflection();
@@ -187,7 +187,7 @@ TEST_F(DifferenceTest, EachPairOfRandomMessagesDiffersAsItsBytesDo) {
       const auto other = NewMessage(type);
       messages::Fill(other.get(), 4, random);
       ExpectDifferentAsBytesAre(*a, *other);
-      // The same, but for one byte, and for the order of its nodes.
+      // The same message with one byte changed and its nodes in another order.
       std::string bytes = a->SerializeAsString();
       for (int i = 0; i < 10 && !bytes.empty(); ++i) {
         std::string changed = bytes;

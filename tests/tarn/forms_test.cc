@@ -1,5 +1,5 @@
-// The forms in which people keep bytes: each is read back as what it was made
-// of, and what is not that form is not read.
+// The forms in which people keep bytes: each form gives the original bytes
+// back, and other text is not read as that form.
 #include "forms.h"
 
 #include <gmock/gmock.h>
@@ -223,7 +223,7 @@ TEST(Forms, WhatNoKeyboardTypesIsNoText) {
 }
 
 TEST(Forms, LineNumbersAreNotDigits) {
-  // Bytes that happen to count.
+  // Bytes that look like offsets.
   std::string read;
   ASSERT_TRUE(FromForm("hex", "01 0a\n02 0b\n", kMost, &read));
   EXPECT_EQ(read, "\x01\n\x02\v");

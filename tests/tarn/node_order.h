@@ -1,4 +1,4 @@
-// Messages but for the order of their nodes.
+// Compares messages without the order of their nodes.
 #ifndef TESTS_TARN_NODE_ORDER_H_
 #define TESTS_TARN_NODE_ORDER_H_
 

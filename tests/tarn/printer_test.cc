@@ -1,4 +1,4 @@
-// What the printers write is what the runtime prints of the parsed message.
+// The printers write the same as the runtime prints for the parsed message.
 #include "printer.h"
 
 #include <google/protobuf/text_format.h>

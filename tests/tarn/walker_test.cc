@@ -1,5 +1,5 @@
-// The walker's verdict is the runtime's, and what it says about an error is
-// where the error is.
+// The walker gives the same verdict as the runtime, and reports each error at
+// its place.
 #include "walker.h"
 
 #include <gmock/gmock.h>
@@ -255,7 +255,7 @@ TEST_F(WalkerTest, SaysThatNestingIsTooDeep) {
   EXPECT_EQ(DamageOf("ChildTypes", records).reason, "nested deeper than 100");
 }
 
-// Whatever is salvaged is a message, and holds what stands before the error.
+// The saved part is always a message, and holds everything before the error.
 TEST_F(WalkerTest, WhatIsSalvagedParses) {
   for (const auto& [name, bytes] : Specimens()) {
     const Type& type = schema_.Find(name);

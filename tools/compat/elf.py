@@ -10,13 +10,13 @@ from elftools.elf.relocation import RelocationSection
 
 from .verdict import CannotTell, Finding, Level
 
-# A new message brings more of the first; more of the second hurt nobody.
+# A new message adds more of the first; more of the second do no harm.
 MAY_BE_ADDED = FOUND, PAGES = "found by the loader: ", "loads where pages have "
 
 # Sizes of memory pages that systems choose from.
 PAGE_SIZES = (4096, 16384, 65536)
 
-# Options of the compiler that any processor of its kind can live with.
+# Options of the compiler that exclude no processor of the kind.
 HARMLESS = re.compile("-m(tune|memcpy-strategy|memset-strategy|"
                       "branch-protection)=")
 

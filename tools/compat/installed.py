@@ -8,7 +8,7 @@ import tempfile
 from . import descriptors
 from .verdict import Finding, Level
 
-# An addition; any other new line tells programs something else than before.
+# These may be added; any other new line changes what programs are told.
 MAY_BE_ADDED = "file "
 
 # Words of the generated classes for their own use.

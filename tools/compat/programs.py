@@ -80,7 +80,8 @@ def make_again(tree, release):
     (made.libdir / "libschema.so").symlink_to("libschema.so.0")
     programs = {path.name: sorted(path.glob("*.cc"))
                 for path in sorted(made.clients.iterdir())}
-    # It names the library through reflection alone: the linker would drop it.
+    # It uses the library only through reflection, so the linker would leave the
+    # library out.
     programs["replay"] = [HERE / "replay.cc", "-Wl,--no-as-needed"]
     compile_all([["g++", "-std=c++17", "-O1", include, *inputs, "-o",
                   made.program(name), f"-L{made.libdir}", "-lschema",
@@ -147,6 +148,6 @@ def replay(released, libdir, tree, manifest, names_hold):
                            *([] if names_hold else [".binpb"]))
     if status == 0:
         return []
-    # A program that does not run to its end says nothing of the bytes.
+    # If a program does not run to its end, nothing is known about the bytes.
     level = Level.WIRE if status == 1 else Level.BINARY
     return [Finding(level, f"golden messages, status {status}:\n{output}")]

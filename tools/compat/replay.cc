@@ -41,8 +41,8 @@ std::string Canonical(const pb::Message& message) {
   return bytes;
 }
 
-// What the message comes to that a file of the corpus holds, and "rejected" for
-// one that cannot be read.
+// The result for the message in a file of the corpus; "rejected" if it cannot
+// be read.
 std::string Read(const std::string& path, pb::Message* message) {
   const std::string content = ReadFile(path);
   const std::string suffix = path.substr(path.rfind('.'));
@@ -53,7 +53,7 @@ std::string Read(const std::string& path, pb::Message* message) {
   return read ? Canonical(*message) : "rejected";
 }
 
-// What it must come to.
+// The result that is expected.
 std::string Expected(const std::string& path) {
   const std::string canonical = ".canonical.binpb";
   const std::string case_name = path.substr(0, path.rfind('.'));
@@ -94,7 +94,7 @@ int main(int argc, char** argv) {
   std::string checksum;
   std::string path;
   while (manifest >> checksum >> path) {
-    // Says in words why a message is rejected.
+    // Holds as text why a message is rejected.
     const std::string suffix = path.substr(path.rfind('.'));
     if (suffix == ".reason" || (argc > 3 && suffix != argv[3])) continue;
     if (Holds(std::string(argv[1]) + "/" + path)) {

@@ -1,5 +1,5 @@
-// tarn complete: what the word under the cursor can become, for the shells'
-// completion. It is no verb of the program.
+// tarn complete: lists what the word at the cursor can become, for completion
+// in shells. It is not a verb for users.
 #include <tarn/Network.pb.h>
 
 #include <set>
@@ -63,7 +63,7 @@ class Candidates {
     return nullptr;
   }
 
-  // Behind a verb.
+  // Completes a word after a verb.
   void BehindVerb(const Command& command, const Arguments& words) {
     declaration_ = Declare(command);
     verb_ = command.name;
@@ -111,7 +111,7 @@ class Candidates {
     Add("--help", "Show these options");
   }
 
-  // What a parameter takes, by what its help calls it.
+  // Offers values of a parameter, by the name that its help gives the value.
   void Values(const Parameter& parameter, const std::string& word) {
     for (const std::string& choice : parameter.choices) Add(choice, "");
     const std::string& value = parameter.value;
@@ -126,7 +126,7 @@ class Candidates {
     }
   }
 
-  // Names can begin with the package.
+  // Keeps the package in front of a name, if it is there.
   std::string Package(const std::string& word) const {
     const std::string package = schema_.files().front()->package() + '.';
     return StartsWith(word, package) ? package : "";
@@ -141,7 +141,7 @@ class Candidates {
     }
   }
 
-  // One level at a time: behind "Server." its fields.
+  // Completes one level at a time: after "Server." come its fields.
   void Names(const std::string& word) {
     const std::string package = Package(word);
     const std::string bare = schema_.Bare(word);
@@ -154,7 +154,7 @@ class Candidates {
     }
   }
 
-  // The last name of a list.
+  // Completes the last name of a list.
   void Statuses(const std::string& word) {
     front_ += word.substr(0, word.rfind(',') + 1);
     const auto* statuses = tarn::StatusCodes_descriptor();

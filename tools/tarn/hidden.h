@@ -1,5 +1,5 @@
-// What the program does for its build and for shells. These are no verbs: no
-// help shows them, and nobody but this project's own files may rely on them.
+// Commands for the build and for shells. They are not verbs: no help shows
+// them, and only files of this project may rely on them.
 #ifndef TOOLS_TARN_HIDDEN_H_
 #define TOOLS_TARN_HIDDEN_H_
 
@@ -12,9 +12,9 @@ namespace tarn::tool {
 // Prints the section of the manual page on the verbs, as roff.
 void PrintManual(const std::vector<Command>& commands);
 
-// Prints what can stand in the place of the last of the words behind "tarn",
-// which may be unfinished or empty: in each line a candidate, a tab and what it
-// is. A line "files" without a tab: the name of a file can stand there as well.
+// Prints the candidates for the last of the words after "tarn", which may be
+// unfinished or empty. Each line holds a candidate, a tab and a description. A
+// line "files" without a tab says that the name of a file is possible, too.
 void PrintCandidates(const std::vector<Command>& commands,
                      const Arguments& words);
 

@@ -1,5 +1,5 @@
-// tarn manual: the part of the manual page that its options can write, for the
-// build. It is no verb of the program.
+// tarn manual: writes the part of the manual page about verbs and options, for
+// the build. It is not a verb for users.
 #include "declaration.h"
 #include "hidden.h"
 #include "output.h"
@@ -7,7 +7,7 @@
 namespace tarn::tool {
 namespace {
 
-// Text as roff takes it: nothing in it is a request or a dash of typography.
+// Escapes text for roff, so that it holds no request and no typographic dash.
 std::string Roff(const std::string& text) {
   std::string roff;
   for (const char c : text) {

@@ -14,7 +14,7 @@ bool IsHexDigit(char c) {
 
 int HexValue(char c) { return c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10; }
 
-// One number of an array; bytes of Java go from -128.
+// Appends one number of an array, from -128 (a byte in Java) to 255.
 bool AppendNumber(std::string_view token, std::string* bytes) {
   const bool negative = token.substr(0, 1) == "-";
   if (negative) token.remove_prefix(1);
@@ -31,9 +31,9 @@ bool AppendNumber(std::string_view token, std::string* bytes) {
   return true;
 }
 
-// Whether the bracket at `open` begins an array, and little else is there: not
-// the members of a message in the text format or in JSON, nor what strings
-// hold.
+// Whether the bracket at `open` begins an array of bytes, with little else
+// around it. Members of a message in the text format or in JSON do not count,
+// nor does what strings hold.
 bool IsArray(std::string_view text, size_t open, std::string* bytes) {
   bytes->clear();
   const std::string_view head = text.substr(0, open);
@@ -55,7 +55,7 @@ bool IsArray(std::string_view text, size_t open, std::string* bytes) {
   std::string_view tail = text.substr(close + 1);
   const size_t word = tail.find_first_not_of(" \t\r\n);");
   tail.remove_prefix(std::min(word, tail.size()));
-  // xxd -i says below how many there are.
+  // xxd -i writes the number of bytes after the array.
   constexpr std::string_view kLength = "_len = ";
   if (const size_t length = tail.find(kLength); length != tail.npos) {
     uint64_t count = 0;
@@ -67,7 +67,7 @@ bool IsArray(std::string_view text, size_t open, std::string* bytes) {
   return tail.empty() && (commas > 0 || (!bytes->empty() && open > 0));
 }
 
-// Takes one character of a string, with its escape, as its bytes.
+// Takes one character or escape from a string and appends its bytes.
 bool TakeEscaped(std::string_view* text, std::string* bytes) {
   constexpr std::string_view kLetters = "abefnrtv\\\"'?";
   constexpr std::string_view kMeanings = "\a\b\x1B\f\n\r\t\v\\\"'?";
@@ -165,7 +165,7 @@ bool FromBase64(std::string_view text, std::string* bytes) {
 }
 
 bool FromArray(std::string_view text, std::string* bytes) {
-  // "new byte[] {" has brackets in front of those that count.
+  // "new byte[] {" has brackets before those of the array.
   constexpr int kMostBrackets = 4;
   size_t open = text.find_first_of("{[");
   for (int i = 0; i < kMostBrackets && open != text.npos; ++i) {
@@ -179,7 +179,7 @@ bool FromEscapes(std::string_view text, std::string* bytes) {
   bytes->clear();
   text = Trim(text);
   if (text.find('\\') == text.npos) return false;
-  // In front of the quotes: b of Python, $ of shells, "char data[] =" of C.
+  // Before the quotes may stand b (Python), $ (shells) or "char data[] =" (C).
   const size_t quote = text.find_first_of("\"'");
   if (text.front() == '\\') {
     while (!text.empty()) {
@@ -190,7 +190,7 @@ bool FromEscapes(std::string_view text, std::string* bytes) {
   if (quote == text.npos) return false;
   const std::string_view head = Trim(text.substr(0, quote));
   if (head.size() > 2 && head.back() != '=' && head.back() != '(') return false;
-  // Strings one after the other are one.
+  // Strings that follow one another are joined.
   text.remove_prefix(quote);
   while (!text.empty()) {
     const char mark = text.front();

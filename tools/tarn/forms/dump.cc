@@ -1,5 +1,5 @@
-// Takes the lines of a dump apart. What the offsets say about the length of
-// each line, and the characters about its bytes, settles what belongs to which.
+// Reads the lines of a dump. The offsets tell how many bytes a line has, and
+// the characters tell which bytes; so digits and characters can be told apart.
 #include "dump.h"
 
 #include <algorithm>
@@ -69,8 +69,8 @@ bool AppendGroup(std::string_view group, DumpUnit unit, std::string* bytes) {
   return true;
 }
 
-// Whether a text shows the bytes as characters: a dot for what cannot be
-// printed. Blanks at its ends may be gone.
+// Whether a text shows the bytes as characters, with a dot for each byte that
+// cannot be printed. Blanks at both ends may be missing.
 bool Shows(std::string_view text, std::string_view bytes) {
   while (text.size() < bytes.size() && bytes.front() == ' ' &&
          (text.empty() || text.front() != ' ')) {
@@ -85,8 +85,8 @@ bool Shows(std::string_view text, std::string_view bytes) {
   return !text.empty();
 }
 
-// The characters between bars, as of hexdump, or between > and <, as of od;
-// taken away from the line.
+// Removes from the line the characters between bars (hexdump) or between > and
+// < (od), and returns them.
 std::string_view TakeFramed(std::string_view* line) {
   constexpr std::pair<std::string_view, char> kFrames[] = {{" |", '|'},
                                                            {"  >", '<'}};
@@ -128,8 +128,8 @@ class DumpReader {
   }
 
  private:
-  // Goes on at an offset: it is that of the next byte, or after a line that
-  // stands for many like it.
+  // Continues at an offset: that of the next byte, or a later one after a line
+  // that stands for repeated lines.
   bool Follow(uint64_t offset) {
     if (ended_) return false;
     if (!begun_) base_offset_ = offset;
@@ -141,14 +141,14 @@ class DumpReader {
       dump_.bytes += row_;
     }
     repeated_ = false;
-    // A word at the end holds one byte and a zero to fill it up.
+    // The last word may hold one byte and a zero as padding.
     if (odd_ && dump_.bytes.size() == at + 1 && dump_.bytes.back() == '\0') {
       dump_.bytes.pop_back();
     }
     return dump_.bytes.size() == at;
   }
 
-  // The bytes up to the next offset, if that can be read.
+  // The number of bytes up to the next offset, if that can be read.
   uint64_t Due(std::string_view text) const {
     Start next;
     uint64_t offset;
@@ -177,7 +177,8 @@ class DumpReader {
       const size_t size = std::min(rest.find_first_of(" \t"), rest.size());
       const std::string_view group = rest.substr(0, size);
       if (!AppendGroup(group, unit_, &row_)) {
-        // Characters that are not those of the bytes, as of another alphabet.
+        // The characters do not match the bytes, for example in another
+        // alphabet.
         if (row_.empty() || !gap_ || !framed.empty()) return false;
         break;
       }
@@ -210,8 +211,8 @@ class DumpReader {
   bool begun_ = false;
   bool repeated_ = false;  // the last line was "*"
   bool ended_ = false;     // an offset alone, the last
-  bool gap_ = false;       // in front of the next group
-  bool odd_ = false;       // whether the last byte only fills a word up
+  bool gap_ = false;       // before the next group
+  bool odd_ = false;       // whether the last byte is only padding
   int lines_ = 0;
   bool colons_ = true;
   bool verified_ = true;
@@ -239,7 +240,7 @@ bool LooksLikeDump(std::string_view text) {
     ++lines;
     Start start;
     if (!Split(line, &start)) continue;
-    // Offsets grow, which words of a text do not.
+    // Offsets grow from line to line; words of a text do not.
     like +=
         start.digits.size() == last.size() ? start.digits > last : last.empty();
     last = start.digits;

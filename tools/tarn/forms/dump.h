@@ -1,5 +1,5 @@
-// Dumps: lines of an offset, digits and often characters, as xxd, hexdump, od,
-// tcpdump and others print them.
+// Dumps: lines with an offset, digits and often characters, as xxd, hexdump,
+// od, tcpdump and others print them.
 #ifndef TOOLS_TARN_DUMP_H_
 #define TOOLS_TARN_DUMP_H_
 
@@ -19,20 +19,23 @@ enum class DumpUnit {
 
 struct Dump {
   std::string bytes;
-  // Every line has characters, and they are those of the bytes.
+  // Every line has characters, and they match its bytes.
   bool verified = false;
-  // More than a number in front of other numbers.
+  // Clearly a dump: it has several lines, colons or characters, not just a
+  // number before other numbers.
   bool certain = false;
-  // Digits in groups that can be bytes as well as words.
+  // The groups of digits can be bytes or words.
   bool ambiguous = false;
 };
 
-// Reads a dump; false when the text is none of that unit. Each offset must be
-// that of the line's first byte, counted in hexadecimal, octal or decimal.
+// Reads a dump. Returns false if the text is not a dump of that unit. Each
+// offset must be that of the first byte of its line, in hexadecimal, octal or
+// decimal.
 bool ReadDump(std::string_view text, DumpUnit unit, uint64_t max_size,
               Dump* dump);
 
-// Whether most lines begin as those of a dump do, though none was read.
+// Whether most lines begin like those of a dump, although it could not be read
+// as one.
 bool LooksLikeDump(std::string_view text);
 
 }  // namespace tarn::tool

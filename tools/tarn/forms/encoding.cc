@@ -1,5 +1,5 @@
-// Reads the text format and JSON by the runtime's own parsers, behind limits
-// that keep these from running out of stack.
+// Reads the text format and JSON with the runtime's own parsers. Checks limits
+// first, so that these parsers do not exhaust the stack.
 #include "encoding.h"
 
 #include <google/protobuf/io/coded_stream.h>
@@ -46,8 +46,8 @@ class FirstError : public io::ErrorCollector {
   std::string message_;
 };
 
-// A comment as the text printer writes unknown fields: "# 15: 150". It has its
-// line for itself.
+// Offset of a comment with which the text printer shows an unknown field: "#
+// 15: 150", alone in its line.
 size_t FindUnknownComment(std::string_view text) {
   for (size_t line = 0; line < text.size();) {
     const size_t next = std::min(text.find('\n', line), text.size()) + 1;
@@ -63,10 +63,11 @@ size_t FindUnknownComment(std::string_view text) {
   return text.npos;
 }
 
-// Stands for words of the runtime that could quote a pass phrase.
+// Takes the place of a message of the runtime that could quote a pass phrase.
 constexpr char kSecretReason[] = "something else is expected here";
 
-// The runtime reads -0 as an integer, which has no sign of its own: -0.0 has.
+// Writes -0 as -0.0: the runtime reads -0 as an integer, which has no negative
+// zero.
 std::string WithSignedZeros(std::string fields, const JsonFindings& findings) {
   if (findings.negative_zeros.empty()) return fields;
   std::string signed_zeros;
@@ -79,7 +80,7 @@ std::string WithSignedZeros(std::string fields, const JsonFindings& findings) {
   return signed_zeros.append(fields, from);
 }
 
-// Whether the runtime takes a value for a field, or for an element of it.
+// Whether the runtime accepts a value for a field, or for an element of a list.
 bool IsJsonValue(const Type& holder, const Field& field,
                  std::string_view value) {
   const std::unique_ptr<Message> message = NewMessage(holder);
@@ -142,7 +143,7 @@ std::string EncodeText(const Type& type, std::string_view text,
     Complain(place + LineAndColumn(text, unknown) +
              ": unknown fields, which stand in comments, are left out");
   }
-  // The text parser takes strings that are no UTF-8.
+  // The text parser accepts strings that are not UTF-8.
   std::string bytes = Canonical(*message);
   if (WalkVisitor visitor; !Walk(type, bytes, visitor)) {
     const Damage damage = Assess(type, bytes, 0);
@@ -160,7 +161,8 @@ std::string EncodeJson(const Type& type, std::string_view json,
   }
   std::string fields(json);
   if (findings.unknown_end != 0) {
-    // Undeclared numbers are listed there too, but have their field as well.
+    // Undeclared numbers are listed there, too, but they also stand in their
+    // field.
     const std::string_view listed = json.substr(
         findings.unknown_begin, findings.unknown_end - findings.unknown_begin);
     if (listed.find("\"wireType\"") != listed.npos) {
@@ -173,8 +175,8 @@ std::string EncodeJson(const Type& type, std::string_view json,
   const auto status = google::protobuf::util::JsonStringToMessage(
       WithSignedZeros(std::move(fields), findings), message.get());
   if (status.ok()) return Canonical(*message);
-  // The runtime does not say where: the first value that it refuses by itself
-  // is the one.
+  // The runtime does not say where the error is: it is the first value that the
+  // runtime refuses when it is tried alone.
   const JsonFindings values = CheckJson(
       type, json,
       [](const Type& holder, const Field& field, std::string_view value) {

@@ -17,15 +17,15 @@ std::unique_ptr<google::protobuf::Message> NewMessage(const Type& type);
 
 // The wire bytes in their one canonical order: fields by number, maps by key.
 std::string Canonical(const google::protobuf::Message& message);
-// The same of bytes that the runtime accepts, with unknown fields or without.
+// Canonical bytes of a message that the runtime accepts, with or without its
+// unknown fields.
 std::string Canonical(const Type& type, std::string_view bytes,
                       bool unknown = true);
 
-// Canonical bytes of a message in the text format or in JSON. What is wrong
-// with it is a Failure that begins with `place` and names line and column.
-// A misspelt name is wrong, and so is deeper nesting than a receiver accepts.
-// JSON may carry "@unknown", as the tool writes it: it is left out, and that
-// is said on stderr.
+// Canonical bytes of a message in the text format or in JSON. An error throws a
+// Failure that begins with `place` and names line and column. A misspelt name
+// is an error, and so is nesting that a receiver does not accept. JSON may hold
+// "@unknown", as tarn writes it: it is left out, with a note on stderr.
 std::string EncodeText(const Type& type, std::string_view text,
                        const std::string& place);
 std::string EncodeJson(const Type& type, std::string_view json,

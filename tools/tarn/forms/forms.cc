@@ -1,5 +1,5 @@
-// Recognizes forms: takes away what mail, editors and programs put around a
-// message, then tries what is left as each form.
+// Recognizes forms: removes what mail, editors and programs put around a
+// message, then tries each form on the rest.
 #include "forms.h"
 
 #include <algorithm>
@@ -17,8 +17,8 @@ bool IsWord(char c) {
          c == '_';
 }
 
-// Whether it begins like the text format: a comment, or a field name with
-// what must follow it.
+// Whether a text begins like the text format: with a comment, or with the name
+// of a field and the sign that must follow it.
 bool LooksLikeText(std::string_view text) {
   text = Trim(text);
   if (text.empty()) return false;
@@ -39,7 +39,7 @@ bool LooksLikeJson(std::string_view text) {
   return inside.front() == '"' || inside.front() == '}';
 }
 
-// Takes the marks of a quotation in a mail away. False: there are none.
+// Removes the marks of a quotation in a mail. Returns false if there are none.
 bool Unquote(std::string_view text, std::string* plain) {
   plain->clear();
   bool any = false;
@@ -59,8 +59,8 @@ bool Unquote(std::string_view text, std::string* plain) {
   return any;
 }
 
-// Takes the numbers of the lines away, as of cat -n or grep -n. False: they are
-// not numbered one after the other.
+// Removes line numbers, as cat -n or grep -n write them. Returns false if the
+// numbers do not follow one another.
 bool Unnumber(std::string_view text, std::string* plain) {
   plain->clear();
   uint64_t last = 0;
@@ -86,7 +86,7 @@ bool Unnumber(std::string_view text, std::string* plain) {
   return last != 0;
 }
 
-// Takes quotation marks, brackets and the like from around digits.
+// Removes quotation marks, brackets and the like around digits.
 std::string_view Unwrap(std::string_view text) {
   constexpr std::pair<std::string_view, std::string_view> kWraps[] = {
       {"<Buffer", ">"}, {"X'", "'"}, {"x'", "'"}, {"\"", "\""}, {"'", "'"},
@@ -101,7 +101,8 @@ std::string_view Unwrap(std::string_view text) {
   return text;
 }
 
-// Pairs of digits with blanks between them, or 0x in front of each.
+// Whether the digits are pairs, each also after 0x, with blanks, commas or
+// colons between them.
 bool ArePairs(std::string_view digits) {
   size_t pairs = 0;
   while (!digits.empty()) {
@@ -146,8 +147,8 @@ void AddDump(std::string_view text, uint64_t max_size,
   for (const auto& [unit, name] : kUnits) {
     if (!ReadDump(text, unit, max_size, &dump)) continue;
     if (unit == DumpUnit::kHexWords && !forms->empty()) {
-      // Groups with a colon in front are bytes, unless the characters say that
-      // they are words.
+      // Groups after a colon are bytes, unless the characters show that they
+      // are words.
       if (bytes_verified || (!dump.ambiguous && !dump.verified)) continue;
       if (dump.verified) forms->clear();
     }
@@ -168,7 +169,7 @@ void AddDump(std::string_view text, uint64_t max_size,
   forms->push_back(form);
 }
 
-// The forms of a text from which all around it is taken away.
+// The forms of a text that has nothing else around it.
 std::vector<Form> PlainForms(std::string_view text, uint64_t max_size) {
   std::vector<Form> forms;
   const auto add = [&](const char* name, bool certain, std::string bytes) {
@@ -205,7 +206,7 @@ std::vector<Form> PlainForms(std::string_view text, uint64_t max_size) {
     add("hex", ArePairs(digits), bytes);
     long_hex = bytes.size() >= 8;
   }
-  // Digits that are all hexadecimal are no base64 by chance.
+  // Many digits that are all hexadecimal are hardly base64.
   if (!long_hex && FromBase64(digits, &bytes)) add("base64", false, bytes);
   return forms;
 }
@@ -239,16 +240,16 @@ bool FromPlainForm(std::string_view name, std::string_view text,
   return forms.front().problem.empty();
 }
 
-// What stands between pieces of a text that have nothing to do with another.
+// The characters that separate independent pieces of a text.
 constexpr std::string_view kBetween = "\t\r\n\"'`()[]{}<>;=|";
 
-// Collects the digits in a text, each with its place.
+// Collects the pieces of a text that can be digits, with their places.
 class Pieces {
  public:
   explicit Pieces(std::string_view input) : input_(input) {}
 
-  // Of a part of the input that has none of kBetween in it: the longest rows of
-  // pairs with blanks, commas or colons between them, and every word.
+  // Adds the pieces of a part without any of kBetween: the longest rows of
+  // pairs that are separated by blanks, commas or colons, and every word.
   void AddFrom(std::string_view part) {
     size_t row = part.npos;  // where a row of pairs begins
     for (size_t word = 0; word <= part.size();) {
@@ -285,8 +286,8 @@ class Pieces {
     forms_.push_back(std::move(form));
     return true;
   }
-  // With the = at its end, which parts what stands in front of it from what
-  // comes after.
+  // Adds a word with the = at its end; the part before the = and the part after
+  // it are words of their own.
   void AddBase64(std::string_view token) {
     const size_t at = token.data() - input_.data();
     size_t size = token.size();
@@ -344,7 +345,7 @@ std::vector<Form> FormsOf(std::string_view input, uint64_t max_size) {
       forms.push_back(std::move(form));
     }
   }
-  // What cannot be read says so only where nothing else can.
+  // A form that cannot be read is reported only if no other form can be read.
   std::stable_partition(forms.begin(), forms.end(),
                         [](const Form& form) { return form.problem.empty(); });
   return forms;

@@ -18,41 +18,43 @@ struct Form {
                              // known without a type
   std::string text;          // of text and json: the message as it was written
   bool certain = false;      // the layout is unmistakable
-  size_t embedded_at = 0;    // where it stands in other text
-  std::string problem = {};  // why it cannot be read, though recognized
+  size_t embedded_at = 0;    // its offset in other text
+  std::string problem = {};  // why a recognized form cannot be read
 };
 
-// All ways to read an input other than as binary, the likeliest first. None
-// where it is no text at all. A dump that stands for more than `max_size`
-// bytes is none.
+// All ways to read an input other than as binary, the likeliest first. The list
+// is empty if the input is not text. A dump of more than `max_size` bytes is
+// left out.
 std::vector<Form> FormsOf(std::string_view input, uint64_t max_size);
 
-// Reads an input as the one form of bytes that is named: hex, words, octal,
-// source or base64. False when it is not that.
+// Reads an input as the named form: hex, words, octal, source or base64.
+// Returns false if the input does not have that form.
 bool FromForm(std::string_view name, std::string_view input, uint64_t max_size,
               std::string* bytes);
 
-// Digits and numbers as somebody cut them out of a line of other text, each
-// with its place.
+// Digits and numbers inside other text, such as a line of a log, each with its
+// place.
 std::vector<Form> FormsInside(std::string_view input);
 
-// What bytes are that no message can be, as "compressed by gzip"; empty where
-// nothing is known of them.
+// The format of bytes that cannot be a message, such as "compressed by gzip";
+// empty if the format is not known.
 std::string_view KnownFormat(std::string_view bytes);
 
-// The wire bytes of hexadecimal digits with spaces, commas, colons or 0x
-// between them, added to `bytes`; of base64; of an array of numbers or strings
-// with escapes, as in the source of a program. False when the text is not that.
+// Append to `bytes` what a text stands for: hexadecimal digits, also with
+// spaces, commas, colons or 0x between them; base64; an array of numbers or
+// strings with escapes, as in the source of a program. They return false if the
+// text has another form.
 bool FromHexDigits(std::string_view text, std::string* bytes);
 bool FromBase64(std::string_view text, std::string* bytes);
 bool FromArray(std::string_view text, std::string* bytes);
 bool FromEscapes(std::string_view text, std::string* bytes);
 
-// Whether nothing is in it that no keyboard types. It may be in any language.
+// Whether the input holds only characters that a person can type, in any
+// language.
 bool IsText(std::string_view input);
 bool IsSpace(char c);
 std::string_view Trim(std::string_view text);
-// Takes the first line away, without its end.
+// Removes the first line and returns it without its end.
 std::string_view TakeLine(std::string_view* text);
 
 }  // namespace tarn::tool

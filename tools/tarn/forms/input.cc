@@ -19,7 +19,7 @@ namespace {
 // The runtime counts the bytes of a message in an int.
 constexpr uint64_t kMostBytes = INT_MAX;
 
-// Why a message of this size is not read; empty: it is.
+// The reason why a message of this size is not read; empty if it is read.
 std::string TooLarge(uint64_t size, uint64_t max_size) {
   if (size > max_size) {
     return "more than " + std::to_string(max_size) + " bytes; see --max-size";
@@ -40,7 +40,7 @@ std::string ReadAll(Reader* reader, const InputOptions& options) {
   return std::string(reader->window());
 }
 
-// Goes past bytes without keeping them; false: the file ends before.
+// Skips bytes. Returns false if the file ends before.
 bool Discard(Reader* reader, uint64_t size) {
   while (size > 0) {
     if (!reader->Fill(1)) return false;
@@ -51,7 +51,7 @@ bool Discard(Reader* reader, uint64_t size) {
   return true;
 }
 
-// Says what more there is to say of a message, once it is dealt with.
+// Prints a hint about a message after the message itself.
 void Remark(Mismatch* mismatch, const Record& record) {
   const std::string remark = mismatch->HintFor(record.bytes, record.number > 0);
   if (!remark.empty()) Complain(remark);

@@ -19,29 +19,30 @@ struct Record {
   std::string_view bytes;
   uint64_t number = 0;  // from 1 in a stream; 0: the only one
   uint64_t offset = 0;  // of its first byte in the file
-  // Where it was text or JSON: the types that take it, and its bytes for each.
+  // If the input was text or JSON: the types that accept it, with the bytes for
+  // each.
   const std::vector<Written>* written = nullptr;
 };
 
-// Calls `handle` for each message of the input, one that is not framed or many
-// that are, in memory for the largest of them. It is read as a message of one
-// of the types, and where the first messages look like something else, that is
-// said on stderr.
+// Calls `handle` for each message of the input: one without a frame, or many
+// with frames. Uses memory for the largest of them only. Reads them as messages
+// of one of the types. If the first messages look like something else, says so
+// on stderr.
 //
-// Returns the worst status that a message had. Behind a malformed message the
-// stream ends unless --keep-going is given. What is wrong with the stream
-// itself is reported here. A slow stream shows its progress on a terminal.
+// Returns the worst status of all messages. A malformed message ends the stream
+// unless --keep-going is given. Reports errors of the stream itself. Shows the
+// progress of a slow stream on a terminal.
 ExitCode ForEachRecord(const InputOptions& options,
                        const std::vector<const Type*>& types,
                        const std::function<ExitCode(const Record&)>& handle);
 
-// Calls `handle` with the canonical bytes of each message of an input that is
-// text or JSON: one, or with --frame one JSON message a line. Returns the worst
-// status, as above.
+// Calls `handle` with the canonical bytes of each message of an input in text
+// or JSON: one message, or with --frame one JSON message on each line. Returns
+// the worst status, as above.
 ExitCode ForEachWritten(const InputOptions& options, const Type& type,
                         const std::function<void(std::string_view)>& handle);
 
-// The single message of an input that is no stream.
+// The message of an input that is not a stream.
 std::string ReadMessage(const InputOptions& options, const Type& type);
 
 // The bytes of a whole file, at most `max_size` of them.
@@ -50,8 +51,8 @@ std::string ReadFile(const std::string& file, uint64_t max_size);
 // "FILE: record 3: byte 12: ": where something is, for an error message.
 std::string Place(const InputOptions& options, const Record& record,
                   uint64_t offset);
-// The same with what is wrong there: "FILE: byte 12: server.name: bad UTF-8".
-// The path may be empty.
+// The same with path and reason: "FILE: byte 12: server.name: bad UTF-8". The
+// path may be empty.
 std::string ErrorAt(const InputOptions& options, const Record& record,
                     uint64_t offset, const std::string& path,
                     const std::string& reason);

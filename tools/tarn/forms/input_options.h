@@ -1,4 +1,4 @@
-// What a command is told of its input.
+// The options of a command about its input.
 #ifndef TOOLS_TARN_INPUT_OPTIONS_H_
 #define TOOLS_TARN_INPUT_OPTIONS_H_
 
@@ -7,14 +7,14 @@
 
 namespace tarn::tool {
 
-// Where a message comes from. FILE is "-", standard input, when it is left out.
+// Where a message comes from. Without FILE it is "-", standard input.
 struct InputOptions {
   std::string file = "-";
   std::string from = "auto";
   std::string frame = "none";
   uint64_t max_size = 64 << 20;  // bytes of one message
   bool keep_going = false;
-  // Goes through the whole stream even when nobody reads what is found.
+  // Reads the whole stream even if nobody reads the output any more.
   bool to_the_end = false;
 };
 

@@ -1,4 +1,4 @@
-// A JSON reader that keeps nothing but where it is.
+// A JSON reader that keeps only its position.
 #include "json_check.h"
 
 #include <algorithm>
@@ -9,7 +9,7 @@
 namespace tarn::tool {
 namespace {
 
-// Objects inside one another that the runtime reads.
+// How deep objects may be nested for the runtime to read them.
 constexpr size_t kMostOpenObjects = 99;
 constexpr std::string_view kUnknown = "@unknown";
 
@@ -27,8 +27,8 @@ class JsonChecker {
   }
 
  private:
-  // What a value is to be: a message of a type, or a value of a field of that
-  // type; neither: anything.
+  // What a value must be: a message of a type, or a value of a field of that
+  // type. If neither is set, it can be anything.
   struct Expected {
     const Type* type = nullptr;
     const Field* field = nullptr;
@@ -39,7 +39,7 @@ class JsonChecker {
     bool map = false;
     Expected inside;  // of an object: its type; of a list or map: each element
     size_t unknown = std::string_view::npos;  // where "@unknown" begins
-    size_t comma = std::string_view::npos;    // the one in front of it
+    size_t comma = std::string_view::npos;    // the comma before it
     uint64_t seen = 0;                        // fields, a bit each
     uint64_t set = 0;                         // those that are not null
   };
@@ -60,7 +60,7 @@ class JsonChecker {
     return at_ < json_.size() ? json_[at_] : '\0';
   }
 
-  // Reads a string; `text` is what stands between the quotes.
+  // Reads a string; `text` is the part between the quotes.
   bool String(std::string_view* text) {
     const size_t begin = at_++;
     while (at_ < json_.size() && json_[at_] != '"') {
@@ -85,7 +85,7 @@ class JsonChecker {
     return at_ == json_.size() || Fail(at_, "nothing can follow the message");
   }
 
-  // Goes on inside the innermost level, behind a bracket or a value.
+  // Continues in the innermost level, after a bracket or a value.
   bool Step() {
     Level& level = levels_.back();
     const char close = level.list ? ']' : '}';
@@ -112,7 +112,7 @@ class JsonChecker {
     return Value();
   }
 
-  // Reads a name and its colon, and sets what is expected behind them.
+  // Reads a name and its colon, and sets what must follow them.
   bool Member(size_t comma) {
     Level& level = levels_.back();
     if (Next() != '"') return Fail(at_, "expected a name in quotes");
@@ -146,7 +146,7 @@ class JsonChecker {
                     DidYouMean(name, names));
   }
 
-  // A field can be there once.
+  // Reports a field that is there twice.
   bool Once(const Field& field, size_t begin) {
     uint64_t& seen = levels_.back().seen;
     const uint64_t bit = uint64_t{1} << field.number;
@@ -157,7 +157,7 @@ class JsonChecker {
     return true;
   }
 
-  // Of a oneof one member can be there.
+  // Reports a second member of a oneof.
   bool Alone(const Field& field, size_t begin) {
     uint64_t& set = levels_.back().set;
     if ((set & field.other_members) != 0) {
@@ -169,7 +169,7 @@ class JsonChecker {
     return true;
   }
 
-  // Whether a null follows, which is as good as no member.
+  // Whether a null follows. It counts as no member.
   bool AtNull() {
     Space();
     const size_t after = at_ + 4;
@@ -179,7 +179,7 @@ class JsonChecker {
                 std::string_view::npos);
   }
 
-  // The member "@unknown", if that is what ends here, can be cut out.
+  // If the member "@unknown" ends here, notes where it can be cut out.
   void CloseUnknown(size_t next) {
     Level& level = levels_.back();
     if (level.unknown == std::string_view::npos) return;
@@ -232,7 +232,7 @@ class JsonChecker {
     const bool element =
         !levels_.empty() && (levels_.back().list || levels_.back().map);
     if (field == nullptr) {
-      // The message itself, or what is not looked at.
+      // The message itself, or a value that is not checked.
       if (levels_.empty()) level.inside = expected_;
     } else if (field->repeated && !element) {
       if (level.list == field->map) {
@@ -265,7 +265,7 @@ class JsonChecker {
   const std::string_view json_;
   const JsonValueTest& test_;
   size_t at_ = 0;
-  bool first_ = false;  // nothing stands yet inside the innermost level
+  bool first_ = false;  // whether the innermost level is still empty
   Expected expected_;
   std::vector<Level> levels_;
   JsonFindings findings_;

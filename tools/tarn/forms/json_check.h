@@ -1,5 +1,5 @@
-// Looks over JSON before the runtime reads it: how deep it is, and which names
-// are in it, with line and column.
+// Checks JSON before the runtime reads it: its depth and its names, with line
+// and column.
 #ifndef TOOLS_TARN_JSON_CHECK_H_
 #define TOOLS_TARN_JSON_CHECK_H_
 
@@ -13,21 +13,21 @@
 namespace tarn::tool {
 
 struct JsonFindings {
-  // "line 3, column 7: ..."; empty: nothing is wrong that this can see.
+  // "line 3, column 7: ..."; empty if no error was found.
   std::string problem;
-  // Where a member "@unknown" of the outermost object stands, with the comma
-  // that goes with it; empty: there is none.
+  // The place of a member "@unknown" in the outermost object, with its comma;
+  // empty if there is none.
   size_t unknown_begin = 0;
   size_t unknown_end = 0;
-  // Where each -0 ends that is the value of a float.
+  // The offset after each -0 that is the value of a float.
   std::vector<size_t> negative_zeros;
 };
 
-// Asked for each plain value of a field; false: the value is wrong.
+// Called for each plain value of a field. Returns false if the value is wrong.
 using JsonValueTest = std::function<bool(const Type& type, const Field& field,
                                          std::string_view value)>;
 
-// Goes through JSON that is to become a message, without recursion.
+// Checks JSON that will become a message, without recursion.
 JsonFindings CheckJson(const Type& type, std::string_view json,
                        const JsonValueTest& test = nullptr);
 

@@ -40,7 +40,7 @@ class JsonPrinter : public WalkVisitor {
     CloseObject(&levels_[stack.depth()]);
   }
 
-  // Starts a member of the outermost object that is no field.
+  // Starts a member of the outermost object that is not a field.
   void StartMember(std::string_view key) {
     Level& level = levels_[0];
     CloseList(&level);
@@ -62,7 +62,7 @@ class JsonPrinter : public WalkVisitor {
     bool empty = true;
   };
 
-  // Writes what stands in front of a value: comma, name, bracket.
+  // Writes what comes before a value: comma, name, bracket.
   void Start(Level& level, const Field& field) {
     if (level.list == &field) {
       out_.Write(',');

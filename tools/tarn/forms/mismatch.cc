@@ -1,5 +1,5 @@
-// Weighs the beginning of a message, and where that is odd, all that it could
-// be instead.
+// Judges the beginning of a message. If it is odd, looks for other types and
+// forms that fit better.
 #include "mismatch.h"
 
 #include <algorithm>
@@ -10,7 +10,7 @@
 namespace tarn::tool {
 namespace {
 
-// More types than these are no help.
+// A longer list of types would not help.
 constexpr size_t kMostNames = 3;
 
 }  // namespace
@@ -31,7 +31,8 @@ std::string Mismatch::FrameOf(std::string_view bytes) {
       fits = header.size > 0 && header.length <= rest.size() - header.size;
       if (!fits) break;
       const std::string_view message = rest.substr(header.size, header.length);
-      // The first few tell; the others have to fit.
+      // Only the first few messages are weighed; the others only have to fit
+      // into their frames.
       fits = ++messages > kMessages ||
              std::any_of(types_.begin(), types_.end(), [&](const Type* type) {
                const Evidence evidence = WeighPart(*type, message);
@@ -53,7 +54,8 @@ std::string Mismatch::TypeOf(std::string_view bytes, bool bad_utf8) {
   if (!IsClean(ranked.front().evidence)) return "";
   const std::vector<const Type*> verdict = Verdict(ranked);
   if (verdict.empty() || verdict.size() > kMostNames) return "";
-  // A broken text says nothing of types that take any bytes.
+  // Bytes that are not UTF-8 are no evidence for a type with a field of bytes,
+  // which holds any bytes.
   const auto& fields = verdict.front()->fields;
   if (bad_utf8 &&
       std::any_of(fields.begin(), fields.end(), [](const Field& field) {

@@ -1,4 +1,4 @@
-// What more the tool says of a message that looks like something else.
+// Hints about a message that looks like another type or form.
 #ifndef TOOLS_TARN_MISMATCH_H_
 #define TOOLS_TARN_MISMATCH_H_
 
@@ -12,22 +12,22 @@
 
 namespace tarn::tool {
 
-// Looks at the first messages of an input that were read as one of some types.
-// A message with nothing odd costs one look at its beginning; all others
-// together cost a bounded one, however many there are.
+// Looks at the first messages of an input that was read as one of some types. A
+// message without oddities costs one look at its beginning. The cost of all
+// others together is bounded, however many there are.
 class Mismatch {
  public:
-  // Messages and bytes of each that are looked at.
+  // How many messages are looked at, and how many bytes of each.
   static constexpr int kMessages = 4;
   static constexpr size_t kBytes = 64 << 10;
 
-  // `name` is that of the input, for the sentence.
+  // `name` is the name of the input, for the sentence.
   Mismatch(const std::string& name, const std::vector<const Type*>& types)
       : name_(name), types_(types) {}
 
-  // A sentence about a message, empty where there is nothing to say. It is
-  // about another type or, where the message is a whole input and `framed` is
-  // false, about frames and other formats.
+  // A sentence about a message; empty if there is nothing to say. It names a
+  // likelier type. If the message is a whole input and `framed` is false, it
+  // may also name a frame or another format.
   std::string HintFor(std::string_view bytes, bool framed);
 
   // Bytes walked over so far.
@@ -35,7 +35,8 @@ class Mismatch {
 
  private:
   Evidence WeighPart(const Type& type, std::string_view bytes);
-  // The frame in which all of the input is messages; empty: it is none.
+  // The frame with which the whole input is a stream of messages; empty if
+  // there is none.
   std::string FrameOf(std::string_view bytes);
   std::string TypeOf(std::string_view bytes, bool bad_utf8);
 

@@ -1,4 +1,4 @@
-// Parses by the runtime, and explains by the walker what the runtime rejects.
+// Parses with the runtime; the walker explains what the runtime rejects.
 #include "parse.h"
 
 #include "encoding.h"

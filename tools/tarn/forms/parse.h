@@ -11,8 +11,8 @@
 
 namespace tarn::tool {
 
-// The message of a record. Null where the runtime rejects it; where and why is
-// then on stderr.
+// The message of a record. Null if the runtime rejects it; stderr then says
+// where and why.
 std::unique_ptr<google::protobuf::Message> ParseRecord(
     const InputOptions& options, const Type& type, const Record& record);
 

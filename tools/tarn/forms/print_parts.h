@@ -1,4 +1,4 @@
-// What the printers of text and of JSON have in common.
+// The parts that the printers of text and of JSON share.
 #ifndef TOOLS_TARN_PRINT_PARTS_H_
 #define TOOLS_TARN_PRINT_PARTS_H_
 
@@ -10,10 +10,10 @@
 
 namespace tarn::tool {
 
-// Whether a value is not to be seen; a null field is one that is not known.
+// Whether a value is hidden. The field is null if it is unknown.
 bool IsMasked(const PrintStyle& style, const Field* field);
 
-// Whether a singular field is as good as absent.
+// Whether a singular field has its default value, as if it were absent.
 bool IsDefault(const Item& item);
 
 // Walks over the message in an order in which it can be printed.

@@ -30,7 +30,7 @@ class Surveyor : public WalkVisitor {
 
  private:
   // Each field must have a higher number than all before it; only a repeated
-  // one may be met again. Of a oneof, one member can be there.
+  // field may come again. Only one member of a oneof may be there.
   void Order(const Stack& stack, const Item& item) {
     const Field& field = *item.field;
     const uint64_t met = stack.top().seen >> field.number;
@@ -98,7 +98,7 @@ float FloatOf(uint64_t bits) {
 }
 
 void PrintJsonFloat(float value, Output* output) {
-  // The runtime reads "-0" back as an integer, which has no sign of its own.
+  // The runtime would read "-0" as an integer, which has no negative zero.
   if (value == 0 && std::signbit(value)) return output->Write("-0.0");
   if (std::isfinite(value)) return output->Float(value);
   output->Write(std::isnan(value) ? "\"NaN\""

@@ -14,15 +14,16 @@ struct PrintStyle {
   bool pretty = false;  // JSON over many lines; text always is
   bool show_secrets = false;
   bool unknown = true;  // whether unknown fields are shown
-  // Of a message with a pass phrase, which can have got anywhere.
+  // Masks all values, because a pass phrase may be anywhere in the message.
   bool mask_all = false;
 };
 
-// What a walk over a message finds out before anything is printed.
+// What a walk over a message finds before anything is printed.
 struct Survey {
   bool accepted = false;
-  // Fields in order, none twice where one counts, no maps: printing them one by
-  // one gives what the runtime would print of the parsed message.
+  // Whether fields are in order, no singular field comes twice and there are no
+  // maps. Then printing the fields one by one gives the same as the runtime
+  // prints for the parsed message.
   bool plain = true;
   bool unknown = false;     // fields that the schema does not have
   bool undeclared = false;  // enum numbers that the schema does not have
@@ -30,12 +31,12 @@ struct Survey {
 
 Survey SurveyMessage(const Type& type, std::string_view bytes);
 
-// Prints a message that the runtime accepts. The content is what the runtime
-// prints of it: a field set twice appears once, zero does not appear. Text
-// shows unknown fields and undeclared numbers as comments in their place. JSON
-// lists them in a member "@unknown" after the fields, which no field can be
-// named, and which no other reader of such JSON takes. JSON ends in a line
-// feed.
+// Prints a message that the runtime accepts. The content is the same as the
+// runtime prints: a field that is set twice appears once, and zero does not
+// appear. Text shows unknown fields and undeclared numbers as comments in their
+// place. JSON lists them after the fields, in a member "@unknown". No field can
+// have that name, and no other reader of such JSON accepts it. JSON ends in a
+// line feed.
 void PrintText(const Type& type, std::string_view bytes, const Survey& survey,
                const PrintStyle& style, Output* output);
 void PrintJson(const Type& type, std::string_view bytes, const Survey& survey,

@@ -51,7 +51,8 @@ bool Reader::Fill(size_t size) {
       end_ -= begin_;
       begin_ = 0;
     }
-    // Grow with what arrives, not with what a header announces.
+    // The buffer grows with the bytes that arrive, not with the length that a
+    // header announces.
     if (end_ == buffer_.size()) {
       buffer_.resize(buffer_.empty() ? kFirst
                                      : std::max(kChunk, buffer_.size() * 2));

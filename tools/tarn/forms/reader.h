@@ -15,8 +15,8 @@ namespace tarn::tool {
 // "-".
 std::string InputName(const std::string& file);
 
-// Bytes of a file descriptor, of which a window is in memory. Where the system
-// fails, that is a Failure.
+// Reads a file descriptor and keeps a window of its bytes in memory. An error
+// of the system throws a Failure.
 class Reader {
  public:
   explicit Reader(const std::string& file);
@@ -24,22 +24,22 @@ class Reader {
   Reader(const Reader&) = delete;
   Reader& operator=(const Reader&) = delete;
 
-  // What is in memory and not consumed.
+  // The bytes that are in memory and not consumed yet.
   std::string_view window() const {
     return std::string_view(buffer_).substr(begin_, end_ - begin_);
   }
   // Offset of the window in the file.
   uint64_t offset() const { return offset_; }
 
-  // Size of a file; 0 where it is not known in advance.
+  // Size of the file; 0 if it is not known in advance.
   uint64_t known_size() const;
 
-  // Reads until the window has at least `size` bytes; false: the file ends
-  // before.
+  // Reads until the window has at least `size` bytes. Returns false if the file
+  // ends before.
   bool Fill(size_t size);
 
-  // Takes a line without its end; false: there is none left. A line of more
-  // than `max_size` bytes is a Failure.
+  // Takes a line without its end. Returns false if there is no line left. A
+  // line of more than `max_size` bytes throws a Failure.
   bool ReadLine(size_t max_size, std::string* line);
 
   void Consume(size_t size) {

@@ -1,4 +1,4 @@
-// Tries the forms that a text can be in, and decides which it is.
+// Tries the forms that a text can have, and decides which one it has.
 #include "reading.h"
 
 #include <algorithm>
@@ -11,7 +11,7 @@
 namespace tarn::tool {
 namespace {
 
-// What a type makes of a reading.
+// How well a type fits a reading.
 enum class Quality {
   kNone,     // no message
   kForeign,  // nothing but unknown fields
@@ -81,7 +81,7 @@ Attempt Try(Form&& form, const std::string& name,
   return attempt;
 }
 
-// Those that are as good as the best of them.
+// The attempts that are as good as the best one.
 std::vector<Attempt*> Best(std::vector<Attempt>* attempts, bool certain) {
   std::vector<Attempt*> best;
   for (const Quality quality :
@@ -96,9 +96,9 @@ std::vector<Attempt*> Best(std::vector<Attempt>* attempts, bool certain) {
   return best;
 }
 
-// The attempts between which the input leaves a choice; one is no choice.
-// Whoever writes a line of digits ends it; no message of the type is a line
-// without one known field.
+// The readings that the input leaves open; a single one needs no choice. An
+// input that ends like a line, and has no known field as binary, is taken for a
+// line that a person wrote, not for binary.
 std::vector<Attempt*> Choices(std::vector<Attempt>* attempts, Attempt* binary,
                               bool line) {
   std::vector<Attempt*> choices = Best(attempts, true);
@@ -127,7 +127,8 @@ std::vector<Attempt*> Choices(std::vector<Attempt>* attempts, Attempt* binary,
                             ": say with --from which it is");
 }
 
-// A message among other text; false: there is none. Two are too many.
+// Reads a message inside other text. Returns false if there is none, or more
+// than one.
 bool ReadInside(const std::string& name, const std::vector<const Type*>& types,
                 std::string_view input, Reading* reading) {
   std::vector<Form> found;
@@ -199,7 +200,7 @@ Reading ReadAs(const InputOptions& options, const std::string& name,
   return reading;
 }
 
-// False: it is binary, or nothing else at least.
+// Returns false if the input is binary, or at least has no other form.
 bool ReadAuto(const InputOptions& options, const std::string& name,
               const std::vector<const Type*>& types, std::string_view input,
               Reading* reading) {

@@ -1,4 +1,4 @@
-// Finds out which form an input is in, by what the types make of each reading.
+// Finds the form of an input by trying how well the types fit each reading.
 #ifndef TOOLS_TARN_READING_H_
 #define TOOLS_TARN_READING_H_
 
@@ -11,8 +11,8 @@
 
 namespace tarn::tool {
 
-// A message in the text format or in JSON, which is different bytes for each
-// type that takes it.
+// A message in the text format or in JSON. It gives different bytes for each
+// type that accepts it.
 struct Written {
   const Type* type;
   std::string bytes;
@@ -25,12 +25,12 @@ struct Reading {
   std::vector<Written> written;  // of text and JSON; elsewhere empty
 };
 
-// Reads an input as the form that --from names or, for auto, as the one form
-// in which it is a message of one of the types. Bytes that are one are binary
-// unless the layout of another form is unmistakable; where two readings are
-// one, it is a Failure that asks for --from. Where none is, what seems
-// likeliest is left to be found broken. `name` is that of the input, for
-// messages.
+// Reads an input in the form that --from names. For auto, reads it in the one
+// form in which it is a message of one of the types. Bytes that are such a
+// message are binary, unless the layout of another form is unmistakable. If two
+// forms fit, throws a Failure that asks for --from. If none fits, returns the
+// likeliest form, whose errors are then reported. `name` is the name of the
+// input, for error messages.
 Reading Read(const InputOptions& options, const std::string& name,
              const std::vector<const Type*>& types, std::string_view input);
 

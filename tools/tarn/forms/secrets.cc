@@ -1,4 +1,4 @@
-// Finds out where a pass phrase can be, and what was masked before.
+// Finds where a pass phrase can be, and which text is masked already.
 #include "secrets.h"
 
 #include <google/protobuf/io/tokenizer.h>
@@ -13,7 +13,8 @@ namespace {
 
 namespace io = google::protobuf::io;
 
-// Fields in order, each once, all of them known, and texts of one line.
+// Checks that all fields are known, in order and there once, and that each text
+// is one line.
 class CanonicalOrder : public WalkVisitor {
  public:
   void Value(const Stack& stack, const Item& item) {
@@ -67,7 +68,7 @@ std::string MaskedInText(const Type& type, std::string_view text) {
   while (tokenizer.Next()) {
     const io::Tokenizer::Token& token = tokenizer.current();
     if (token.type == io::Tokenizer::TYPE_STRING) {
-      // Strings in a row are one text.
+      // Strings that follow one another are one text.
       masked = tokenizer.previous().text == ":" &&
                (token.text == "\"***\"" || token.text == "'***'");
     } else if (masked) {

@@ -1,4 +1,4 @@
-// What people may not see of a message that has a pass phrase in it.
+// Which parts of a message with a pass phrase must stay hidden.
 #ifndef TOOLS_TARN_SECRETS_H_
 #define TOOLS_TARN_SECRETS_H_
 
@@ -14,17 +14,17 @@ namespace tarn::tool {
 inline constexpr std::string_view kRealMaskInJson = "\"\\u002a**\"";
 inline constexpr std::string_view kRealMaskInText = "\"\\052**\"";
 
-// Whether a pass phrase can have got out of its field: the message has one, and
-// is not as a sender writes it. A wrong length or tag in front of it is enough.
-// Nothing of such a message can be shown.
+// Whether a pass phrase may be outside of its field: the type has one, and the
+// bytes are not as a sender writes them. One wrong length or tag is enough.
+// Nothing of such a message may be shown.
 bool MayLeak(const Type& type, std::string_view bytes);
 
 // Why a masked text is refused; `where` is its field.
 std::string MaskedReason(const std::string& where);
 
-// The first field that a message as text has masked, or the type where that is
-// one that is not known; empty: nothing is masked. The text must be one that
-// the runtime reads.
+// The first masked field of a message in text, or the type if that field is
+// unknown; empty if nothing is masked. The runtime must be able to read the
+// text.
 std::string MaskedInText(const Type& type, std::string_view text);
 
 }  // namespace tarn::tool

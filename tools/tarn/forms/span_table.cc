@@ -13,7 +13,7 @@ constexpr int kTagWidth = 18;
 constexpr char kDigits[] = "0123456789abcdef";
 constexpr size_t kShownText = 72;  // bytes of a text shown as such
 
-// Writes the beginning of a text; the bytes beside it are complete.
+// Writes the beginning of a text. The column of bytes shows all of it.
 void WriteText(std::string_view text, Output* out) {
   if (text.size() <= kShownText) return out->TextString(text);
   size_t size = kShownText;

@@ -10,7 +10,7 @@
 
 namespace tarn::tool {
 
-// Prints spans as lines: offset, bytes, tag, and what they mean.
+// Prints spans as lines: offset, bytes, tag and meaning.
 class SpanTable {
  public:
   SpanTable(const Record& record, Output* output)
@@ -21,7 +21,7 @@ class SpanTable {
  private:
   // Writes offset and bytes of one line; returns the first byte of the next.
   const char* Row(const Span& span, const char* p);
-  // Takes back the blanks behind a row of fewer bytes than fit.
+  // Removes the blanks after a row that is not full.
   void TrimRow(int bytes);
   void Characters(const char* p, const char* end);
   // Number, wire type and length; then the name at its depth, and the value.

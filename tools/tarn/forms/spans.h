@@ -1,5 +1,5 @@
-// A message as spans: some bytes that belong together, each byte in one of
-// them, with what they are and what is odd about them.
+// A message as spans. A span is some bytes that belong together, with their
+// meaning and their oddities. Each byte of the message is in one span.
 #ifndef TOOLS_TARN_SPANS_H_
 #define TOOLS_TARN_SPANS_H_
 
@@ -21,10 +21,10 @@ struct Span {
   const char* begin;
   const char* end;
   const Item* item = nullptr;  // null for kSkipped
-  // What is odd about it, separated by "; ".
+  // Oddities of the bytes, separated by "; ".
   std::string_view notes = {};
-  const char* wrong = nullptr;  // the byte that an error is about
-  // The value of a known field, or else all of it, is not to be seen.
+  const char* wrong = nullptr;  // the byte with the error
+  // Hides the value if the field is known, and all bytes otherwise.
   bool secret = false;
 
   bool known() const { return item != nullptr && item->field != nullptr; }
@@ -44,8 +44,8 @@ inline bool IsInteger(const Field& field) {
          field.kind == Kind::kBool || field.kind == Kind::kEnum;
 }
 
-// Makes spans of what the walker meets, and hands them to the Draw() of a sink
-// in the order of their bytes.
+// Makes spans of what the walker finds. Gives them to Draw() of a sink, in the
+// order of their bytes.
 template <class Sink>
 class SpanFinder : public WalkVisitor {
  public:
@@ -194,7 +194,7 @@ class SpanFinder : public WalkVisitor {
   const InputOptions& input_;
   const bool show_secrets_;
   const Record& record_;
-  const bool mask_all_;  // as a pass phrase can be anywhere
+  const bool mask_all_;  // a pass phrase may be anywhere
   Sink& sink_;
   std::string notes_;
   std::string reason_;

@@ -1,4 +1,5 @@
-// Goes through the tokens of a text with the schema's tables beside it.
+// Goes through the tokens of a text and compares them with the tables of the
+// schema.
 #include "text_check.h"
 
 #include <google/protobuf/io/tokenizer.h>
@@ -27,7 +28,7 @@ class TextChecker {
         stop_(stop),
         stream_(text.data(), static_cast<int>(text.size())),
         tokenizer_(&stream_, &errors_) {
-    // As the runtime's parser sets it.
+    // The same setting as in the runtime's parser.
     tokenizer_.set_allow_f_after_float(true);
     tokenizer_.set_comment_style(Tokenizer::SH_COMMENT_STYLE);
     tokenizer_.set_require_space_after_number(false);
@@ -42,7 +43,7 @@ class TextChecker {
   }
 
  private:
-  // A message that is open.
+  // A message that the reader is inside of.
   struct Level {
     const Type* type;
     const Field* list = nullptr;  // in whose brackets the message stands
@@ -102,7 +103,8 @@ class TextChecker {
     return nullptr;
   }
 
-  // Enters a field into those of its message; false: it cannot be there.
+  // Notes that a field was met in its message. Returns false if the field is
+  // not allowed there.
   bool Mark(const Field& field) {
     uint64_t& seen = levels_.back().seen;
     const uint64_t bit = uint64_t{1} << field.number;
@@ -117,7 +119,7 @@ class TextChecker {
     return problem_.reason.empty();
   }
 
-  // A value of a field, or an element of the list in whose brackets it stands.
+  // Reads a value of a field, or an element of a list in brackets.
   void Value(const Field& field, const Field* list) {
     if (!more_) return;
     if (field.kind == Kind::kMessage) {
@@ -138,7 +140,7 @@ class TextChecker {
                       field.descriptor->full_name() + Suggestion(field, value));
     }
     Next();
-    // Strings in a row are one text.
+    // Strings that follow one another are one text.
     while (value.type == Tokenizer::TYPE_STRING && more_ &&
            token().type == Tokenizer::TYPE_STRING) {
       Next();
@@ -182,7 +184,8 @@ class TextChecker {
       case Kind::kUint32:
         return IsInteger(value, negative, 0, UINT_MAX);
       default:
-        // Words such as inf and nan, in any case: the runtime knows which.
+        // Words such as inf and nan, in upper or lower case: the runtime checks
+        // them.
         return value.type != Tokenizer::TYPE_STRING;
     }
   }

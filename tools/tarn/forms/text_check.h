@@ -1,5 +1,5 @@
-// Where a message in the text format is wrong, for text that the runtime
-// refuses: its words for that are no interface, and change.
+// Finds the error in a message in the text format that the runtime refuses. The
+// runtime's own error texts are no interface, and they change.
 #ifndef TOOLS_TARN_TEXT_CHECK_H_
 #define TOOLS_TARN_TEXT_CHECK_H_
 
@@ -12,7 +12,7 @@
 namespace tarn::tool {
 
 // A place as the runtime's text parser counts it: lines and columns from 0, in
-// bytes, and a tab up to the next column of eight.
+// bytes; a tab goes to the next multiple of eight columns.
 struct TextPlace {
   size_t offset = 0;
   int line = 0;
@@ -27,9 +27,9 @@ struct TextProblem {
   std::string reason;  // empty: names and values are right
 };
 
-// The first name that is no field of its message, field that is set twice, or
-// value that its field does not take. Tokens after `stop` are not looked at;
-// neither are those after anything that is not the text format.
+// The first of these errors: a name that is not a field of its message, a field
+// that is set twice, or a value that its field does not accept. Looks at no
+// tokens after `stop`, and at none after anything that is not the text format.
 TextProblem FindTextProblem(const Type& type, std::string_view text,
                             size_t stop);
 

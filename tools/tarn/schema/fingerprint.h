@@ -1,4 +1,4 @@
-// A short checksum of the schema, to be compared over the phone.
+// A short checksum of the schema, which people can compare by telephone.
 #ifndef TOOLS_TARN_FINGERPRINT_H_
 #define TOOLS_TARN_FINGERPRINT_H_
 
@@ -10,10 +10,10 @@
 
 namespace tarn::tool {
 
-// What the checksum is taken of, one line for each message, enum, field and
-// value: names, numbers and types, ordered by name and number. Comments and the
-// order of declaration do not count. `root` selects that message with all it
-// embeds; null: the whole schema.
+// The text whose checksum is taken: one line for each message, enum, field and
+// value, with names, numbers and types, sorted by name and number. Comments and
+// the order of declarations do not count. `root` selects a message with all
+// messages in it; null: the whole schema.
 std::string CanonicalSchema(const Schema& schema,
                             const google::protobuf::Descriptor* root);
 

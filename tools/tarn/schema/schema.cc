@@ -117,7 +117,7 @@ bool IsSecret(const FieldDescriptor& field) {
 Schema::Schema(bool show_secrets) : show_secrets_(show_secrets) {}
 Schema::~Schema() = default;
 
-// Naming a class of each file keeps the library among those that are loaded.
+// Uses a class of each file, so that the linker keeps the library.
 std::vector<const FileDescriptor*> Schema::files() const {
   return {tarn::Server::descriptor()->file(), tarn::Wifi::descriptor()->file()};
 }
@@ -143,8 +143,8 @@ const Type& Schema::Table(const Descriptor& descriptor) {
   std::unique_ptr<Type>& type = types_[&descriptor];
   if (type != nullptr) return *type;
   type = std::make_unique<Type>();
-  // Types refer to one another, so the entry must be there before its fields
-  // are; and the map may move while they are built.
+  // Types refer to each other, so a type is entered before its fields are
+  // built. The map may move its entries meanwhile.
   Type& table = *type;
   table.descriptor = &descriptor;
   table.index = types_.size() - 1;

@@ -1,5 +1,5 @@
-// What the tool knows about the message types: flat tables for the walker,
-// look-up by name, and the comments of the schema files.
+// The message types: flat tables for the walker, look-up by name, and the
+// comments of the schema files.
 #ifndef TOOLS_TARN_SCHEMA_H_
 #define TOOLS_TARN_SCHEMA_H_
 
@@ -54,20 +54,20 @@ struct Field {
   Kind kind = Kind::kNone;
   bool repeated = false;
   bool map = false;
-  bool secret = false;    // not for the eyes of bystanders
+  bool secret = false;    // hidden unless --show-secrets is given
   bool maskable = false;  // it, or another field of its message, is secret
 };
 
-// A message type. Field numbers stay below 64, so that a set of fields fits
-// into one word; building the table stops the program where they do not.
+// A message type. Field numbers are below 64, so that a set of fields fits into
+// one word. If one is not, building the table stops the program.
 struct Type {
   const google::protobuf::Descriptor* descriptor;
   std::vector<Field> fields;  // by number
-  uint32_t limit = 0;         // how many those are
+  uint32_t limit = 0;         // the number of fields
   int slots = 0;              // repeated fields
   size_t index = 0;           // among the types of the schema that has it
-  bool secret = false;        // has a field that is
-  bool masked = false;        // so is what errors and paths say of its bytes
+  bool secret = false;        // has a secret field
+  bool masked = false;        // errors and paths must hide its bytes
 
   const Field* Find(uint32_t number) const {
     return number < limit && fields[number].kind != Kind::kNone
@@ -92,9 +92,9 @@ class Schema {
   const Type& Find(const std::string& name);
   const Type& Table(const google::protobuf::Descriptor& descriptor);
 
-  // The two schema files, in the order of their names in the library.
-  // Descriptors of a file are built when they are first asked for, which takes
-  // as long as much of what else a short run does.
+  // The two schema files, in the order of their names in the library. The first
+  // use of a file builds its descriptors, which takes a large part of a short
+  // run.
   std::vector<const google::protobuf::FileDescriptor*> files() const;
 
   // All message types of both files as declared, nested ones included but no
@@ -105,8 +105,8 @@ class Schema {
   // A full name without its package.
   std::string Bare(const std::string& name) const;
 
-  // What all that has a comment is called, values both with their enum and by
-  // themselves.
+  // The names of everything that has a comment. Enum values come twice: with
+  // the name of their enum and without.
   std::vector<std::string> Names() const;
 
   // The comment in front of a message, field, enum or enum value, given by its
@@ -134,12 +134,12 @@ class Schema {
 // The first sentence of a comment.
 std::string_view FirstSentence(std::string_view comment);
 
-// Up to three of the candidates that look most like the name, nearest first.
-// Case does not count.
+// Up to three candidates that are most like the name, the nearest first. Case
+// does not count.
 std::vector<std::string> Nearest(std::string_view name,
                                  const std::vector<std::string>& candidates);
 
-// ", did you mean A, B or C?", or nothing where nothing is near.
+// ", did you mean A, B or C?"; empty if no candidate is near.
 std::string DidYouMean(std::string_view name,
                        const std::vector<std::string>& candidates);
 

@@ -11,13 +11,13 @@ namespace tarn::tool {
 enum ExitCode {
   kFine = 0,
   kFindings = 1,     // findings, or differences
-  kUsage = 2,        // the command line makes no sense
-  kMalformed = 3,    // the input is not what it was said to be
+  kUsage = 2,        // invalid arguments
+  kMalformed = 3,    // the input is not of the given type and form
   kUnknownName = 4,  // no such type or field
   kInputOutput = 5,
 };
 
-// Ends the command. The message goes to stderr behind "tarn: ".
+// Ends the command. The message goes to stderr after "tarn: ".
 class Failure : public std::runtime_error {
  public:
   Failure(ExitCode code, const std::string& message)

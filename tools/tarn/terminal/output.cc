@@ -20,8 +20,8 @@ namespace {
 constexpr size_t kBufferSize = 1 << 16;
 constexpr char kHex[] = "0123456789abcdef";
 
-// Bytes that neither format needs to look at: printable ASCII without quotes,
-// backslash, < and >.
+// Bytes that no format escapes: printable ASCII without quotes, backslash, <
+// and >.
 constexpr std::array<bool, 256> MakePlain() {
   std::array<bool, 256> plain{};
   for (int c = 0x20; c < 0x7F; ++c) plain[c] = true;
@@ -35,9 +35,10 @@ const char* SkipPlain(const char* p, const char* end) {
   return p;
 }
 
-// What no text for people may hold raw: the general categories Cc, Cf, Zl and
-// Zp of Unicode 15. They draw nothing, end lines, or turn the direction of what
-// follows. Surrogates (Cs) are no UTF-8.
+// Characters that text for people must not hold unescaped: the general
+// categories Cc, Cf, Zl and Zp of Unicode 15. They are invisible, end lines, or
+// change the direction of the text after them. Surrogates (Cs) are not valid
+// UTF-8.
 bool Invisible(uint32_t c) {
   constexpr struct {
     uint32_t first, last;
@@ -52,7 +53,7 @@ bool Invisible(uint32_t c) {
   for (const auto& range : kRanges) {
     if (c >= range.first && c <= range.last) return true;
   }
-  // The runtime's JSON escapes these too, which are drawn as nothing.
+  // The runtime's JSON escapes these invisible characters, too.
   return c == 0x17B4 || c == 0x17B5;
 }
 
@@ -72,7 +73,8 @@ Character CharacterAt(const char* p, const char* end) {
   return {code, size};
 }
 
-// The letter behind the backslash that stands for a character; 0: none does.
+// The letter after the backslash in the escape of a character; 0 if there is no
+// such letter.
 char JsonEscape(char c) {
   switch (c) {
     case '"':
@@ -102,7 +104,7 @@ char* PutUnicodeEscape(char* out, uint32_t unit) {
   return out;
 }
 
-// Of standard output, of which there is one.
+// Global, because there is only one standard output.
 bool reader_has_gone = false;
 
 void WriteOut(const char* p, size_t size) {
@@ -160,8 +162,8 @@ void Output::ExpectRawBytes() const {
 }
 
 void Output::Float(float value) {
-  // The runtime's nine digits are more than the largest float: who reads them
-  // as a double first finds them out of range.
+  // The runtime's nine digits are larger than the largest float: a program that
+  // reads them as a double first finds them out of range.
   if (std::abs(value) == std::numeric_limits<float>::max()) {
     return Write(value > 0 ? "3.4028234663852886e+38"
                            : "-3.4028234663852886e+38");
@@ -319,7 +321,7 @@ size_t Width(std::string_view utf8) {
 
 void Complain(const std::string& message) {
   const std::string line = "tarn: " + Escaped(message) + "\n";
-  // Where stderr fails there is nobody left to tell.
+  // If stderr fails, there is no way left to report it.
   [[maybe_unused]] const ssize_t written =
       ::write(STDERR_FILENO, line.data(), line.size());
 }

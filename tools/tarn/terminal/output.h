@@ -1,4 +1,4 @@
-// Standard output: buffered, and careful about what a terminal gets to see.
+// Standard output: buffered, with escapes that protect the terminal.
 #ifndef TOOLS_TARN_OUTPUT_H_
 #define TOOLS_TARN_OUTPUT_H_
 
@@ -16,8 +16,8 @@ enum class Color { kNone, kRed, kGreen, kYellow, kBlue, kCyan, kDim, kBold };
 
 class Output {
  public:
-  // A terminal gets colours unless the environment has NO_COLOR; `color` is
-  // auto, always or never.
+  // `color` is auto, always or never; auto uses colours on a terminal unless
+  // NO_COLOR is set.
   explicit Output(const std::string& color = "auto");
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
@@ -46,8 +46,8 @@ class Output {
     char* p = Reserve(24);
     end_ = std::to_chars(p, p + 24, value).ptr;
   }
-  // The shortest digits that give the same float, also to those who read them
-  // as a double first.
+  // The shortest digits that give the same float, also to a program that reads
+  // them as a double first.
   void Float(float value);
   void Spaces(size_t count) {
     char* p = Reserve(count);
@@ -67,16 +67,17 @@ class Output {
   void JsonString(std::string_view text);
   // The same without the quotes, for text that comes in pieces.
   void JsonText(std::string_view text);
-  // Text in quotes as the text format has it. UTF-8 stays readable, all else
-  // and what JsonString escapes becomes octal.
+  // Text in quotes as in the text format. UTF-8 stays readable; other bytes,
+  // and the characters that JsonString escapes, become octal.
   void TextString(std::string_view text);
   void Base64(std::string_view bytes);
   void Hex(std::string_view bytes);
 
-  // Refuses, by a Failure, to put raw bytes on a terminal.
+  // Throws a Failure if standard output is a terminal: raw bytes do not go
+  // there.
   void ExpectRawBytes() const;
 
-  // Where nobody reads any more, what is written is dropped without a word.
+  // If nobody reads standard output any more, drops what is written silently.
   void Flush();
 
  private:
@@ -90,26 +91,26 @@ class Output {
   bool color_;
 };
 
-// Whether a write has found that nobody reads standard output any more.
+// Whether a write has failed because nobody reads standard output any more.
 bool ReaderHasGone();
 
 // Untrusted text for people, on a terminal or not: characters of the general
 // categories Cc, Cf, Zl, Zp and Cs, and bytes that are not UTF-8, become \x1b.
-// Each character of `marked` gets a backslash in front; with the backslash
-// among them, no two texts look alike. Of what takes more than `columns` only
-// the beginning is there, with a mark that no escape looks like.
+// Each character of `marked` gets a backslash before it. If the backslash is
+// one of them, different texts never look the same. A text that takes more than
+// `columns` is cut off, with a mark that differs from every escape.
 std::string Escaped(std::string_view text, std::string_view marked = "\\",
                     size_t columns = std::string_view::npos);
 // The same in quotes, which are escaped inside.
 std::string InQuotes(std::string_view text,
                      size_t columns = std::string_view::npos);
 
-// Columns of a name that stands in a table, or is said again and again; and
-// such a name, escaped.
+// Most columns of a name in a table or in repeated lines; and such a name,
+// escaped and cut off.
 inline constexpr size_t kNameColumns = 64;
 std::string Clipped(std::string_view name);
 
-// Characters of a text, for the columns of a table.
+// The number of characters of a text, for the columns of a table.
 size_t Width(std::string_view utf8);
 
 }  // namespace tarn::tool

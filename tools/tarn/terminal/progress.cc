@@ -1,4 +1,4 @@
-// Writes one line on standard error again and again.
+// Writes one line on standard error, and overwrites it.
 #include "progress.h"
 
 #include <unistd.h>

@@ -1,4 +1,4 @@
-// How far long work is, on a terminal.
+// Shows the progress of long work on a terminal.
 #ifndef TOOLS_TARN_PROGRESS_H_
 #define TOOLS_TARN_PROGRESS_H_
 
@@ -8,15 +8,15 @@
 
 namespace tarn::tool {
 
-// Writes how far a stream is, once it takes longer than a second: on standard
-// error, if that is a terminal and standard output is none.
+// Shows how much of a stream is done when it takes longer than a second. Writes
+// to standard error if that is a terminal and standard output is not.
 class Progress {
  public:
   Progress();
 
   // `bytes`: of the stream so far.
   void Update(uint64_t messages, uint64_t bytes);
-  // Takes the line away, so that others can write there.
+  // Removes the line, so that other text can be written there.
   void Hide();
 
  private:

@@ -1,5 +1,4 @@
-// tarn annotate: the bytes of a message, each of them once, with what they
-// mean.
+// tarn annotate: shows each byte of a message once, with its meaning.
 #include "command.h"
 #include "command_line.h"
 #include "input.h"
@@ -60,7 +59,7 @@ ExitCode RunAnnotate(const Command& command, const Arguments& arguments) {
   line.Type(&options.type);
   line.Input(&options.input);
   line.app().add_flag("--json", options.json,
-                      "Spans for other programs, one line a message");
+                      "Output JSON: the spans of a message in one line");
   line.Color(&options.output);
   line.Secrets(&options.output);
   line.Parse();

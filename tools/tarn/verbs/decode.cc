@@ -20,16 +20,16 @@ struct Options {
   bool pretty = false;
   bool partial = false;
   bool strict = false;
-  std::string unknown;  // empty: as the form of the output allows
+  std::string unknown;  // empty: depends on the form of the output
 
-  // Other readers skip what stands in comments, but take no member of JSON
-  // that they do not know.
+  // Other readers skip comments, but refuse JSON with a member that they do not
+  // know.
   bool KeepsUnknown() const {
     return unknown == "keep" || (unknown.empty() && to != "json");
   }
 };
 
-// Where the first unknown field begins; npos: there is none.
+// Offset of the first unknown field; npos if there is none.
 size_t FirstUnknown(const Type& type, std::string_view bytes) {
   struct Finder : WalkVisitor {
     void Enter(const Stack&, const Item& item) {
@@ -45,7 +45,7 @@ size_t FirstUnknown(const Type& type, std::string_view bytes) {
   return finder.first == nullptr ? bytes.npos : finder.first - bytes.data();
 }
 
-// Names each unknown field, and each undeclared number if asked to, on stderr.
+// Reports each unknown field on stderr, and on request each undeclared number.
 class FindingReporter : public WalkVisitor {
  public:
   FindingReporter(const Options& options, const Record& record)
@@ -80,7 +80,8 @@ class FindingReporter : public WalkVisitor {
   const Record& record_;
 };
 
-// Prints a message, or what is left of it; `record` is what was read.
+// Prints `bytes`: the message, or the part of it before an error. `record` is
+// the message as it was read.
 void Print(const Options& options, const Type& type, std::string_view bytes,
            const Survey& survey, const Record& record, Output* output) {
   const PrintStyle style{options.pretty, options.output.show_secrets,
@@ -98,8 +99,8 @@ void Print(const Options& options, const Type& type, std::string_view bytes,
   }
 }
 
-// Says once a message that unknown fields are not in the output, where that was
-// not asked for.
+// Says once for each message that the output leaves out unknown fields, unless
+// the user asked for that.
 void SayWhatIsLeftOut(const Options& options, const Type& type,
                       const Record& record) {
   if (!options.unknown.empty() || options.KeepsUnknown() || options.strict) {
@@ -147,23 +148,26 @@ ExitCode RunDecode(const Command& command, const Arguments& arguments) {
   line.Type(&options.type);
   line.Input(&options.input);
   line.app()
-      .add_option("--to", options.to,
-                  "Form of the output; text if not given, json is one line a "
-                  "message")
+      .add_option("--to", options.to, "Form of the output; default text")
       ->check(CLI::IsMember({"text", "json", "hex", "binary"}))
-      ->type_name("FORM");
-  line.app().add_flag("--pretty", options.pretty, "JSON over many lines");
-  line.app().add_flag("--partial", options.partial,
-                      "Show what stands in front of an error");
-  line.app().add_flag(
-      "--strict", options.strict,
-      "Unknown fields and undeclared enum numbers are findings");
+      ->type_name("FORM")
+      ->group("Output");
+  line.app()
+      .add_flag("--pretty", options.pretty,
+                "Write JSON on several lines instead of one")
+      ->group("Output");
+  line.app()
+      .add_flag("--partial", options.partial,
+                "Show the part of a message before an error")
+      ->group("Output");
+  line.app().add_flag("--strict", options.strict,
+                      "Report unknown fields and undeclared enum numbers");
   line.app()
       .add_option("--unknown", options.unknown,
-                  "What becomes of unknown fields; drop for JSON and keep for "
-                  "all else if not given")
+                  "Unknown fields; default drop for JSON, else keep")
       ->check(CLI::IsMember({"keep", "drop", "fail"}))
-      ->type_name("WHAT");
+      ->type_name("WHAT")
+      ->group("Output");
   line.Color(&options.output);
   line.Secrets(&options.output);
   line.Parse();

@@ -37,9 +37,10 @@ ExitCode RunEncode(const Command& command, const Arguments& arguments) {
   line.File(&options.input);
   line.Stream(&options.input);
   line.app()
-      .add_option("--to", options.to, "Form of the output; binary if not given")
+      .add_option("--to", options.to, "Form of the output; default binary")
       ->check(CLI::IsMember({"binary", "hex", "base64"}))
-      ->type_name("FORM");
+      ->type_name("FORM")
+      ->group("Output");
   line.app().footer(
       "The input is text or JSON. With --frame it is JSON, one message a "
       "line.");

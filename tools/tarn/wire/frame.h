@@ -11,19 +11,19 @@
 
 namespace tarn::tool {
 
-// The frame of a message: its own size, and the length of the message.
+// The frame before a message: its own size, and the length of the message.
 struct Header {
   size_t size;  // 0: it is cut off
   uint64_t length;
 };
 
-// The most bytes that a frame of the kind takes.
+// The most bytes that a frame of this kind has.
 size_t MostOfHeader(const std::string& frame);
 
 // Reads the frame that the bytes begin with: varint, u32be or u32le.
 Header ReadHeader(const std::string& frame, std::string_view bytes);
 
-// Writes a message with the frame that `frame` names in front.
+// Writes a message after a frame of the kind `frame`.
 void WriteFramed(const std::string& frame, std::string_view bytes,
                  Output* output);
 

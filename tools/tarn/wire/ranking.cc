@@ -1,4 +1,4 @@
-// Gathers the evidence in one walk for each type, and compares it.
+// Collects the evidence for each type in one walk, and compares it.
 #include "ranking.h"
 
 #include <algorithm>
@@ -41,7 +41,7 @@ class EvidenceCollector : public WalkVisitor {
     Named(stack, item);
     Number(item);
     const Field& field = *item.field;
-    // A sender leaves zero and nothing out, but not in map entries.
+    // A sender leaves out zero and empty values, except in map entries.
     const Frame& frame = stack.top();
     const bool entry = frame.field != nullptr && frame.field->map;
     if (!field.repeated && !entry &&
@@ -119,8 +119,8 @@ class EvidenceCollector : public WalkVisitor {
   const char* group_ = nullptr;  // outermost unknown group that is open
 };
 
-// Smaller is likelier. A type that leaves nothing odd stands first, whatever
-// the others parse; then counts how much of the bytes is left unexplained.
+// Smaller is likelier. A type without any oddity comes first, whatever other
+// types parse. Then the number of unexplained bytes counts.
 auto Order(const Evidence& e) {
   return std::make_tuple(!IsClean(e), e.unexplained, !e.accepted, e.unknown,
                          e.undeclared + e.strange_texts, e.no_uuids, e.disorder,
@@ -162,8 +162,8 @@ bool Level(const Candidate& a, const Candidate& b) {
 std::vector<const Type*> Verdict(const std::vector<Candidate>& ranked) {
   std::vector<const Type*> types;
   const Evidence& best = ranked.front().evidence;
-  // A newer sender's fields and numbers are odd, but few beside the others, and
-  // none of them is a field that is known.
+  // Fields and numbers of a newer sender are odd, but they are few, and none of
+  // them is a known field.
   if (!best.accepted || best.strange_texts > 0 || best.misplaced > 0 ||
       best.unexplained > best.size / 4) {
     return types;

@@ -1,5 +1,5 @@
-// Which types some bytes can be: how well each type explains them, and the one
-// ranking that every command asks.
+// Which type some bytes have: how well each type explains them, and the ranking
+// that all commands use.
 #ifndef TOOLS_TARN_RANKING_H_
 #define TOOLS_TARN_RANKING_H_
 
@@ -26,7 +26,7 @@ struct Evidence {
   int strange_texts = 0;  // with control characters
   int uuids = 0;          // where a uuid belongs
   int no_uuids = 0;       // another text where a uuid belongs
-  int disorder = 0;       // fields that no sender writes so
+  int disorder = 0;       // fields out of the usual order
   bool bad_utf8 = false;  // is the first error
 };
 
@@ -35,15 +35,15 @@ struct Candidate {
   Evidence evidence;
 };
 
-// `cut`: the bytes are only the beginning of a message, so it is no fault of
-// theirs that they end too early.
+// `cut`: the bytes are only the beginning of a message, so an early end is no
+// error.
 Evidence Weigh(const Type& type, std::string_view bytes, bool cut = false);
 
 // Whether the type accounts for every byte, and nothing is odd about it.
 bool IsClean(const Evidence& evidence);
 
-// Types, the likeliest first; those that the evidence cannot tell apart stand
-// in the order in which they were given.
+// Types, the likeliest first. Types that the evidence cannot tell apart keep
+// the order in which they were given.
 std::vector<Candidate> Rank(const std::vector<const Type*>& types,
                             std::string_view bytes, bool cut = false);
 
@@ -52,8 +52,8 @@ void Sort(std::vector<Candidate>* candidates);
 // Whether the evidence cannot tell two candidates apart.
 bool Level(const Candidate& a, const Candidate& b);
 
-// Of ranked candidates those that the bytes are taken for: several where
-// nothing tells them apart, none where no type explains the bytes well.
+// The most likely of ranked candidates: several if nothing tells them apart,
+// none if no type explains the bytes well.
 std::vector<const Type*> Verdict(const std::vector<Candidate>& ranked);
 
 // Every message type of the schema.

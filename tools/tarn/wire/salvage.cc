@@ -32,7 +32,7 @@ class FirstErrorFinder : public WalkVisitor {
     damage_.path = ErrorPath(error, stack);
     damage_.reason = Reason(error, stack, bytes_.data(), start_);
     const char* end = list_ != nullptr ? list_ : error.item.begin;
-    // A group cannot be closed; it goes as a whole.
+    // A group cannot be closed; it is left out completely.
     int depth = stack.depth();
     for (int i = depth; i > 0; --i) {
       if (stack.at(i).group == 0) continue;
@@ -44,9 +44,9 @@ class FirstErrorFinder : public WalkVisitor {
   }
 
  private:
-  // Writes all up to `end`, with lengths that fit what is there. A length may
-  // take fewer bytes than before, and then so does the one around it, so they
-  // are found from the inside out.
+  // Writes everything up to `end`, with corrected lengths. A shorter length may
+  // need fewer bytes, and so may the length around it; so lengths are computed
+  // from the inside out.
   void Close(const Stack& stack, int depth, const char* end) {
     std::vector<std::string> heads(depth + 1);
     uint64_t size = end - stack.at(depth).data;

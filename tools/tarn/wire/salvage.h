@@ -1,4 +1,4 @@
-// What is left of a message that the runtime rejects.
+// The part of a rejected message that can still be read.
 #ifndef TOOLS_TARN_SALVAGE_H_
 #define TOOLS_TARN_SALVAGE_H_
 
@@ -14,7 +14,7 @@ struct Damage {
   uint64_t offset = 0;  // of the byte that is wrong, in the message
   std::string path;     // may be empty
   std::string reason;
-  std::string salvaged;  // a whole message of all that stands in front of it
+  std::string salvaged;  // a complete message made of the bytes before it
 };
 
 // The first error of a message that the runtime rejects. `start` is the offset

@@ -1,14 +1,14 @@
-// Words for what the walker finds, and its check of UTF-8.
+// The texts of the walker's errors.
 #include "walker.h"
 
 namespace tarn::tool {
 namespace {
 
-// Whether no number of the message may be named, as a pass phrase may be read
-// as tags and lengths.
+// Whether errors must not show any number of the message, because a pass phrase
+// may have been read as tags and lengths.
 bool IsMasked(const Stack& stack) { return stack.at(0).type->masked; }
 
-// "tarn.Server.name", or "field 15 of tarn.Server" where nothing has a name.
+// "tarn.Server.name", or "field 15 of tarn.Server" if the field is unknown.
 std::string Name(const Item& item, const Stack& stack) {
   if (item.field != nullptr) return item.field->descriptor->full_name();
   const Frame& frame = stack.top();
@@ -25,13 +25,13 @@ std::string Bytes(uint64_t count) {
   return std::to_string(count) + (count == 1 ? " byte" : " bytes");
 }
 
-// Whether the length of an item is known and may be named.
+// Whether the length of an item is known and may be shown.
 bool CanCount(const Item& item, const Stack& stack) {
   return item.data != nullptr && item.end != nullptr &&
          (item.field != nullptr || !IsMasked(stack));
 }
 
-// What is missing of a record or value that the input is too short for.
+// What is missing of a record or value that is cut off.
 std::string CutOff(const Error& error, const Stack& stack) {
   const Item& item = error.item;
   const char* end = stack.top().end;

@@ -1,13 +1,13 @@
 // Walks over the wire bytes of one message without parsing it into objects.
 //
 // Walk() goes through the bytes with an explicit stack, so no nesting can
-// exhaust the program's own, and tells a visitor of every item at its place.
-// Its verdict is that of the runtime's ParseFromString for every input, and
-// where that would only say no, it names the byte and the reason.
+// exhaust the stack of the program. It reports every item to a visitor. For
+// every input its verdict equals that of the runtime's ParseFromString; if the
+// runtime would only say no, Walk() also reports the byte and the reason.
 //
-// A visitor is any class with the members of WalkVisitor below; deriving from
-// it gives a member that does nothing for each one that is left out. Calls are
-// resolved at compile time: a visitor pays for what it looks at.
+// A visitor is a class with the members of WalkVisitor below. A class that
+// derives from WalkVisitor needs only the members that it uses. Calls are
+// resolved at compile time, so unused members cost nothing.
 #ifndef TOOLS_TARN_WALKER_H_
 #define TOOLS_TARN_WALKER_H_
 
@@ -24,12 +24,12 @@
 
 namespace tarn::tool {
 
-// Records inside one another that the runtime accepts: its default limit.
+// How deep records may be nested: the runtime's default limit.
 inline constexpr int kMaxDepth = 100;
 
-// One tag with its value. The parts lie behind one another in the input:
-// [begin, value) tag, [value, data) length of a length-delimited value or
-// nothing, [data, end) the value itself.
+// One tag with its value. The parts follow one another in the input: [begin,
+// value) tag, [value, data) length of a length-delimited value or nothing,
+// [data, end) the value itself.
 struct Item {
   const char* begin = nullptr;
   const char* value = nullptr;
@@ -65,11 +65,11 @@ class Stack {
  public:
   const Frame& top() const { return frames_[depth_]; }
   const Frame& at(int depth) const { return frames_[depth]; }
-  int depth() const { return depth_; }  // 0: inside nothing but the message
+  int depth() const { return depth_; }  // 0: in the message itself
 
-  // Where an item of the top record stands: "children[2].server.name". The
-  // field may be null, then a number other than 0 names an unknown field.
-  // Elements count from 0; `more` are those met that are not counted yet.
+  // The path of an item of the top record: "children[2].server.name". If the
+  // field is null, a number other than 0 names an unknown field. Elements count
+  // from 0.
   std::string Path(const Field* field, uint32_t number) const;
 
   // The number of elements met so far of a repeated field of the top record.
@@ -95,7 +95,7 @@ enum class Problem : uint8_t {
   kBadUtf8,         // in a string
   kTooDeep,         // more than kMaxDepth
   kEndGroup,        // without a start, or another group's
-  kOpenGroup,       // a start without an end
+  kOpenGroup,       // a group without its end
   kZeroNumber,      // field number 0
   kNoSuchWireType,  // 6 and 7
 };
@@ -106,8 +106,8 @@ struct Error {
   Item item;       // as far as it was read; `begin` always is
 };
 
-// The reason in words: "varint longer than ten bytes". `start` is the first
-// byte of the input and `offset` its place in the file.
+// The reason as text: "varint longer than ten bytes". `start` is the first byte
+// of the input, and `offset` its offset in the file.
 std::string Reason(const Error& error, const Stack& stack, const char* start,
                    uint64_t offset);
 
@@ -122,22 +122,24 @@ struct WalkVisitor {
   void Packed(const Stack&, const Item&) {}
   void Element(const Stack&, const Item&) {}
   void PackedEnd(const Stack&, const Item&) {}
-  // A sub-message, map entry or (with no field) group, still outside of it; and
-  // its end, still inside. A group's end tag begins at `tail`; elsewhere it is
-  // the record's end.
+  // Enter: a sub-message, map entry or (without a field) group begins; the
+  // stack does not hold it yet. Leave: it ends; the stack still holds it.
+  // `tail` is the end tag of a group, otherwise the end of the record.
   void Enter(const Stack&, const Item&) {}
   void Leave(const Stack&, const char* /*tail*/) {}
-  // A value of no known field, or of a known one with another wire type.
+  // A value of an unknown field, or of a known field with another wire type.
   void Unknown(const Stack&, const Item&) {}
-  // Something the runtime would reject. True: go on behind what is broken.
+  // An error that makes the runtime reject the message. Returns whether to go
+  // on after the broken part.
   bool Fail(const Stack&, const Error&) { return false; }
-  // Bytes given up after an error with which the walk goes on, up to the end of
-  // the record around it. Open groups end there without a call of Leave.
-  // After bad UTF-8 nothing is given up: the item is whole.
+  // Bytes that are skipped after an error, up to the end of the record, if the
+  // walk goes on. Open groups end there without a call of Leave. After bad
+  // UTF-8 nothing is skipped, because the item is complete.
   void Skip(const Stack&, const char* /*from*/, const char* /*to*/) {}
 };
 
-// Reads a varint of up to `limit` bytes, 5 or 10; null where there is none.
+// Reads a varint of up to `limit` bytes, 5 or 10. Returns null if there is
+// none.
 inline const char* ReadVarint(const char* p, const char* end, int limit,
                               uint64_t* value) {
   uint64_t bits = 0;
@@ -174,7 +176,7 @@ class Walker {
     return accepted_;
   }
 
-  // Behind Run(): of the message itself, where it was walked to its end.
+  // After Run(): the stack of the message itself, if the walk reached its end.
   const Stack& stack() const { return stack_; }
 
  private:
@@ -182,10 +184,10 @@ class Walker {
   // Whether the end of the top record is that of the input.
   bool AtInputEnd() { return stack_.depth_ == 0 || top().clipped; }
 
-  // Each of these reads what it is named after and moves on, or reports what
-  // is wrong. Items go by reference, since copies of what was just written cost
-  // more than all else. What nearly every item passes is always inlined: left
-  // to itself the compiler calls it, and the walk takes a seventh longer.
+  // Each of these functions reads what its name says and moves on, or reports
+  // an error. Items are passed by reference: copies cost more than everything
+  // else. Functions that nearly every item needs are always inlined: otherwise
+  // the compiler calls them, and the walk takes a seventh longer.
   [[gnu::always_inline]] void Step();
   void End();
   [[gnu::always_inline]] void Known(Item& item);
@@ -203,7 +205,7 @@ class Walker {
     --stack_.depth_;
   }
 
-  // Enters the item into the top record's books and goes on behind it.
+  // Notes in the top record that the item was met, and goes on after it.
   [[gnu::always_inline]] void Done(const Item& item) {
     const Field& field = *item.field;
     Frame& frame = top();
@@ -213,11 +215,11 @@ class Walker {
     p_ = item.end;
   }
 
-  // Reports, and ends the walk or puts p_ where it can go on.
+  // Reports an error. Ends the walk, or sets p_ to where it can go on.
   void Broken(Problem problem, const char* at, const Item& item);
-  // A varint at p that is too long or that [p, end) cannot hold.
+  // Reports a varint at p that is too long or is cut off at `end`.
   void BrokenVarint(const char* p, const char* end, int limit, Item item);
-  // A value that the top record cannot hold.
+  // Reports a value that is longer than the top record.
   void Overrun(const Item& item) {
     if (AtInputEnd()) {
       Broken(Problem::kCutOff, top().end, item);
@@ -420,8 +422,8 @@ inline void Walker<Visitor>::Enter(const Item& item, bool clipped) {
   ++stack_.depth_;
 }
 
-// Reads a length. A record may be longer than the input has bytes left: what is
-// there of it can be walked.
+// Reads a length. A record may be longer than the rest of the input: the part
+// that is there can be walked.
 template <class Visitor>
 inline bool Walker<Visitor>::Length(Item* item, bool may_be_clipped) {
   const char* end = top().end;
@@ -437,7 +439,7 @@ inline bool Walker<Visitor>::Length(Item* item, bool may_be_clipped) {
       return false;
     }
     item->data = data;
-    // The runtime leaves room below INT_MAX for its own reckoning.
+    // The runtime keeps some room below INT_MAX for its own calculations.
     if (length > INT_MAX - 16) {
       Broken(Problem::kLongLength, data - 1, *item);
       return false;
@@ -488,7 +490,7 @@ void Walker<Visitor>::Broken(Problem problem, const char* at,
     p_ = item.end;
     return;
   }
-  // Where a group ends cannot be known any more.
+  // After an error the end of a group is not known.
   while (top().group != 0) Leave();
   Frame& frame = top();
   visitor_.Skip(stack_, item.begin, frame.end);
