@@ -26,6 +26,7 @@ bool IsMessage(const FieldDescriptor& field) {
 
 std::vector<const FieldDescriptor*> Fields(const Descriptor& type) {
   std::vector<const FieldDescriptor*> fields;
+  fields.reserve(type.field_count());
   for (int i = 0; i < type.field_count(); ++i) fields.push_back(type.field(i));
   return fields;
 }

@@ -249,7 +249,7 @@ void CollectNames(const Nodes& nodes, NodeNames* names) {
     for (const ChildTypes& grandchild : *node.children) {
       if (!grandchild.has_module()) continue;
       std::string& name = (*names)[grandchild.module().uuid()];
-      name = node.name + ", " + name;
+      name.insert(0, node.name + ", ");
     }
   }
 }

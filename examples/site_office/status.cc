@@ -10,27 +10,27 @@ namespace {
 
 struct Entry {
   int status;
-  const char* words;
   Tone tone;
+  const char* words;
 };
 
 // The most important comes first. A number that is not in this list may mean
 // anything, so it comes after the failures and before what ends by itself.
 constexpr int kUnknown = -1;
 constexpr Entry kStatuses[] = {
-    {tarn::power_outage, "no power", Tone::kBad},
-    {tarn::comm_error, "no contact", Tone::kBad},
-    {tarn::assy_conf_err, "assembly conflict", Tone::kBad},
-    {tarn::price_update_failure, "update failed", Tone::kBad},
-    {tarn::format_invalid, "invalid format", Tone::kBad},
-    {kUnknown, "status ", Tone::kWaiting},
-    {tarn::retry_mode, "retrying", Tone::kWaiting},
-    {tarn::price_update_uninitialized, "not initialized", Tone::kWaiting},
-    {tarn::price_sync_pending, "price pending", Tone::kWaiting},
-    {tarn::command_blank, "blanked", Tone::kWaiting},
-    {tarn::unused, "no status", Tone::kFaint},
-    {tarn::price_update_ok, "price updated", Tone::kGood},
-    {tarn::ok, "ok", Tone::kGood},
+    {tarn::power_outage, Tone::kBad, "no power"},
+    {tarn::comm_error, Tone::kBad, "no contact"},
+    {tarn::assy_conf_err, Tone::kBad, "assembly conflict"},
+    {tarn::price_update_failure, Tone::kBad, "update failed"},
+    {tarn::format_invalid, Tone::kBad, "invalid format"},
+    {kUnknown, Tone::kWaiting, "status "},
+    {tarn::retry_mode, Tone::kWaiting, "retrying"},
+    {tarn::price_update_uninitialized, Tone::kWaiting, "not initialized"},
+    {tarn::price_sync_pending, Tone::kWaiting, "price pending"},
+    {tarn::command_blank, Tone::kWaiting, "blanked"},
+    {tarn::unused, Tone::kFaint, "no status"},
+    {tarn::price_update_ok, Tone::kGood, "price updated"},
+    {tarn::ok, Tone::kGood, "ok"},
 };
 
 const Entry& Find(int status) {

@@ -1,6 +1,7 @@
 // Makes text from other programs safe for a terminal.
 #include "text.h"
 
+#include <uchar.h>
 #include <wchar.h>
 
 #include <clocale>
@@ -13,14 +14,14 @@ namespace {
 // first byte does not begin a character.
 struct Character {
   std::string_view bytes;
-  long code;
+  int32_t code;
 };
 
 Character TakeCharacter(std::string_view* text) {
   mbstate_t state = {};
-  wchar_t wide = 0;
-  size_t length = mbrtowc(&wide, text->data(), text->size(), &state);
-  long code = static_cast<long>(wide);
+  char32_t wide = 0;
+  size_t length = mbrtoc32(&wide, text->data(), text->size(), &state);
+  int32_t code = static_cast<int32_t>(wide);
   if (length == 0) length = 1;  // The character NUL.
   if (length > text->size()) {
     length = 1;
@@ -31,7 +32,7 @@ Character TakeCharacter(std::string_view* text) {
   return character;
 }
 
-bool ControlsTerminal(long code) {
+bool ControlsTerminal(int32_t code) {
   return code < 0x20 || (code >= 0x7f && code <= 0x9f) || code == 0x61c ||
          (code >= 0x200b && code <= 0x200f) ||
          (code >= 0x2028 && code <= 0x202e) ||

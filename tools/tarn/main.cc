@@ -145,20 +145,20 @@ ExitCode Run(Arguments arguments) {
 }  // namespace tarn::tool
 
 int main(int argc, char* argv[]) {
-  using namespace tarn::tool;
+  namespace tool = tarn::tool;
   // Writing to a closed pipe is then an error that the output knows about.
   std::signal(SIGPIPE, SIG_IGN);
   // The runtime's messages about bad input would only repeat those of tarn.
   google::protobuf::SetLogHandler(nullptr);
   try {
-    return Run(Arguments(argv + 1, argv + argc));
-  } catch (const HelpGiven&) {
-    return kFine;
-  } catch (const Failure& failure) {
-    Complain(failure.what());
+    return tool::Run(tool::Arguments(argv + 1, argv + argc));
+  } catch (const tool::HelpGiven&) {
+    return tool::kFine;
+  } catch (const tool::Failure& failure) {
+    tool::Complain(failure.what());
     return failure.code();
   } catch (const std::bad_alloc&) {
     // The size asked for is more than any memory has.
-    EndWithoutMemory();
+    tool::EndWithoutMemory();
   }
 }

@@ -49,7 +49,7 @@ void PrintTerm(const std::string& term, const std::string& what,
 
 std::string OptionTerm(const Parameter& option) {
   if (option.value.empty()) return option.name;
-  const std::string term = option.name + " " + option.value;
+  std::string term = option.name + " " + option.value;
   if (option.choices.empty()) return term;
   return term + ":{" + CLI::detail::join(option.choices, ",") + "}";
 }

@@ -89,7 +89,7 @@ class JsonChecker {
   bool Step() {
     Level& level = levels_.back();
     const char close = level.list ? ']' : '}';
-    char c = Next();
+    const char c = Next();
     if (c == close) {
       ++at_;
       CloseUnknown(at_ - 1);
@@ -104,7 +104,7 @@ class JsonChecker {
       }
       CloseUnknown(at_ + 1);
       comma = at_++;
-      c = Next();
+      Next();
     }
     first_ = false;
     expected_ = level.inside;

@@ -49,7 +49,7 @@ bool IsPlain(std::string_view text) {
 }
 
 std::string InQuotesIfNeeded(std::string_view text) {
-  const std::string clipped = Shortened(text);
+  std::string clipped = Shortened(text);
   if (IsPlain(clipped)) return clipped;
   std::string quoted;
   WriteQuoted(clipped, [&](std::string_view piece) { quoted += piece; });

@@ -58,7 +58,7 @@ void WriteName(const NodeName& name, JsonWriter* json) {
 }
 
 std::string LabelOf(const std::string& kind, const Message* node) {
-  const std::string word = KindWord(kind);
+  std::string word = KindWord(kind);
   if (node == nullptr) return word;
   const std::string name = TextField(*node, "name");
   if (!name.empty()) return word + ' ' + InQuotes(name, kNameColumns);

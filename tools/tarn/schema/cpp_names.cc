@@ -15,7 +15,7 @@ std::string ClassName(const Type& type) {
   std::string name = type.name();
   for (const Descriptor* outer = type.containing_type(); outer != nullptr;
        outer = outer->containing_type()) {
-    name = outer->name() + "_" + name;
+    name.insert(0, outer->name() + "_");
   }
   return type.file()->package() + "::" + name;
 }

@@ -8,8 +8,6 @@ namespace {
 
 using google::protobuf::Descriptor;
 using google::protobuf::DescriptorPool;
-using google::protobuf::EnumDescriptor;
-using google::protobuf::EnumValueDescriptor;
 using google::protobuf::FieldDescriptor;
 
 [[noreturn]] void Unknown(const Schema& schema, const std::string& name) {
