@@ -3,6 +3,16 @@
 
 namespace tarn::tool {
 
+JsonWriter& JsonWriter::Key(std::string_view name) {
+  Separate();
+  if (indented_) BeginLine();
+  out_.Write('"');
+  out_.Write(name);
+  out_.Write(indented_ ? "\": " : "\":");
+  separate_ = false;
+  return *this;
+}
+
 void JsonWriter::String(std::string_view text) { Value().JsonString(text); }
 
 void JsonWriter::Bool(bool value) { Value().Write(value ? "true" : "false"); }

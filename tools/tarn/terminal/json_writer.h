@@ -38,15 +38,7 @@ class JsonWriter {
 
   // The name of the next member: lowerCamelCase, or a name of the schema.
   // Neither has a character that needs an escape.
-  JsonWriter& Key(std::string_view name) {
-    Separate();
-    if (indented_) BeginLine();
-    out_.Write('"');
-    out_.Write(name);
-    out_.Write(indented_ ? "\": " : "\":");
-    separate_ = false;
-    return *this;
-  }
+  JsonWriter& Key(std::string_view name);
 
   // UTF-8, escaped as Output::JsonString() does.
   void String(std::string_view text);
