@@ -22,7 +22,7 @@ struct Options {
   InputOptions input;
   OutputOptions output;
   std::string type;
-  std::vector<std::string> only;
+  std::set<int32_t> only;  // statuses
   int depth = kMaxDepth;
   Form form = Form::kText;
 };
@@ -55,8 +55,7 @@ void ExplainRefusal(const InputOptions& options,
     return;
   }
   const Damage damage = Assess(*best.type, record.bytes, record.offset);
-  Complain(Place(options, record, damage.offset) +
-           (damage.path.empty() ? "" : damage.path + ": ") + damage.reason +
+  Complain(ErrorAt(options, record, damage.offset, damage.path, damage.reason) +
            " (read as " + best.type->descriptor->full_name() + "; see --type)");
 }
 
@@ -122,7 +121,7 @@ ExitCode Draw(const Options& options, const std::vector<const Type*>& types,
   if (message == nullptr) return kMalformed;
   const std::vector<Node> nodes = NodesOf(*message);
   const std::vector<Branch> branches =
-      SelectBranches(nodes, options.depth, StatusesOf(options.only));
+      SelectBranches(nodes, options.depth, options.only);
   const std::string heading = HeadingOf(types, record);
   switch (options.form) {
     case Form::kText:
@@ -160,8 +159,9 @@ ExitCode RunTree(const Command& command, const Arguments& arguments) {
       .add_option("--type", options.type,
                   "Type of the message; if not given, tarn finds it")
       ->type_name("TYPE");
+  std::vector<std::string> only;
   line.app()
-      .add_option("--only", options.only,
+      .add_option("--only", only,
                   "Draw only nodes with one of these statuses, and the nodes "
                   "above them: comm_error,power_outage")
       ->delimiter(',')
@@ -182,7 +182,7 @@ ExitCode RunTree(const Command& command, const Arguments& arguments) {
                                      : Form::kText;
 
   Schema schema;
-  StatusesOf(options.only);
+  options.only = StatusesOf(only);
   const Type* type = nullptr;
   if (!options.type.empty()) {
     type = &schema.Find(options.type);
