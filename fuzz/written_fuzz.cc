@@ -3,7 +3,6 @@
 // names and values must find nothing in text that the runtime takes. The first
 // byte of the input chooses the message type, the second text or JSON; the rest
 // is the message.
-#include <google/protobuf/io/tokenizer.h>
 #include <google/protobuf/message.h>
 #include <google/protobuf/text_format.h>
 #include <google/protobuf/util/json_util.h>
@@ -15,6 +14,7 @@
 
 #include "encoding.h"
 #include "failure.h"
+#include "ignore_errors.h"
 #include "text_check.h"
 #include "walker.h"
 
@@ -30,13 +30,8 @@ using tarn::tool::Type;
   std::abort();
 }
 
-class IgnoreErrors : public google::protobuf::io::ErrorCollector {
- public:
-  void AddError(int, int, const std::string&) override {}
-};
-
 bool ReadText(std::string_view text, Message* message) {
-  IgnoreErrors errors;
+  tarn::tool::IgnoreErrors errors;
   google::protobuf::TextFormat::Parser parser;
   parser.RecordErrorsTo(&errors);
   parser.SetRecursionLimit(tarn::tool::kMaxDepth);

@@ -1,7 +1,6 @@
 // What the tool says of a wrong text is about a text that the runtime refuses.
 #include "text_check.h"
 
-#include <google/protobuf/io/tokenizer.h>
 #include <google/protobuf/text_format.h>
 #include <gtest/gtest.h>
 
@@ -12,15 +11,11 @@
 #include <string>
 
 #include "encoding.h"
+#include "ignore_errors.h"
 #include "walker.h"
 
 namespace tarn::tool {
 namespace {
-
-class IgnoreErrors : public google::protobuf::io::ErrorCollector {
- public:
-  void AddError(int, int, const std::string&) override {}
-};
 
 bool RuntimeTakes(const Type& type, const std::string& text) {
   IgnoreErrors errors;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "reasons.h"
 #include "secrets.h"
 
 namespace tarn::tool {
@@ -129,21 +130,20 @@ class JsonChecker {
       return true;
     }
     if (name.find('\\') != name.npos) return true;
-    std::vector<std::string> names;
-    for (const Field& field : level.inside.type->fields) {
+    const Type& type = *level.inside.type;
+    for (const Field& field : type.fields) {
       if (field.kind == Kind::kNone) continue;
-      names.push_back(field.descriptor->json_name());
-      if (name == field.name || name == names.back()) {
-        expected_ = {level.inside.type, &field};
+      if (name == field.name || name == field.descriptor->json_name()) {
+        expected_ = {&type, &field};
         return Once(field, begin) && (AtNull() || Alone(field, begin));
       }
     }
-    const Type& type = *level.inside.type;
-    return Fail(begin,
-                type.descriptor->full_name() +
-                    (type.secret ? " has no such field"
-                                 : " has no field " + std::string(name)) +
-                    DidYouMean(name, names));
+    std::vector<std::string> names;
+    for (const Field& field : type.fields) {
+      if (field.kind == Kind::kNone) continue;
+      names.push_back(field.descriptor->json_name());
+    }
+    return Fail(begin, NoSuchField(type, name, names));
   }
 
   // Reports a field that is there twice.
@@ -151,7 +151,7 @@ class JsonChecker {
     uint64_t& seen = levels_.back().seen;
     const uint64_t bit = uint64_t{1} << field.number;
     if ((seen & bit) != 0) {
-      return Fail(begin, field.descriptor->full_name() + " is there twice");
+      return Fail(begin, FieldTwice(field));
     }
     seen |= bit;
     return true;
@@ -161,9 +161,7 @@ class JsonChecker {
   bool Alone(const Field& field, size_t begin) {
     uint64_t& set = levels_.back().set;
     if ((set & field.other_members) != 0) {
-      return Fail(begin, "another member of " +
-                             field.descriptor->containing_oneof()->full_name() +
-                             " is there already");
+      return Fail(begin, OtherMemberIsSet(field));
     }
     set |= uint64_t{1} << field.number;
     return true;
@@ -217,10 +215,7 @@ class JsonChecker {
                   MaskedReason(expected_.field->descriptor->full_name()));
     }
     if (test_ != nullptr && !test_(*expected_.type, *expected_.field, value)) {
-      return Fail(begin,
-                  (expected_.field->maskable ? "this" : std::string(value)) +
-                      " is no value for " +
-                      expected_.field->descriptor->full_name());
+      return Fail(begin, NoValueOf(*expected_.field, value));
     }
     return true;
   }

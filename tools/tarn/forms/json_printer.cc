@@ -155,14 +155,12 @@ class UnknownFieldLister : public WalkVisitor {
     out_.Write(",\"wireType\":\"group\"}");
   }
   void Unknown(const Stack& stack, const Item& item) {
-    constexpr std::string_view kNames[] = {"varint", "fixed64", "length",
-                                           "",       "",        "fixed32"};
     Begin(stack, item);
     if (IsMasked(style_, nullptr)) {
       return out_.Write(",\"wireType\":\"***\",\"value\":\"***\"}");
     }
     out_.Write(",\"wireType\":\"");
-    out_.Write(kNames[item.wire()]);
+    out_.Write(kWireNames[item.wire()]);
     out_.Write(item.wire() == 2 ? "\",\"base64\":\"" : "\",\"value\":\"");
     if (item.wire() == 2) {
       out_.Base64(item.bytes());

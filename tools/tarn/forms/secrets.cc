@@ -6,6 +6,7 @@
 
 #include <algorithm>
 
+#include "ignore_errors.h"
 #include "walker.h"
 
 namespace tarn::tool {
@@ -25,11 +26,6 @@ class CanonicalOrder : public WalkVisitor {
   void Unknown(const Stack&, const Item&) { odd = true; }
 
   bool odd = false;
-};
-
-class IgnoreErrors : public io::ErrorCollector {
- public:
-  void AddError(int, int, const std::string&) override {}
 };
 
 // Whether a line is a comment about a field that was masked.

@@ -30,10 +30,6 @@ struct Span {
   bool known() const { return item != nullptr && item->field != nullptr; }
 };
 
-// The name of a wire type.
-inline constexpr std::string_view kWireNames[] = {
-    "varint", "fixed64", "length", "start", "end", "fixed32"};
-
 inline int VarintSize(uint64_t value) {
   return static_cast<int>(
       google::protobuf::io::CodedOutputStream::VarintSize64(value));

@@ -9,17 +9,14 @@
 #include <cstdint>
 #include <vector>
 
+#include "ignore_errors.h"
+#include "reasons.h"
+
 namespace tarn::tool {
 namespace {
 
 using google::protobuf::io::ArrayInputStream;
-using google::protobuf::io::ErrorCollector;
 using google::protobuf::io::Tokenizer;
-
-class IgnoreErrors : public ErrorCollector {
- public:
-  void AddError(int, int, const std::string&) override {}
-};
 
 class TextChecker {
  public:
@@ -81,25 +78,23 @@ class TextChecker {
     if (At(":")) Next();
     if (field->repeated && At("[")) {
       Next();
-      if (!At("]")) return Value(*field, field);
+      if (!At("]")) return Value(*field, true);
       Next();
       return Separator();
     }
-    Value(*field, nullptr);
+    Value(*field, false);
   }
 
   const Field* FieldByName(const std::string& name) {
-    std::vector<std::string> names;
-    for (const Field& field : levels_.back().type->fields) {
-      if (field.kind == Kind::kNone) continue;
-      if (field.name == name) return &field;
-      names.emplace_back(field.name);
-    }
     const Type& type = *levels_.back().type;
-    Fail(offset_,
-         type.descriptor->full_name() +
-             (type.secret ? " has no such field" : " has no field " + name) +
-             DidYouMean(name, names));
+    if (const auto* found = type.descriptor->FindFieldByName(name)) {
+      return type.Find(found->number());
+    }
+    std::vector<std::string> names;
+    for (const Field& field : type.fields) {
+      if (field.kind != Kind::kNone) names.emplace_back(field.name);
+    }
+    Fail(offset_, NoSuchField(type, name, names));
     return nullptr;
   }
 
@@ -109,23 +104,21 @@ class TextChecker {
     uint64_t& seen = levels_.back().seen;
     const uint64_t bit = uint64_t{1} << field.number;
     if (!field.repeated && (seen & bit) != 0) {
-      Fail(offset_, field.descriptor->full_name() + " is there twice");
+      Fail(offset_, FieldTwice(field));
     } else if ((seen & field.other_members) != 0) {
-      Fail(offset_, "another member of " +
-                        field.descriptor->containing_oneof()->full_name() +
-                        " is there already");
+      Fail(offset_, OtherMemberIsSet(field));
     }
     seen |= bit;
     return problem_.reason.empty();
   }
 
   // Reads a value of a field, or an element of a list in brackets.
-  void Value(const Field& field, const Field* list) {
+  void Value(const Field& field, bool in_list) {
     if (!more_) return;
     if (field.kind == Kind::kMessage) {
       if (!At("{") && !At("<")) return Stop();
       Next();
-      levels_.push_back({field.type, list});
+      levels_.push_back({field.type, in_list ? &field : nullptr});
       return;
     }
     const size_t begin = offset_;
@@ -135,9 +128,7 @@ class TextChecker {
     const Tokenizer::Token value = token();
     if (!Takes(field, value, negative)) {
       const std::string shown = (negative ? "-" : "") + value.text;
-      return Fail(begin,
-                  (field.maskable ? "this" : shown) + " is no value for " +
-                      field.descriptor->full_name() + Suggestion(field, value));
+      return Fail(begin, NoValueOf(field, shown) + Suggestion(field, value));
     }
     Next();
     // Strings that follow one another are one text.
@@ -145,14 +136,14 @@ class TextChecker {
            token().type == Tokenizer::TYPE_STRING) {
       Next();
     }
-    if (list != nullptr) return AfterElement(*list);
+    if (in_list) return AfterElement(field);
     Separator();
   }
 
   void AfterElement(const Field& list) {
     if (At(",")) {
       Next();
-      return Value(list, &list);
+      return Value(list, true);
     }
     if (!At("]")) return Stop();
     Next();

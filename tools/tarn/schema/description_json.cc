@@ -14,9 +14,6 @@ using google::protobuf::EnumValueDescriptor;
 using google::protobuf::FieldDescriptor;
 using google::protobuf::OneofDescriptor;
 
-constexpr const char* kWireTypes[] = {"varint", "fixed64", "length",
-                                      "start",  "end",     "fixed32"};
-
 class Describer {
  public:
   Describer(Schema* schema, Output* output) : schema_(*schema), json_(output) {}
@@ -86,7 +83,7 @@ class Describer {
     json_.Key("repeated").Bool(field.is_repeated());
     const uint32_t tag = TagOf(TableOf(&schema_, field));
     json_.Key("tag").String(HexOfVarint(tag));
-    json_.Key("wireType").String(kWireTypes[tag & 7]);
+    json_.Key("wireType").String(kWireNames[tag & 7]);
     json_.Key("jsonName").String(field.json_name());
     if (field.containing_oneof() != nullptr) {
       json_.Key("oneof").String(field.containing_oneof()->full_name());

@@ -28,6 +28,10 @@ enum class Kind : uint8_t {
   kMessage,  // map entries too
 };
 
+// The name of a wire type from 0 to 5, as JSON and tables have it.
+inline constexpr std::string_view kWireNames[] = {
+    "varint", "fixed64", "length", "start", "end", "fixed32"};
+
 struct Enum {
   const google::protobuf::EnumDescriptor* descriptor;
   std::vector<std::string_view> names;  // by number; empty: not declared

@@ -1,0 +1,24 @@
+// What is said of a wrong field or value in a message that people write: the
+// same for the text format and JSON. Nothing of a message with a pass phrase is
+// quoted.
+#ifndef TOOLS_TARN_REASONS_H_
+#define TOOLS_TARN_REASONS_H_
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "schema.h"
+
+namespace tarn::tool {
+
+// `names`: those of all fields of the type, as the form spells them.
+std::string NoSuchField(const Type& type, std::string_view name,
+                        const std::vector<std::string>& names);
+std::string FieldTwice(const Field& field);
+std::string OtherMemberIsSet(const Field& field);
+std::string NoValueOf(const Field& field, std::string_view value);
+
+}  // namespace tarn::tool
+
+#endif  // TOOLS_TARN_REASONS_H_
