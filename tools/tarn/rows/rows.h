@@ -3,8 +3,8 @@
 //
 // One table, `node`, holds the nodes of all trees, and one, `status`, the
 // entries of all maps. Every other type of message that holds values of its
-// own has a table of its name. `record` has one row for each message. Tables and
-// columns follow from the descriptors: a new field appears by itself.
+// own has a table of its name. `record` has one row for each message. Tables
+// and columns follow from the descriptors: a new field appears by itself.
 #ifndef TOOLS_TARN_ROWS_H_
 #define TOOLS_TARN_ROWS_H_
 
@@ -53,8 +53,7 @@ struct RowOrigin {
 };
 
 // Takes one row: a value for each column. The table is one of RowTables().
-using RowSink =
-    std::function<void(const Table&, const std::vector<RowValue>&)>;
+using RowSink = std::function<void(const Table&, const std::vector<RowValue>&)>;
 
 // Hands over the rows of a message, those of a node before those of the nodes
 // below it. The rows hold all known fields except `Wifi.pass`.
