@@ -267,7 +267,9 @@ class PlanMaker {
          "those below it. Together with `site` and `sequence` it is a key."},
         {"parent", ColumnType::kInteger,
          "The `position` of the node above. NULL: a top node."},
-        {"parent_uuid", ColumnType::kText, "The `uuid` of the node above."},
+        {"parent_uuid", ColumnType::kText,
+         "The `uuid` of the node above. NULL: it has none, or one of more than "
+         "64 bytes, which only its own row shows."},
         {"field", ColumnType::kText,
          "Field that holds the node: `children`, `mod_list[0].modsAvailable`. "
          "NULL: the message is the node itself."},

@@ -76,6 +76,10 @@ enum NodeColumn {
   kNodeKind,
   kNodeColumns
 };
+// Every child repeats the uuid of its parent: a long one would make of a small
+// message very many rows of its size.
+inline constexpr size_t kMostOfParentUuid = 64;
+
 enum RecordColumn { kRecordType = kOriginColumns };
 enum StatusColumn {
   kStatusField = kOriginColumns,

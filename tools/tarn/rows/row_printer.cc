@@ -17,6 +17,8 @@ std::string_view NameOfNoNumber(double value) {
 }
 
 void WriteDigits(double value, Output* output) {
+  // Readers take -0 for an integer, which has no sign.
+  if (value == 0 && std::signbit(value)) return output->Write("-0.0");
   char* const p = output->Reserve(32);
   output->Advance(std::to_chars(p, p + 32, value).ptr);
 }

@@ -378,6 +378,8 @@ void RowWriter::WriteNode(int place, const Message& item) {
   uuid_ = kind->uuid == nullptr
               ? RowValue()
               : ValueOf(*kind->uuid, *node, *node->GetReflection());
+  const auto* uuid = std::get_if<std::string_view>(&uuid_);
+  if (uuid != nullptr && uuid->size() > kMostOfParentUuid) uuid_ = RowValue();
   depth_ = siblings.depth;
   children_ = 0;
   const size_t above = levels_.size();
