@@ -1,6 +1,8 @@
-// Writing to standard output, and the escapes of text, JSON and terminals.
+// Writing to standard output and files, and the escapes of text, JSON and
+// terminals.
 #include "output.h"
 
+#include <fcntl.h>
 #include <google/protobuf/stubs/strutil.h>
 #include <unistd.h>
 
@@ -107,34 +109,50 @@ char* PutUnicodeEscape(char* out, uint32_t unit) {
 // Global, because there is only one standard output.
 bool reader_has_gone = false;
 
-void WriteOut(const char* p, size_t size) {
-  while (size > 0 && !reader_has_gone) {
-    const ssize_t written = ::write(STDOUT_FILENO, p, size);
+}  // namespace
+
+Output::Output(int fd, const std::string& name)
+    : fd_(fd),
+      name_(name),
+      buffer_(new char[kBufferSize]),
+      capacity_(kBufferSize),
+      end_(buffer_.get()),
+      limit_(end_ + kBufferSize),
+      terminal_(::isatty(fd) != 0),
+      color_(false) {}
+
+Output::Output(const std::string& color)
+    : Output(STDOUT_FILENO, "standard output") {
+  const char* no_color = std::getenv("NO_COLOR");
+  color_ = color == "always" || (color == "auto" && terminal_ &&
+                                 (no_color == nullptr || *no_color == '\0'));
+}
+
+std::unique_ptr<Output> Output::ToFile(const std::string& file) {
+  const int fd =
+      ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (fd < 0) throw Failure(kInputOutput, file + ": " + std::strerror(errno));
+  return std::unique_ptr<Output>(new Output(fd, file));
+}
+
+Output::~Output() {
+  if (fd_ != STDOUT_FILENO) ::close(fd_);
+}
+
+void Output::WriteOut(const char* p, size_t size) const {
+  while (size > 0 && !(fd_ == STDOUT_FILENO && reader_has_gone)) {
+    const ssize_t written = ::write(fd_, p, size);
     if (written < 0) {
       if (errno == EINTR) continue;
-      if (errno == EPIPE) {
+      if (errno == EPIPE && fd_ == STDOUT_FILENO) {
         reader_has_gone = true;
         return;
       }
-      throw Failure(kInputOutput,
-                    std::string("standard output: ") + std::strerror(errno));
+      throw Failure(kInputOutput, name_ + ": " + std::strerror(errno));
     }
     p += written;
     size -= written;
   }
-}
-
-}  // namespace
-
-Output::Output(const std::string& color)
-    : buffer_(new char[kBufferSize]),
-      capacity_(kBufferSize),
-      end_(buffer_.get()),
-      limit_(end_ + kBufferSize),
-      terminal_(::isatty(STDOUT_FILENO) != 0) {
-  const char* no_color = std::getenv("NO_COLOR");
-  color_ = color == "always" || (color == "auto" && terminal_ &&
-                                 (no_color == nullptr || *no_color == '\0'));
 }
 
 void Output::MakeRoom(size_t size) {

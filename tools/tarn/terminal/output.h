@@ -1,4 +1,4 @@
-// Standard output: buffered, with escapes that protect the terminal.
+// Standard output or a file: buffered, with escapes that protect the terminal.
 #ifndef TOOLS_TARN_OUTPUT_H_
 #define TOOLS_TARN_OUTPUT_H_
 
@@ -19,6 +19,9 @@ class Output {
   // `color` is auto, always or never; auto uses colours on a terminal unless
   // NO_COLOR is set.
   explicit Output(const std::string& color = "auto");
+  // Writes to a file instead, which is made, or emptied first.
+  static std::unique_ptr<Output> ToFile(const std::string& file);
+  ~Output();
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
 
@@ -78,11 +81,16 @@ class Output {
   void ExpectRawBytes() const;
 
   // If nobody reads standard output any more, drops what is written silently.
+  // What is not flushed is lost.
   void Flush();
 
  private:
+  Output(int fd, const std::string& name);
   void MakeRoom(size_t size);
+  void WriteOut(const char* p, size_t size) const;
 
+  const int fd_;
+  const std::string name_;
   std::unique_ptr<char[]> buffer_;
   size_t capacity_;
   char* end_;
