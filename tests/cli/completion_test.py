@@ -38,6 +38,8 @@ CASES = (
     ("tarn describe Server.", {"Server.name", "Server.status"}, {"Server"}),
     ("tarn describe StatusCodes.r", {"StatusCodes.retry_mode"}, ALL),
     ("tarn diff Server capture.bin ", FILES, ALL),
+    ("tarn rows --table pr", {"price", "product"}, ALL),
+    ("tarn rows Server --folder ", FILES, ALL),
     ("tarn sample net", {"network"}, {"Server"}),
     ("tarn status ", FILES, ALL),
     ("tarn tree --type Mods", {"ModsAvailable", "ModsConfigured"}, ALL),

@@ -17,7 +17,7 @@ from wire import varint
 # Members that are objects with names of the schema for their keys.
 BY_NAME = {"address", "below", "along"}
 LISTS = {"spans", "findings", "usedIn", "fields", "values", "accessors", "differences",
-         "candidates", "parts", "types", "children"}
+         "candidates", "parts", "types", "children", "columns"}
 FRAMED = ["--frame=varint", "--keep-going"]
 
 
@@ -81,6 +81,7 @@ def outputs():
     nodes, _ = stream_of("ModsConfigured")
     yield "tree", run(["tree", "--type=ModsConfigured", *FRAMED], nodes), None
     yield "tree", run(["tree"]), 1
+    yield "rows", run(["rows", "--columns"]), None
     network = CORPUS / "valid" / "ModsConfigured"
     files = sorted(network.glob("*.binpb"))
     for before in files:

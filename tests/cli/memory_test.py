@@ -56,6 +56,9 @@ def verbs(file):
     yield ["tree"], NODES
     yield ["tree", "--dot"], NODES
     yield ["tree", "--json"], NODES
+    yield ["rows", "ModsConfigured", "--table=node"], NODES
+    yield ["rows", "NetworkStatusReport", "--to=ndjson"], REPORT
+    yield ["rows", "--columns"], b""
     yield ["status"], REPORT
     yield ["status", "--json"], REPORT
     yield ["diff", "ModsConfigured", file, "-"], NODES
@@ -131,6 +134,8 @@ def check_bounds(base):
     for arguments, given in ((["tree", "--type=ModsConfigured"], nodes),
                              (["tree", "--type=ModsConfigured", "--json"], nodes),
                              (["tree", "--type=ModsConfigured", "--dot"], nodes),
+                             (["rows", "ModsConfigured", "--table=node"], nodes),
+                             (["rows", "NetworkStatusReport", "--to=ndjson"], report),
                              (["status"], report),
                              (["status", "--json"], report)):
         done = run([*arguments, "--from=binary"], given, base + FACTOR * len(given))

@@ -38,6 +38,22 @@ def check_long_names():
     assert len(shown) < 10 * len(report) and "\\…" in shown.decode(), len(shown)
 
 
+def check_rows():
+    # 10,000 children below the long name, and 200,000 empty nodes at the lowest level of a tree.
+    long = b"x" * 18000
+    for key in 1, 4:  # name, uuid
+        nodes = field(1, field(2, field(key, long) + field(7, field(4, b"")) * 10000))
+        shown, _ = run(["rows", "ModsConfigured", "--from=binary", "--to=ndjson"], nodes)
+        assert shown.count(b"\n") == 10002 and len(shown) < 10 ** 7, (key, len(shown))
+    nodes = field(7, b"") * 200000
+    for _ in range(48):
+        nodes = field(7, field(2, nodes))
+    nodes = field(1, field(2, nodes))
+    shown, _ = run(["rows", "ModsConfigured", "--from=binary", "--table=node"], nodes)
+    assert shown.count(b"\n") == 200050, shown.count(b"\n")
+    assert len(shown) < 400 * 200000, len(shown)
+
+
 def check_samples():
     for shape in ((100000, 100, 0), (100000, 100000, 0), (100000, 1, 1), (100000, 100000, 100000),
                   (2, 100000, 1), (100000, 2, 0)):
@@ -54,5 +70,6 @@ def check_samples():
 
 
 check_long_names()
+check_rows()
 check_samples()
 print("the limits hold")

@@ -116,6 +116,7 @@ def check_verbs(folder):
         check(["decode", "Wifi", *framed, *options], stream)
     check(["annotate", "Wifi", *framed], stream)
     check(["annotate", "Wifi", "--json", *framed], stream)
+    check(["rows", "Wifi", "--to=ndjson", *framed], stream)
     check(["check", "Wifi", "--fail-on=advice", *framed], stream)
     check(["check", "Wifi", "--json", *framed], stream)
     check(["guess", *framed], stream)

@@ -61,6 +61,10 @@ def check_full_disk(fine, other):
         on_full_disk(arguments, UNKNOWN)
     for arguments in ["tree"], ["tree", "--json"], ["tree", "--dot"]:
         on_full_disk([*arguments, "--type=ModsConfigured"], NODES)
+    for arguments in ["--columns"], ["--columns", "--json"]:
+        on_full_disk(["rows", *arguments])
+    for arguments in ["--table=status"], ["--to=ndjson"]:
+        on_full_disk(["rows", "NetworkStatusReport", *arguments], REPORT)
     for arguments in ["status"], ["status", "--json"]:
         on_full_disk(arguments, REPORT)
     for form in "binary", "hex", "base64":
@@ -83,6 +87,8 @@ def check_closed_pipe(fine, other, broken):
     for arguments in ["list"], ["--version"], ["help"], ["sample", "Server"], ["guess"]:
         unread(arguments, 0, FINE)
     unread(["tree", "--type=ModsConfigured"], 0, NODES)
+    unread(["rows", "ModsConfigured", "--table=node"], 0, NODES)
+    unread(["rows", "Server", "--to=ndjson"], 3, MALFORMED)
     unread(["status"], 0, REPORT)
 
 

@@ -8,6 +8,7 @@
 #include "hidden.h"
 #include "nodes.h"
 #include "output.h"
+#include "rows.h"
 #include "schema.h"
 
 namespace tarn::tool {
@@ -121,7 +122,10 @@ class Candidates {
       Names(word);
     } else if (value == "STATUS,...") {
       Statuses(word);
-    } else if (value == "FILE" || value == "A" || value == "B") {
+    } else if (value == "TABLE") {
+      for (const Table& table : RowTables()) Add(table.name, table.comment);
+    } else if (value == "FILE" || value == "A" || value == "B" ||
+               value == "DIR") {
       output_.Write("files\n");
     }
   }

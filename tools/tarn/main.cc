@@ -32,6 +32,7 @@ constexpr Command kCommands[] = {
     {"fingerprint", RunFingerprint, "Show a short checksum of the schema"},
     {"guess", RunGuess, "List the types that some bytes may have"},
     {"list", RunList, "List the message types and enums"},
+    {"rows", RunRows, "Turn messages into rows of tables, as CSV or JSON"},
     {"sample", RunSample, "Make believable test messages"},
     {"status", RunStatus, "Show a status report as a table, worst first"},
     {"tree", RunTree, "Draw the nodes of a sign network as a tree"},

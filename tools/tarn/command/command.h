@@ -28,6 +28,7 @@ ExitCode RunEncode(const Command& command, const Arguments& arguments);
 ExitCode RunFingerprint(const Command& command, const Arguments& arguments);
 ExitCode RunGuess(const Command& command, const Arguments& arguments);
 ExitCode RunList(const Command& command, const Arguments& arguments);
+ExitCode RunRows(const Command& command, const Arguments& arguments);
 ExitCode RunSample(const Command& command, const Arguments& arguments);
 ExitCode RunStatus(const Command& command, const Arguments& arguments);
 ExitCode RunTree(const Command& command, const Arguments& arguments);
