@@ -2,10 +2,12 @@
 #include "fleet.h"
 
 #include <google/protobuf/descriptor.h>
+#include <google/protobuf/descriptor.pb.h>
 #include <tarn/Network.pb.h>
 #include <tarn/Tarn.pb.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <fstream>
 #include <sstream>
 
@@ -62,6 +64,10 @@ std::string PriceSubject(std::string_view site) {
   return Subject(site, "Prices.set");
 }
 
+std::string OrderKey(uint64_t sequence) {
+  return "prices-" + std::to_string(sequence);
+}
+
 Message* NewMessage(std::string_view type, google::protobuf::Arena* arena) {
   const auto* descriptor =
       DescriptorPool::generated_pool()->FindMessageTypeByName(
@@ -70,8 +76,9 @@ Message* NewMessage(std::string_view type, google::protobuf::Arena* arena) {
   if (descriptor == nullptr || descriptor->options().map_entry()) {
     return nullptr;
   }
-  return MessageFactory::generated_factory()->GetPrototype(descriptor)->New(
-      arena);
+  return MessageFactory::generated_factory()
+      ->GetPrototype(descriptor)
+      ->New(arena);
 }
 
 const char kServerHelp[] =
@@ -99,4 +106,102 @@ bool SetServerOption(std::string_view name, const std::string& value,
   }
   return true;
 }
+
+Connection Connect(const Server& server, const char* name, bool patient) {
+  natsOptions* made = nullptr;
+  Expect(natsOptions_Create(&made), "NATS library");
+  const Options options(made);
+  std::vector<const char*> urls;
+  for (const std::string& url : server.urls) urls.push_back(url.c_str());
+  Expect(
+      natsOptions_SetServers(made, urls.data(), static_cast<int>(urls.size())),
+      "--server");
+  natsOptions_SetName(made, name);
+  natsOptions_SetCustomInboxPrefix(made, server.inbox.c_str());
+  natsOptions_SetErrorHandler(made, Report, nullptr);
+  natsOptions_SetTimeout(made, 5000);
+  // Connects again for ever, after 0.5 to 1.5 s each time, so that a fleet does
+  // not come back all at once. Without a server a publish fails at once.
+  natsOptions_SetMaxReconnect(made, -1);
+  natsOptions_SetReconnectWait(made, 500);
+  natsOptions_SetReconnectJitter(made, 1000, 1000);
+  natsOptions_SetReconnectBufSize(made, 0);
+  natsOptions_SetFailRequestsOnDisconnect(made, true);
+  if (patient) {
+    natsOptions_SetRetryOnFailedConnect(
+        made, true, [](natsConnection*, void*) {}, nullptr);
+  }
+  if (!server.creds.empty()) {
+    Expect(natsOptions_SetUserCredentialsFromFiles(made, server.creds.c_str(),
+                                                   nullptr),
+           server.creds);
+  }
+  if (!server.nkey.empty()) {
+    Expect(
+        natsOptions_SetNKeyFromSeed(
+            made, PublicKey(server.nkey + ".pub").c_str(), server.nkey.c_str()),
+        server.nkey);
+  }
+  if (!server.tls_ca.empty()) {
+    Expect(natsOptions_SetSecure(made, true), "TLS");
+    Expect(natsOptions_LoadCATrustedCertificates(made, server.tls_ca.c_str()),
+           server.tls_ca);
+  }
+  natsConnection* connection = nullptr;
+  const natsStatus status = natsConnection_Connect(&connection, made);
+  if (status != NATS_NOT_YET_CONNECTED) Expect(status, server.urls.front());
+  return Connection(connection);
+}
+
+void ExpectOpen(natsConnection* connection) {
+  if (!natsConnection_IsClosed(connection)) return;
+  const char* reason = nullptr;
+  const natsStatus status = natsConnection_GetLastError(connection, &reason);
+  throw Failure(kInputOutput, "the connection has ended: " + Explain(status));
+}
+
+std::string Explain(natsStatus status, int code) {
+  switch (code) {
+    case JSStreamNotFoundErr:
+      return "the server has no such stream; start an office, which makes it";
+    case JSStreamStoreFailedErr:
+    case JSInsufficientResourcesErr:
+    case JSStorageResourcesExceededErr:
+      return "the store is full; see whether an office runs, or enlarge it";
+    case JSStreamMessageExceedsMaximumErr:
+      return "larger than the stream takes; send less, or start the office "
+             "that "
+             "makes the streams with a larger --max-size";
+    case JSNotEnabledErr:
+    case JSNotEnabledForAccountErr:
+      return "the server keeps nothing; switch on \"jetstream\" in its file";
+    default:
+      break;
+  }
+  switch (status) {
+    case NATS_NO_SERVER:
+      return "no server there; start it, or name another with --server";
+    case NATS_CONNECTION_AUTH_FAILED:
+      return "the server refuses the key; see whether it knows that of --nkey "
+             "or --creds";
+    case NATS_SSL_ERROR:
+      return "no trust in the server's certificate; see its date, and "
+             "--tls-ca";
+    case NATS_SECURE_CONNECTION_REQUIRED:
+      return "the server asks for TLS; name its certificates with --tls-ca";
+    case NATS_SECURE_CONNECTION_WANTED:
+      return "the server has no TLS; leave --tls-ca out";
+    case NATS_NO_RESPONDERS:
+      return "nobody keeps messages of this subject; start an office, which "
+             "makes the streams";
+    case NATS_TIMEOUT:
+      return "no answer in time; see the server's log, and whether it permits "
+             "the subject";
+    case NATS_MAX_PAYLOAD:
+      return "larger than the server takes; see \"max_payload\" in its file";
+    default:
+      return natsStatus_GetText(status);
+  }
+}
+
 }  // namespace fleet

@@ -3,15 +3,19 @@
 //   what sites report   tarn.v0.<site>.<Message>    stream TARN
 //   what offices order  tarn.v0.<site>.Prices.set   stream TARN_PRICES
 //
-// The payload is exactly the bytes of the message. TARN keeps a message until an
-// office has stored it: a full stream refuses new messages and drops none.
-// TARN_PRICES keeps the last order of each site, for as long as it stands.
+// The payload is exactly the bytes of the message. TARN keeps a message until
+// an office has stored it: a full stream refuses new messages and drops none.
+// TARN_PRICES keeps the last order for each site. The site answers through the
+// field `price_sync_status_packet` of its NetworkStatusReport: for each display
+// by its uuid, and for the order as a whole by OrderKey(); at first with
+// price_sync_pending, then with price_update_ok or price_update_failure.
 #ifndef EXAMPLES_FLEET_FLEET_H_
 #define EXAMPLES_FLEET_FLEET_H_
 
 #include <google/protobuf/message.h>
 #include <nats/nats.h>
 
+#include <cstdint>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -53,6 +57,10 @@ bool IsSiteName(std::string_view name);
 // The subject of a site's messages of one type, and of the orders to it.
 std::string Subject(std::string_view site, std::string_view type);
 std::string PriceSubject(std::string_view site);
+
+// Names an order in a site's answer, "prices-17"; `sequence` is the order's in
+// TARN_PRICES.
+std::string OrderKey(uint64_t sequence);
 
 // An empty message of a type of the schema, such as "Prices", on the arena if
 // there is one. Null: there is no such type.

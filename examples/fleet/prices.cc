@@ -1,0 +1,161 @@
+// Sends prices to a site, and waits for the answer of its signs.
+#include <tarn/Network.pb.h>
+
+#include <chrono>
+#include <iostream>
+#include <map>
+
+#include "installation.h"
+#include "json_writer.h"
+#include "office.h"
+
+namespace fleet {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Statuses = std::map<std::string, tarn::StatusCodes>;
+
+std::string Name(tarn::StatusCodes status) {
+  const std::string& name = tarn::StatusCodes_Name(status);
+  return name.empty() ? std::to_string(status) : name;
+}
+
+struct Order {
+  uint64_t sequence = 0;
+  bool pending = false;  // whether the site has said that it has the order
+  Statuses displays;
+  tarn::StatusCodes outcome = tarn::unused;
+};
+
+// Takes over what a report says of the order. Throws a Failure if the site has
+// gone on to a later one.
+void Take(const tarn::NetworkStatusReport& report, Order* order) {
+  const std::string key = OrderKey(order->sequence);
+  const std::string prefix = "prices-";
+  const auto& updates = report.price_sync_status_packet();
+  for (const auto& [other, status] : updates) {
+    if (other.compare(0, prefix.size(), prefix) == 0 &&
+        std::strtoull(other.c_str() + prefix.size(), nullptr, 10) >
+            order->sequence) {
+      throw Failure(kDifferent, "later prices have taken the place of these");
+    }
+  }
+  const auto own = updates.find(key);
+  if (own == updates.end()) return;
+  order->pending = true;
+  for (const auto& [uuid, status] : updates) {
+    if (uuid != key) order->displays[uuid] = status;
+  }
+  if (own->second != tarn::price_sync_pending) order->outcome = own->second;
+}
+
+// Sends the order until it is kept. Returns its sequence.
+uint64_t Send(jsCtx* context, const std::string& site,
+              const std::string& bytes) {
+  jsPubAck* ack = nullptr;
+  jsErrCode code = {};
+  const std::string subject = PriceSubject(site);
+  const std::string id =
+      "prices-" + site + "-" +
+      std::to_string(
+          std::chrono::system_clock::now().time_since_epoch().count());
+  jsPubOptions options;
+  jsPubOptions_Init(&options);
+  options.MsgId = id.c_str();
+  natsStatus status = NATS_OK;
+  for (int i = 0; i < 3; ++i) {
+    status = js_Publish(&ack, context, subject.c_str(), bytes.data(),
+                        static_cast<int>(bytes.size()), &options, &code);
+    if (status == NATS_OK) {
+      const uint64_t sequence = ack->Sequence;
+      jsPubAck_Destroy(ack);
+      return sequence;
+    }
+  }
+  throw Failure(kInputOutput,
+                "the prices are not sent: " + Explain(status, code));
+}
+
+void PrintAnswer(const std::string& site, const Order& order, bool json) {
+  if (!json) {
+    for (const auto& [uuid, status] : order.displays) {
+      std::cout << "  " << tarn::tool::Clipped(uuid) << "  " << Name(status)
+                << '\n';
+    }
+    return;
+  }
+  tarn::tool::Output output;
+  tarn::tool::JsonWriter writer(&output);
+  writer.BeginObject();
+  writer.Key("site").String(site);
+  writer.Key("order").Number(order.sequence);
+  writer.Key("answer").String(Name(order.outcome));
+  writer.Key("displays").BeginObject();
+  for (const auto& [uuid, status] : order.displays) {
+    writer.Value();
+    output.JsonString(uuid);
+    output.Write(':');
+    output.JsonString(Name(status));
+  }
+  writer.EndObject();
+  writer.EndObject();
+  writer.EndLine();
+  output.Flush();
+}
+
+}  // namespace
+
+int SendPrices(const Server& server, const std::string& site,
+               const std::string& path, int seconds, bool json) {
+  if (!IsSiteName(site)) {
+    throw Failure(kUsage, "a site's name has 1 to 64 letters, digits, - and _");
+  }
+  Messages messages;
+  ReadFile(path, &messages);
+  if (messages.count("Prices") == 0) {
+    throw Failure(kUsage, path + " holds no tarn.Prices");
+  }
+  const Connection connection = Connect(server, "prices", /*patient=*/false);
+  natsSubscription* reports = nullptr;
+  jsCtx* made = nullptr;
+  if (natsConnection_SubscribeSync(
+          &reports, connection.get(),
+          Subject(site, "NetworkStatusReport").c_str()) != NATS_OK ||
+      natsConnection_JetStream(&made, connection.get(), nullptr) != NATS_OK) {
+    throw Failure(kInputOutput, Explain(NATS_NO_MEMORY));
+  }
+  const Subscription subscription(reports);
+  const Context context(made);
+  Order order;
+  order.sequence = Send(made, site, messages["Prices"]);
+  std::cerr << "prices for " << site << ": kept as order " << order.sequence
+            << ", waiting for the signs\n";
+  const auto end = Clock::now() + std::chrono::seconds(seconds);
+  while (order.outcome == tarn::unused && Clock::now() < end) {
+    ExpectOpen(connection.get());
+    natsMsg* got = nullptr;
+    if (natsSubscription_NextMsg(&got, reports, 1000) != NATS_OK) continue;
+    const Msg message(got);
+    tarn::NetworkStatusReport report;
+    if (!report.ParseFromArray(natsMsg_GetData(got),
+                               natsMsg_GetDataLength(got))) {
+      continue;
+    }
+    const bool before = order.pending;
+    Take(report, &order);
+    if (order.pending && !before) {
+      std::cerr << "prices for " << site << ": the site has them, "
+                << order.displays.size() << " displays pending\n";
+    }
+  }
+  if (order.outcome == tarn::unused) {
+    throw Failure(kDifferent, "no answer in " + std::to_string(seconds) +
+                                  " s; the order stands, and the site takes it "
+                                  "when it is back");
+  }
+  PrintAnswer(site, order, json);
+  std::cerr << "prices for " << site << ": " << Name(order.outcome) << '\n';
+  return order.outcome == tarn::price_update_ok ? kFine : kDifferent;
+}
+
+}  // namespace fleet

@@ -1,0 +1,333 @@
+// Publishes what an installation is and how it does, and shows the prices that
+// an office orders. Ends on SIGINT or SIGTERM.
+#include <getopt.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
+
+#include "fleet.h"
+#include "installation.h"
+
+namespace fleet {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+const char kHelp[] =
+    "Usage: site --name NAME [OPTION...] FOLDER\n"
+    "Publishes the messages in FOLDER/*.txtpb for the site NAME, and what\n"
+    "changes in these files; shows the prices that an office orders.\n"
+    "  --name NAME            1 to 64 letters, digits, - and _\n"
+    "  --ledger FILE          adds a line for each acknowledged message\n"
+    "                         (sequence, subject, bytes in hex), for\n"
+    "                         \"office compare\"\n";
+
+volatile std::sig_atomic_t ending = 0;
+
+class Site {
+ public:
+  Site(const Server& server, const std::string& name, const std::string& folder,
+       const std::string& ledger);
+  void Run();
+
+ private:
+  void Load();
+  void TakeOrder();
+  void Apply();
+  tarn::NetworkStatusReport CurrentReport() const;
+  bool PublishCurrent();
+  bool Publish(const std::string& type, const std::string& bytes);
+  void Say(const std::string& text);
+
+  struct Attempt {
+    std::string bytes;
+    std::string id;
+  };
+
+  const std::string name_, folder_;
+  std::ofstream ledger_;
+  Connection connection_;
+  Context stream_;
+  Subscription hints_;
+  // What the installation is now.
+  std::string stamp_;
+  Messages files_, current_;
+  tarn::ModsConfigured network_;
+  tarn::Prices prices_;  // of all orders since the start
+  Answers answers_;
+  // The last order that was taken.
+  int64_t order_time_ = 0;
+  std::string order_key_;
+  tarn::Prices order_;
+  bool order_pending_ = false;
+  // What has been acknowledged on this connection.
+  uint64_t reconnects_ = 0;
+  int ask_ = 0;  // rounds in which to ask for an order
+  Clock::time_point whole_;
+  Messages acknowledged_;
+  tarn::NetworkStatusReport reported_;
+  std::map<std::string, Attempt> attempts_;
+  const std::string start_;
+  int64_t sent_ = 0, acknowledged_count_ = 0;
+  std::string said_;
+};
+
+Site::Site(const Server& server, const std::string& name,
+           const std::string& folder, const std::string& ledger)
+    : name_(name),
+      folder_(folder),
+      start_(std::to_string(
+          std::chrono::system_clock::now().time_since_epoch().count())) {
+  files_ = ReadInstallation(folder_);
+  if (!ledger.empty()) {
+    ledger_.open(ledger, std::ios::app);
+    if (!ledger_) throw Failure(kInputOutput, ledger + " cannot be written");
+  }
+  connection_ = Connect(server, name.c_str(), /*patient=*/true);
+  jsCtx* context = nullptr;
+  natsSubscription* hints = nullptr;
+  if (natsConnection_JetStream(&context, connection_.get(), nullptr) ==
+      NATS_OK) {
+    stream_.reset(context);
+  }
+  if (natsConnection_SubscribeSync(&hints, connection_.get(),
+                                   PriceSubject(name).c_str()) == NATS_OK) {
+    hints_.reset(hints);
+  }
+  if (!stream_ || !hints_) throw Failure(kInputOutput, Explain(NATS_NO_MEMORY));
+}
+
+// Takes over the files if they have changed.
+void Site::Load() {
+  const std::string stamp = InstallationStamp(folder_);
+  if (stamp == stamp_) return;
+  stamp_ = stamp;
+  try {
+    files_ = ReadInstallation(folder_);
+  } catch (const Failure& failure) {
+    Say(failure.what() + std::string("; going on with what was there"));
+    return;
+  }
+  current_ = files_;
+  network_.ParseFromString(files_["ModsConfigured"]);
+  tarn::Prices prices;
+  prices.ParseFromString(files_["Prices"]);
+  Merge(prices_, &prices);
+  current_["Prices"] = prices.SerializeAsString();
+}
+
+// Takes the last order for this site, unless it has been taken before.
+void Site::TakeOrder() {
+  jsDirectGetMsgOptions last;
+  jsDirectGetMsgOptions_Init(&last);
+  const std::string subject = PriceSubject(name_);
+  last.LastBySubject = subject.c_str();
+  natsMsg* got = nullptr;
+  const natsStatus status =
+      js_DirectGetMsg(&got, stream_.get(), kPriceStream, nullptr, &last);
+  if (status == NATS_NOT_FOUND) return;
+  if (status != NATS_OK) return Say("orders: " + Explain(status));
+  const Msg message(got);
+  // A server of a cluster may lag and answer with an older order.
+  if (natsMsg_GetTime(got) <= order_time_) return;
+  order_time_ = natsMsg_GetTime(got);
+  answers_.erase(order_key_);
+  order_key_ = OrderKey(natsMsg_GetSequence(got));
+  order_pending_ =
+      order_.ParseFromArray(natsMsg_GetData(got), natsMsg_GetDataLength(got));
+  if (!order_pending_) order_.Clear();
+  for (const auto& [uuid, answer] : Show(order_, network_)) {
+    answers_[uuid] = tarn::price_sync_pending;
+  }
+  answers_[order_key_] =
+      order_pending_ ? tarn::price_sync_pending : tarn::price_update_failure;
+}
+
+// Puts the prices of the order on the displays. A real site talks to them here.
+void Site::Apply() {
+  order_pending_ = false;
+  const Answers answers = Show(order_, network_);
+  tarn::StatusCodes all =
+      answers.empty() ? tarn::price_update_failure : tarn::price_update_ok;
+  for (const auto& [uuid, answer] : answers) {
+    answers_[uuid] = answer;
+    if (answer != tarn::price_update_ok) all = answer;
+  }
+  answers_[order_key_] = all;
+  Merge(order_, &prices_);
+  stamp_.clear();  // loads the files again, below the new prices
+}
+
+tarn::NetworkStatusReport Site::CurrentReport() const {
+  tarn::NetworkStatusReport report = Report(network_);
+  auto& updates = *report.mutable_price_sync_status_packet();
+  for (const auto& [key, answer] : answers_) updates[key] = answer;
+  tarn::StatusCodes worst = tarn::price_update_ok;
+  for (const auto& [key, status] : updates) {
+    if (status == tarn::price_update_failure) worst = status;
+    if (status != tarn::price_update_ok && worst == tarn::price_update_ok) {
+      worst = tarn::price_sync_pending;
+    }
+  }
+  report.set_network_price_lifecycle(worst);
+  return report;
+}
+
+// Publishes what has not been acknowledged as it is now: on a new connection,
+// and once a day, everything. True: all is acknowledged.
+bool Site::PublishCurrent() {
+  uint64_t reconnects = 0;
+  natsStatistics* statistics = nullptr;
+  natsStatistics_Create(&statistics);
+  natsConnection_GetStats(connection_.get(), statistics);
+  natsStatistics_GetCounts(statistics, nullptr, nullptr, nullptr, nullptr,
+                           &reconnects);
+  natsStatistics_Destroy(statistics);
+  if (natsConnection_Status(connection_.get()) != NATS_CONN_STATUS_CONNECTED) {
+    Say("no server answers; going on without, and trying again");
+    return false;
+  }
+  const tarn::NetworkStatusReport report = CurrentReport();
+  const auto day = std::chrono::hours(24);
+  if (reconnects != reconnects_ || Clock::now() - whole_ > day) {
+    acknowledged_.clear();
+  }
+  if (acknowledged_.empty()) {
+    reconnects_ = reconnects;
+    ask_ = 3;
+    whole_ = Clock::now();
+  }
+  // While the nodes stay, the changes of the report say enough about the tree.
+  const bool same = SameNodes(report, reported_);
+  bool all = true;
+  for (const auto& [type, bytes] : current_) {
+    const auto before = acknowledged_.find(type);
+    if (before != acknowledged_.end() &&
+        (before->second == bytes || (same && type == "ModsConfigured"))) {
+      continue;
+    }
+    if (!Publish(type, bytes)) {
+      all = false;
+    } else {
+      acknowledged_[type] = bytes;
+    }
+  }
+  const std::string type = "NetworkStatusReport";
+  const std::string bytes =
+      (acknowledged_.count(type) == 0 ? report : Changes(reported_, report))
+          .SerializeAsString();
+  if (bytes.empty()) return all;
+  if (!Publish(type, bytes)) return false;
+  acknowledged_[type];
+  reported_ = report;
+  return all;
+}
+
+// A repeated message has the id that it had before, by which the server knows
+// it again where only its acknowledgement was lost.
+bool Site::Publish(const std::string& type, const std::string& bytes) {
+  Attempt& attempt = attempts_[type];
+  if (attempt.id.empty() || attempt.bytes != bytes) {
+    attempt = {bytes, name_ + "-" + start_ + "-" + std::to_string(++sent_)};
+  }
+  jsPubOptions options;
+  jsPubOptions_Init(&options);
+  options.MsgId = attempt.id.c_str();
+  jsPubAck* ack = nullptr;
+  jsErrCode code = {};
+  const std::string subject = Subject(name_, type);
+  const natsStatus status =
+      js_Publish(&ack, stream_.get(), subject.c_str(), bytes.data(),
+                 static_cast<int>(bytes.size()), &options, &code);
+  if (status != NATS_OK) {
+    Say(type + ": " + Explain(status, code) + "; trying again");
+    return false;
+  }
+  if (ledger_.is_open()) {
+    ledger_ << ack->Sequence << ' ' << subject << ' ' << std::hex;
+    for (const unsigned char byte : bytes) ledger_ << byte / 16 << byte % 16;
+    ledger_ << std::dec << std::endl;
+  }
+  jsPubAck_Destroy(ack);
+  attempt = {};
+  ++acknowledged_count_;
+  return true;
+}
+
+// A sentence for people, once as long as nothing else happens.
+void Site::Say(const std::string& text) {
+  if (text != said_) std::cerr << "site: " << text << '\n';
+  said_ = text;
+}
+
+void Site::Run() {
+  constexpr int kRoundMs = 1000, kRoundsBetweenAsking = 30;
+  for (int round = 1; !ending; ++round) {
+    ExpectOpen(connection_.get());
+    Load();
+    if (round % kRoundsBetweenAsking == 0) ask_ = 1;
+    if (PublishCurrent() && ask_ > 0) {
+      --ask_;
+      TakeOrder();
+    }
+    if (PublishCurrent() && order_pending_) {
+      Apply();
+      continue;
+    }
+    natsMsg* hint = nullptr;
+    if (natsSubscription_NextMsg(&hint, hints_.get(), kRoundMs) == NATS_OK) {
+      natsMsg_Destroy(hint);
+      ask_ = 3;  // the hint may come before the order is kept
+    }
+  }
+  std::cout << "sent             " << sent_ << "\nacknowledged     "
+            << acknowledged_count_ << '\n';
+}
+
+}  // namespace
+}  // namespace fleet
+
+int main(int argc, char** argv) {
+  const option options[] = {{"name", required_argument, nullptr, 0},
+                            {"ledger", required_argument, nullptr, 0},
+                            {"server", required_argument, nullptr, 0},
+                            {"creds", required_argument, nullptr, 0},
+                            {"nkey", required_argument, nullptr, 0},
+                            {"tls-ca", required_argument, nullptr, 0},
+                            {"help", no_argument, nullptr, 'h'},
+                            {}};
+  fleet::Server server;
+  std::string name, ledger;
+  int index = 0;
+  for (int c; (c = getopt_long(argc, argv, "h", options, &index)) != -1;) {
+    if (c == 'h') {
+      std::cout << fleet::kHelp << fleet::kServerHelp;
+      return fleet::kFine;
+    }
+    if (c != 0) return fleet::kUsage;
+    const std::string word = options[index].name;
+    if (word == "name") name = optarg;
+    if (word == "ledger") ledger = optarg;
+    fleet::SetServerOption(word, optarg, &server);
+  }
+  if (optind + 1 != argc || !fleet::IsSiteName(name)) {
+    std::cerr << "site: name one folder, and with --name the site: 1 to 64 "
+                 "letters, digits, - and _\n";
+    return fleet::kUsage;
+  }
+  // Others may see the answers of `_INBOX`, but not those below a name's own.
+  server.inbox = "_SITE." + name;
+  std::signal(SIGINT, [](int) { fleet::ending = 1; });
+  std::signal(SIGTERM, [](int) { fleet::ending = 1; });
+  try {
+    fleet::Site(server, name, argv[optind], ledger).Run();
+  } catch (const fleet::Failure& failure) {
+    std::cerr << "site: " << failure.what() << '\n';
+    return failure.exit;
+  }
+  return fleet::kFine;
+}
