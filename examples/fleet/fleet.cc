@@ -39,6 +39,12 @@ std::string PublicKey(const std::string& path) {
   return key;
 }
 
+// The same answer comes where JetStream is off and where no stream is.
+const char kNobody[] =
+    "nobody keeps these messages; switch on \"jetstream\" in the server's "
+    "file, "
+    "and start an office, which makes the streams";
+
 // A refused publish looks like a time-out to its caller; only this is told why.
 void Report(natsConnection*, natsSubscription*, natsStatus status, void*) {
   const char* reason = nats_GetLastError(nullptr);
@@ -174,7 +180,7 @@ std::string Explain(natsStatus status, int code) {
              "makes the streams with a larger --max-size";
     case JSNotEnabledErr:
     case JSNotEnabledForAccountErr:
-      return "the server keeps nothing; switch on \"jetstream\" in its file";
+      return kNobody;
     default:
       break;
   }
@@ -192,8 +198,7 @@ std::string Explain(natsStatus status, int code) {
     case NATS_SECURE_CONNECTION_WANTED:
       return "the server has no TLS; leave --tls-ca out";
     case NATS_NO_RESPONDERS:
-      return "nobody keeps messages of this subject; start an office, which "
-             "makes the streams";
+      return kNobody;
     case NATS_TIMEOUT:
       return "no answer in time; see the server's log, and whether it permits "
              "the subject";

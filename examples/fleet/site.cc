@@ -41,7 +41,7 @@ class Site {
   tarn::NetworkStatusReport CurrentReport() const;
   bool PublishCurrent();
   bool Publish(const std::string& type, const std::string& bytes);
-  void Say(const std::string& text);
+  void Say(const std::string& text, const std::string& type = "");
 
   struct Attempt {
     std::string bytes;
@@ -244,7 +244,7 @@ bool Site::Publish(const std::string& type, const std::string& bytes) {
       js_Publish(&ack, stream_.get(), subject.c_str(), bytes.data(),
                  static_cast<int>(bytes.size()), &options, &code);
   if (status != NATS_OK) {
-    Say(type + ": " + Explain(status, code) + "; trying again");
+    Say(Explain(status, code), type);
     return false;
   }
   if (ledger_.is_open()) {
@@ -259,8 +259,10 @@ bool Site::Publish(const std::string& type, const std::string& bytes) {
 }
 
 // A sentence for people, once as long as nothing else happens.
-void Site::Say(const std::string& text) {
-  if (text != said_) std::cerr << "site: " << text << '\n';
+void Site::Say(const std::string& text, const std::string& type) {
+  if (text != said_) {
+    std::cerr << "site: " << (type.empty() ? "" : type + ": ") << text << '\n';
+  }
   said_ = text;
 }
 

@@ -1,0 +1,269 @@
+#!/usr/bin/python3
+"""site and office together: what is acknowledged is stored once, whatever ends.
+
+Usage: fleet_test.py PROGRAMS EXAMPLES [unittest options]
+"""
+
+import json
+import signal
+import sys
+import threading
+import unittest
+from pathlib import Path
+
+from fleet_tools import PATIENCE, FleetTest, price
+
+ORDER = "tarn.v0.kiosk.Prices.set"
+
+
+class Site(FleetTest):
+    def test_sends_all_first_and_then_only_what_changes(self):
+        self.server()
+        self.ready_office()
+        folder = self.installation()
+        ledger = self.folder / "ledger"
+        site = self.site(folder, "--ledger", ledger)
+        self.await_rows(11, "SELECT 1 FROM message")
+        before = self.reports()
+        self.edit(folder / "installation.txtpb",
+                  'name: "North line 1"\n            status: ok',
+                  'name: "North line 1"\n            status: comm_error')
+        self.await_rows(12, "SELECT 1 FROM message")
+        new = [row for row in self.reports() if row not in before]
+        self.assertEqual(len(new), 1)
+        keys = self.rows("SELECT key, status_name FROM status WHERE "
+                         "sequence = ? ORDER BY field", *new[0])
+        self.assertEqual([name for _, name in keys],
+                         ["price_sync_pending", "comm_error"])
+        self.assertEqual(len({key for key, _ in keys}), 1)
+        said = self.end(site)
+        self.assertRegex(said, r"sent +12\nacknowledged +12\n")
+        status, said = self.run_office("--json", "compare", str(ledger))
+        self.assertEqual((status, json.loads(said)), (0, {
+            "acknowledged": 12, "stored": 12, "read_back": 12, "equal": 12}))
+
+    def test_goes_on_without_a_server_and_then_sends_what_is_current(self):
+        server = self.server()
+        folder = self.installation()
+        site = self.site(folder)
+        self.ready_office()
+        self.await_rows(11, "SELECT 1 FROM message")
+        self.end(server, signal.SIGKILL)
+        self.await_("the site to miss the server", lambda: "no server" in
+                    self.said(site))
+        for amount in ("2.51", "2.52", "2.53"):
+            path = folder / "prices.txtpb"
+            text = path.read_text().split('set_price: "', 1)
+            path.write_text(text[0] + f'set_price: "{amount}' +
+                            text[1][text[1].index('"'):])
+        self.server()
+        self.await_rows(22, "SELECT 1 FROM message")
+        self.assertEqual(self.rows(
+            "SELECT set_price FROM price WHERE line_num = 1"),
+            [("2.50",), ("2.53",)])
+
+    def test_starts_before_there_is_a_server_or_a_stream(self):
+        self.server()
+        site = self.site(self.installation())
+        self.await_("the site to miss the stream", lambda:
+                    "nobody keeps these messages" in self.said(site))
+        self.ready_office()
+        self.await_rows(11, "SELECT 1 FROM message")
+
+    def test_keeps_what_was_there_when_a_file_is_broken(self):
+        self.server()
+        self.ready_office()
+        folder = self.installation()
+        site = self.site(folder)
+        self.await_rows(11, "SELECT 1 FROM message")
+        self.edit(folder / "prices.txtpb", "prices {", "prices [")
+        self.await_("the site to name the place", lambda:
+                    "prices.txtpb:6:10: " in self.said(site))
+        self.assertIsNone(site.poll())
+
+    def test_says_that_the_store_is_full_and_goes_on_when_it_is_not(self):
+        self.server()
+        office = self.ready_office("--max-store", "16000")
+        self.end(office)
+        site = self.site(self.installation())
+        self.await_("a full store", lambda: "store is full" in self.said(site))
+        self.ready_office()
+        self.await_rows(11, "SELECT DISTINCT type FROM message")
+
+
+class Office(FleetTest):
+    def load(self, count, site, acknowledged):
+        """Publishes until all is acknowledged, like a site."""
+        client = None
+        for number in range(count):
+            payload = price(number, b"product-%d" % number)
+            while True:
+                try:
+                    client = client or self.client()
+                    answer = client.request(f"tarn.v0.{site}.Prices", payload)
+                    acknowledged[answer["seq"]] = payload
+                    break
+                except (OSError, ConnectionError, KeyError, ValueError):
+                    client = None
+                    self.waiting.wait(0.05)
+
+    def check(self, acknowledged):
+        self.await_rows(len(acknowledged), "SELECT 1 FROM message")
+        stored = self.rows("SELECT sequence, bytes FROM message")
+        self.assertEqual(sorted(acknowledged.items() - set(stored))[:3], [])
+        rows = self.rows("SELECT sequence, line_num FROM price")
+        self.assertEqual(len(rows), len(stored))
+        self.assertEqual(len(set(rows)), len(stored))
+
+    def test_stores_all_once_though_it_and_the_server_are_killed(self):
+        self.waiting = threading.Event()
+        server = self.server()
+        office = self.ready_office()
+        acknowledged = {}
+        load = threading.Thread(target=self.load,
+                                args=(1500, "kiosk", acknowledged))
+        load.start()
+        for kill in range(1, 6):
+            self.await_("messages", lambda kill=kill:
+                        len(acknowledged) >= kill * 250)
+            if kill % 2:
+                self.end(office, signal.SIGKILL)
+                office = self.office()
+            else:
+                self.end(server, signal.SIGKILL)
+                server = self.server()
+        load.join(PATIENCE)
+        self.assertEqual(len(acknowledged), 1500)
+        self.check(acknowledged)
+
+    def test_two_share_one_stream_and_one_database(self):
+        self.waiting = threading.Event()
+        self.server()
+        self.ready_office()
+        self.ready_office()
+        acknowledged = {}
+        loads = [threading.Thread(target=self.load,
+                                  args=(400, f"site-{i}", acknowledged))
+                 for i in range(3)]
+        for load in loads:
+            load.start()
+        for load in loads:
+            load.join(PATIENCE)
+        self.check(acknowledged)
+
+    def test_stores_what_follows_when_the_stream_was_made_anew(self):
+        self.server()
+        office = self.ready_office()
+        client = self.client()
+        self.assertEqual(client.publish("tarn.v0.a.Prices", price(1)), 1)
+        self.await_rows(1, "SELECT 1 FROM message")
+        self.end(office)
+        client.request("$JS.API.STREAM.DELETE.TARN")
+        self.ready_office()
+        self.assertEqual(client.publish("tarn.v0.a.Prices", price(2)), 1)
+        self.await_rows(2, "SELECT 1 FROM message")
+
+    def test_shows_a_site_and_counts_for_people_and_programs(self):
+        self.server()
+        self.ready_office()
+        self.site(self.examples)
+        self.await_rows(11, "SELECT 1 FROM message")
+        status, picture = self.run_office("show", "kiosk")
+        self.assertEqual(status, 0)
+        for line in (
+                "│  └─ South banner     message  ok                    "
+                "2 × 4 T16-32, 8 modules, 296–307 K",
+                "server: 1, client: 3, display: 16, module: 60, direct: 1",
+                "8     lunch-credit   9.20"):
+            self.assertIn(line + "\n", picture)
+        status, text = self.run_office("--json", "show", "kiosk")
+        messages = [json.loads(line) for line in text.splitlines()]
+        self.assertEqual(len(messages), 11)
+        self.assertIn({"ertd_support": True, "sso_support": True},
+                      [message["message"] for message in messages])
+        self.assertEqual(self.run_office("count")[1],
+                         "stored           11\nrejected         0\n"
+                         "sites            1\n")
+
+    def test_shows_a_pass_phrase_to_nobody(self):
+        self.server()
+        self.ready_office()
+        self.client().publish("tarn.v0.a.Wifi", b"\x0a\x01n\x12\x06secret")
+        self.await_rows(1, "SELECT 1 FROM message")
+        for words in (("show", "a"), ("--json", "show", "a")):
+            self.assertNotIn("secret", self.run_office(*words)[1])
+
+
+class Prices(FleetTest):
+    def answers(self, key):
+        return [name for name, in self.rows(
+            "SELECT status_name FROM status WHERE key = ? ORDER BY sequence",
+            key)]
+
+    def test_are_pending_and_then_updated_or_failed(self):
+        self.server()
+        self.ready_office()
+        self.site(self.installation())
+        self.await_rows(11, "SELECT 1 FROM message")
+        order = self.folder / "order.txtpb"
+        order.write_text('# proto-message: tarn.Prices\n'
+                         'prices { line_num: 5 set_price: "4.70" }\n')
+        status, said = self.run_office("prices", "kiosk", str(order))
+        self.assertIn("the site has them, 2 displays pending", said)
+        self.assertIn("price_update_ok", said)
+        self.assertEqual(status, 0)
+        status, said = self.run_office(
+            "--json", "prices", "kiosk", str(self.examples / "prices.txtpb"))
+        self.assertEqual(status, 1)
+        answer = json.loads(said[said.index("{"):said.rindex("}") + 1])
+        self.assertEqual(
+            (answer["site"], answer["order"], answer["answer"]),
+            ("kiosk", 2, "price_update_failure"))
+        self.assertEqual(
+            [uuid for uuid, name in answer["displays"].items()
+             if name == "price_update_failure"],
+            ["3ecce515-c900-4bc0-8c7d-ae9d4c7497b8"])
+        self.await_rows(2, "SELECT 1 FROM status WHERE key = 'prices-2'")
+        self.assertEqual(self.answers("prices-1"),
+                         ["price_sync_pending", "price_update_ok"])
+        self.assertEqual(self.answers("prices-2"),
+                         ["price_sync_pending", "price_update_failure"])
+        self.await_("the price that the site shows", lambda: ("4.70",) in
+                    self.rows("SELECT set_price FROM price"))
+
+    def test_wait_for_a_site_that_is_away_and_only_the_last_counts(self):
+        self.server()
+        self.ready_office()
+        path = str(self.examples / "prices.txtpb")
+        for _ in range(2):
+            status, said = self.run_office("--wait", "1", "prices", "kiosk",
+                                           path)
+            self.assertEqual(status, 1)
+            self.assertIn("no answer in 1 s; the order stands", said)
+        self.site(self.installation())
+        self.await_rows(2, "SELECT 1 FROM status WHERE key = 'prices-2'")
+        self.assertEqual(self.answers("prices-1"), [])
+
+    def test_that_are_no_prices_are_answered_as_failed(self):
+        self.server()
+        self.ready_office()
+        self.site(self.installation())
+        self.client().publish(ORDER, b"\x0a\xff")
+        self.await_rows(1, "SELECT 1 FROM status WHERE key = 'prices-1'")
+        self.assertEqual(self.answers("prices-1"), ["price_update_failure"])
+
+    def test_are_answered_again_by_a_site_that_was_killed(self):
+        self.server()
+        self.ready_office()
+        folder = self.installation()
+        site = self.site(folder)
+        self.run_office("prices", "kiosk", str(self.examples / "prices.txtpb"))
+        self.end(site, signal.SIGKILL)
+        self.site(folder)
+        self.await_rows(4, "SELECT 1 FROM status WHERE key = 'prices-1'")
+
+
+if __name__ == "__main__":
+    FleetTest.programs, FleetTest.examples = (
+        Path(path).resolve() for path in sys.argv[1:3])
+    unittest.main(argv=sys.argv[:1] + sys.argv[3:], verbosity=2)
