@@ -59,15 +59,18 @@ void GiveBlock(void* block, size_t) { ::operator delete(block); }
 
 std::string CreateTable(const Table& table) {
   std::string sql = "CREATE TABLE \"" + table.name + "\" (";
-  std::string key = "sequence";
+  std::string key = "sequence", index;
   for (const tarn::tool::Column& column : table.columns) {
     const char* types[] = {" INTEGER", " REAL", " TEXT"};
     sql += (&column == &table.columns[0] ? "\"" : ", \"") + column.name + '"' +
            types[static_cast<int>(column.type)];
     if (column.name == "position") key = "sequence, position";
   }
+  if (table.name == "node") {  // statuses name nodes by their uuid
+    index = "CREATE INDEX node_by_uuid ON node (uuid, sequence);";
+  }
   return sql + "); CREATE INDEX \"" + table.name + "_by_message\" ON \"" +
-         table.name + "\" (" + key + ");";
+         table.name + "\" (" + key + ");" + index;
 }
 
 // The sequence alone would not do: it begins again if the stream is made anew.

@@ -133,10 +133,6 @@ Connection Connect(const Server& server, const char* name, bool patient) {
   natsOptions_SetReconnectJitter(made, 1000, 1000);
   natsOptions_SetReconnectBufSize(made, 0);
   natsOptions_SetFailRequestsOnDisconnect(made, true);
-  if (patient) {
-    natsOptions_SetRetryOnFailedConnect(
-        made, true, [](natsConnection*, void*) {}, nullptr);
-  }
   if (!server.creds.empty()) {
     Expect(natsOptions_SetUserCredentialsFromFiles(made, server.creds.c_str(),
                                                    nullptr),
@@ -154,16 +150,26 @@ Connection Connect(const Server& server, const char* name, bool patient) {
            server.tls_ca);
   }
   natsConnection* connection = nullptr;
-  const natsStatus status = natsConnection_Connect(&connection, made);
-  if (status != NATS_NOT_YET_CONNECTED) Expect(status, server.urls.front());
+  natsStatus status = natsConnection_Connect(&connection, made);
+  if (patient && (status == NATS_NO_SERVER || status == NATS_TIMEOUT)) {
+    natsOptions_SetRetryOnFailedConnect(
+        made, true, [](natsConnection*, void*) {}, nullptr);
+    status = natsConnection_Connect(&connection, made);
+    if (status == NATS_NOT_YET_CONNECTED) status = NATS_OK;
+  }
+  Expect(status, server.urls.front());
   return Connection(connection);
 }
 
 void ExpectOpen(natsConnection* connection) {
   if (!natsConnection_IsClosed(connection)) return;
+  throw Failure(kInputOutput, Explain(NATS_CONNECTION_AUTH_FAILED));
+}
+
+std::string Trouble(natsConnection* connection) {
   const char* reason = nullptr;
   const natsStatus status = natsConnection_GetLastError(connection, &reason);
-  throw Failure(kInputOutput, "the connection has ended: " + Explain(status));
+  return Explain(status == NATS_OK ? NATS_NO_SERVER : status);
 }
 
 std::string Explain(natsStatus status, int code) {
@@ -186,6 +192,8 @@ std::string Explain(natsStatus status, int code) {
   }
   switch (status) {
     case NATS_NO_SERVER:
+    case NATS_INSUFFICIENT_BUFFER:  // there is none for messages to wait in
+    case NATS_CONNECTION_DISCONNECTED:
       return "no server there; start it, or name another with --server";
     case NATS_CONNECTION_AUTH_FAILED:
       return "the server refuses the key; see whether it knows that of --nkey "

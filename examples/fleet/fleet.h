@@ -103,9 +103,12 @@ extern const char kServerHelp[];
 // is. Throws a Failure where a server refuses the program.
 Connection Connect(const Server& server, const char* name, bool patient);
 
-// Throws a Failure if the connection has ended for good, as it does when a
+// Throws a Failure if the connection has ended for good, as it does only when a
 // server has refused the program twice.
 void ExpectOpen(natsConnection* connection);
+
+// Why a connection is interrupted, as a sentence that says what to do.
+std::string Trouble(natsConnection* connection);
 
 // A sentence about what went wrong and what to do; `code` is the stream's.
 std::string Explain(natsStatus status, int code = 0);

@@ -178,8 +178,11 @@ void Receive(natsConnection* connection, const StreamOptions& options,
   bool waiting = false;
   while (!ending) {
     ExpectOpen(connection);
-    std::string obstacle;
-    if (!source) source = Open(context.get(), options, &obstacle);
+    std::string obstacle = Trouble(connection);
+    if (!source &&
+        natsConnection_Status(connection) == NATS_CONN_STATUS_CONNECTED) {
+      source = Open(context.get(), options, &obstacle);
+    }
     if (!source) {
       Say(obstacle + "; trying again");
       std::this_thread::sleep_for(std::chrono::seconds(1));

@@ -23,12 +23,12 @@ const char kNewest[] =
 // One row for each node but the modules that work as they should, or are dark
 // together with their display; the line of the display counts all.
 const char kTree[] = R"(
-WITH tree AS (SELECT * FROM node WHERE sequence = ?1 AND time = ?2),
-modules AS (
+WITH modules AS (
   SELECT parent AS display, count(*) AS count,
     min(nullif(ext_status_temp_kelvin, 0)) AS coldest,
     max(ext_status_temp_kelvin) AS warmest
-  FROM tree WHERE kind = 'module' GROUP BY parent)
+  FROM node WHERE sequence = ?1 AND time = ?2 AND kind = 'module'
+  GROUP BY parent)
 SELECT n.depth,
   coalesce(nullif(n.name, ''), n.kind || coalesce(' ' || n.assy_addr, '')),
   coalesce(n.subtype_name, n.kind),
@@ -47,9 +47,10 @@ SELECT n.depth,
     iif(n.display_blanked, ', dark', '') ||
     iif(n.backup_comms, ', on backup', '') || iif(n.error, ', in error', ''),
     ', ')
-FROM tree n LEFT JOIN tree p ON p.position = n.parent
+FROM node n LEFT JOIN node p ON p.sequence = n.sequence
+    AND p.position = n.parent AND p.time = n.time
   LEFT JOIN modules m ON m.display = n.position
-WHERE NOT (n.kind = 'module' AND p.kind = 'display' AND NOT n.error
+WHERE n.sequence = ?1 AND n.time = ?2 AND NOT (n.kind = 'module' AND p.kind = 'display' AND NOT n.error
   AND NOT n.backup_comms AND (n.status_name = 'ok' OR
   (n.status_name = 'command_blank' AND p.status_name = 'command_blank')))
 ORDER BY n.position)";
@@ -67,8 +68,8 @@ SELECT last.field, last.status_name,
   coalesce(nullif(n.name, ''), p.name || ', ' || n.kind || ' ' || n.assy_addr,
     ''),
   last.key
-FROM last LEFT JOIN (SELECT * FROM node WHERE sequence = ?1 AND time = ?2) n
-    ON n.uuid = last.key
+FROM last LEFT JOIN node n ON n.uuid = last.key AND n.sequence = ?1
+    AND n.time = ?2
   LEFT JOIN node p ON p.sequence = n.sequence AND p.time = n.time
     AND p.position = n.parent
 WHERE last.status_name NOT IN ('ok', 'price_update_ok')

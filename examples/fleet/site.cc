@@ -188,7 +188,7 @@ bool Site::PublishCurrent() {
                            &reconnects);
   natsStatistics_Destroy(statistics);
   if (natsConnection_Status(connection_.get()) != NATS_CONN_STATUS_CONNECTED) {
-    Say("no server answers; going on without, and trying again");
+    Say(Trouble(connection_.get()));
     return false;
   }
   const tarn::NetworkStatusReport report = CurrentReport();
