@@ -4,7 +4,7 @@
 Usage: json_shape_test.py TARN MANUAL CORPUS
 
 Each line is an object, and has only the members that the manual lists. A member
-that is a list is one wherever it is.
+that is a list is one wherever it is. Codes are words of the manual.
 """
 import json
 import pathlib
@@ -16,20 +16,25 @@ from wire import varint
 
 # Members that are objects with names of the schema for their keys.
 BY_NAME = {"address", "below", "along"}
-LISTS = {"spans", "findings", "usedIn", "fields", "values", "accessors", "differences",
+LISTS = {"spans", "notes", "findings", "usedIn", "fields", "values", "accessors", "differences",
          "candidates", "parts", "types", "children", "columns"}
+# Members that are one of the words that the manual lists.
+CODES = {("annotate", "kind"), ("annotate", "problem"), ("annotate", "wireType"),
+         ("check", "kind"), ("check", "problem"), ("check", "severity"), ("diff", "change")}
 FRAMED = ["--frame=varint", "--keep-going"]
 
 
-def members_of(manual):
-    """The members that the manual lists, by verb."""
+def sections_of(manual):
+    """The text of the manual by verb."""
     section = re.search(r"^\.SH JSON OUTPUT\n(.*?)^\.SH ", manual, re.M | re.S).group(1)
     parts = re.split(r"^\.SS (\w+)\n", section, flags=re.M)
-    members = {}
-    for verb, text in zip(parts[1::2], parts[2::2]):
-        terms = re.findall(r"^\.TP\n\.IR? (.*)\n", text, re.M)
-        members[verb] = set(re.findall(r"\w+", " ".join(terms)))
-    return members
+    return dict(zip(parts[1::2], parts[2::2]))
+
+
+def members_of(text):
+    """The members that a section lists."""
+    terms = re.findall(r"^\.TP\n\.IR? (.*)\n", text, re.M)
+    return set(re.findall(r"\w+", " ".join(terms)))
 
 
 def run(arguments, given=b""):
@@ -44,6 +49,8 @@ def check(verb, value, seen):
     for key, member in value.items():
         assert key in MEMBERS[verb], f"{verb}: the manual does not list {key}"
         seen.add(key)
+        if (verb, key) in CODES:
+            assert member in WORDS, f"{verb}: the manual does not list the {key} {member!r}"
         # "fields" is a number where guess counts them.
         assert (isinstance(member, list) == (key in LISTS)) or (verb, key) == ("guess", "fields"), \
             f"{verb}: {key} is {member!r}"
@@ -70,7 +77,7 @@ def outputs():
     for name in "ChildTypes.types", "StatusCodes.ok", "NetworkStatusReport.status_packet":
         yield "describe", run(["describe", name]), 1
     yield "fingerprint", run(["fingerprint", "Server"]), 1
-    for kind in "ModsConfigured", "Server", "NetworkStatusReport", "Wifi", "Display":
+    for kind in "ModsConfigured", "ChildTypes", "Server", "NetworkStatusReport", "Wifi", "Display":
         stream, count = stream_of(kind)
         assert count > 3, kind
         yield "annotate", run(["annotate", kind, *FRAMED], stream), count
@@ -94,7 +101,9 @@ def outputs():
 
 
 TARN, MANUAL, CORPUS = sys.argv[1], pathlib.Path(sys.argv[2]), pathlib.Path(sys.argv[3])
-MEMBERS = members_of(MANUAL.read_text())
+SECTIONS = sections_of(MANUAL.read_text())
+WORDS = set(re.findall(r"\w+", " ".join(SECTIONS.values())))
+MEMBERS = {section: members_of(text) for section, text in SECTIONS.items()}
 usage = subprocess.run([TARN, "help"], capture_output=True, text=True, check=True).stdout
 verbs = {verb for verb in re.findall(r"^  (\w+) {2,}\w", usage, re.M) if "--json" in subprocess.run(
     [TARN, "help", verb], capture_output=True, text=True, check=True).stdout}

@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "input.h"
-#include "output.h"
+#include "json_writer.h"
 #include "spans.h"
 
 namespace tarn::tool {
@@ -13,19 +13,19 @@ namespace tarn::tool {
 // Prints spans as the elements of a JSON list.
 class SpanJson {
  public:
-  SpanJson(const Record& record, Output* output)
-      : start_(record.bytes.data()), offset_(record.offset), out_(*output) {}
+  SpanJson(const Record& record, JsonWriter* json)
+      : start_(record.bytes.data()), offset_(record.offset), json_(*json) {}
 
   void Draw(const Stack& stack, const Span& span);
 
  private:
   void Describe(const Stack& stack, const Span& span);
   void Value(const Span& span);
+  void Notes(const Span& span);
 
   const char* start_;      // of the message
   const uint64_t offset_;  // of the message in its file
-  Output& out_;
-  bool first_ = true;
+  JsonWriter& json_;
 };
 
 }  // namespace tarn::tool

@@ -22,6 +22,38 @@ void WriteText(std::string_view text, Output* out) {
   out->Write("...");
 }
 
+std::string NoteText(const Note& note) {
+  const auto name = [&note] { return std::string(note.field->name); };
+  switch (note.kind) {
+    case Note::kOverlongTag:
+      return "overlong tag";
+    case Note::kOverlongLength:
+      return "overlong length";
+    case Note::kOverlongVarint:
+      return "overlong varint";
+    case Note::kUnknownGroup:
+      return "unknown group";
+    case Note::kUnknownField:
+      return "unknown field";
+    case Note::kWrongWireType:
+      return "wrong wire type for " + name() + ", kept as unknown";
+    case Note::kUndeclaredValue:
+      return "not declared in " +
+             note.field->enumeration->descriptor->full_name();
+    case Note::kHighBitsIgnored:
+      return "only the low 32 bits count";
+    case Note::kReplacesValue:
+      return "replaces the earlier value";
+    case Note::kReplacesMember:
+      return "replaces " + name();
+    case Note::kMergesWithEarlier:
+      return "merges into the earlier record";
+    case Note::kCutOff:
+      return "cut off";
+  }
+  return "";
+}
+
 }  // namespace
 
 void SpanTable::Draw(const Stack& stack, const Span& span) {
@@ -31,12 +63,7 @@ void SpanTable::Draw(const Stack& stack, const Span& span) {
   } else {
     out_.Spaces(kTagWidth);
   }
-  if (!span.notes.empty()) {
-    out_.Paint(span.wrong != nullptr ? Color::kRed : Color::kYellow);
-    out_.Write(span.item != nullptr ? "  ! " : "! ");
-    out_.Untrusted(span.notes);
-    out_.Paint(Color::kNone);
-  }
+  if (!span.notes.empty() || span.error != nullptr) Remarks(span);
   out_.Write('\n');
   while (p < span.end) {
     const char* row = p;
@@ -48,6 +75,21 @@ void SpanTable::Draw(const Stack& stack, const Span& span) {
     }
     out_.Write('\n');
   }
+}
+
+void SpanTable::Remarks(const Span& span) {
+  out_.Paint(span.error != nullptr ? Color::kRed : Color::kYellow);
+  std::string_view before = span.item != nullptr ? "  ! " : "! ";
+  for (const Note& note : span.notes) {
+    out_.Write(before);
+    out_.Untrusted(NoteText(note));
+    before = "; ";
+  }
+  if (span.error != nullptr) {
+    out_.Write(before);
+    out_.Untrusted(span.error->reason);
+  }
+  out_.Paint(Color::kNone);
 }
 
 const char* SpanTable::Row(const Span& span, const char* p) {
@@ -62,11 +104,12 @@ const char* SpanTable::Row(const Span& span, const char* p) {
   char* cell = line + digits + 2;
   const char* secret =
       span.secret ? span.known() ? span.item->data : span.begin : span.end;
+  const char* wrong = span.error != nullptr ? span.error->at : nullptr;
   for (; p < end; ++p, cell += 3) {
     const unsigned char byte = *p;
     cell[0] = p >= secret ? '*' : kDigits[byte >> 4];
     cell[1] = p >= secret ? '*' : kDigits[byte & 15];
-    if (p == span.wrong) cell[2] = '<';
+    if (p == wrong) cell[2] = '<';
   }
   out_.Advance(line + digits + 2 + 3 * kRow + 1);
   return end;

@@ -24,6 +24,8 @@ class SpanTable {
   // Removes the blanks after a row that is not full.
   void TrimRow(int bytes);
   void Characters(const char* p, const char* end);
+  // Oddities and the error, after the value.
+  void Remarks(const Span& span);
   // Number, wire type and length; then the name at its depth, and the value.
   void Describe(const Stack& stack, const Span& span);
   void Value(const Span& span);

@@ -15,15 +15,40 @@
 
 namespace tarn::tool {
 
+// An oddity of the bytes of a span.
+struct Note {
+  enum Kind {
+    kOverlongTag,
+    kOverlongLength,
+    kOverlongVarint,
+    kUnknownGroup,
+    kUnknownField,
+    kWrongWireType,    // of `field`
+    kUndeclaredValue,  // in the enum of `field`
+    kHighBitsIgnored,
+    kReplacesValue,
+    kReplacesMember,  // `field`, of the same oneof
+    kMergesWithEarlier,
+    kCutOff,
+  };
+  Kind kind;
+  const Field* field = nullptr;
+};
+
+struct SpanError {
+  Problem problem;
+  const char* at;  // the byte that is wrong
+  std::string reason;
+};
+
 struct Span {
   enum Kind { kField, kRecord, kList, kElement, kUnknown, kGroupEnd, kSkipped };
   Kind kind;
   const char* begin;
   const char* end;
   const Item* item = nullptr;  // null for kSkipped
-  // Oddities of the bytes, separated by "; ".
-  std::string_view notes = {};
-  const char* wrong = nullptr;  // the byte with the error
+  const std::vector<Note>& notes;
+  const SpanError* error = nullptr;
   // Hides the value if the field is known, and all bytes otherwise.
   bool secret = false;
 
@@ -57,7 +82,7 @@ class SpanFinder : public WalkVisitor {
     notes_.clear();
     Lengths(item);
     Number(item);
-    NoteRepetition(stack, item, "replaces the earlier value");
+    NoteRepetition(stack, item, Note::kReplacesValue);
     Draw(stack, Span::kField, item, item.end);
   }
   void Packed(const Stack& stack, const Item& item) {
@@ -74,10 +99,10 @@ class SpanFinder : public WalkVisitor {
     notes_.clear();
     Lengths(item);
     if (item.field == nullptr) {
-      Note("unknown group");
+      notes_.push_back({Note::kUnknownGroup});
     } else {
-      NoteRepetition(stack, item, "merges into the earlier record");
-      if (item.end > stack.top().end) Note("cut off");
+      NoteRepetition(stack, item, Note::kMergesWithEarlier);
+      if (item.end > stack.top().end) notes_.push_back({Note::kCutOff});
     }
     Draw(stack, Span::kRecord, item, item.data);
   }
@@ -98,53 +123,45 @@ class SpanFinder : public WalkVisitor {
     Lengths(item);
     if (item.wire() == 0 &&
         item.end - item.value > VarintSize(item.number_value)) {
-      Note("overlong varint");
+      notes_.push_back({Note::kOverlongVarint});
     }
     const Frame& frame = stack.top();
     const Field* known =
         frame.type == nullptr ? nullptr : frame.type->Find(item.number());
-    if (known == nullptr) {
-      Note("unknown field");
-    } else {
-      Note("wrong wire type for " + std::string(known->name) +
-           ", kept as unknown");
-    }
+    notes_.push_back(
+        {known == nullptr ? Note::kUnknownField : Note::kWrongWireType, known});
     Draw(stack, Span::kUnknown, item, item.end);
   }
   bool Fail(const Stack& stack, const Error& error) {
     const char* start = record_.bytes.data();
-    reason_ = Reason(error, stack, start, record_.offset);
+    error_ = {error.problem, error.at,
+              Reason(error, stack, start, record_.offset)};
     errors_.push_back(ErrorAt(input_, record_, error.at - start,
-                              ErrorPath(error, stack), reason_));
-    wrong_ = error.at;
+                              ErrorPath(error, stack), error_.reason));
     if (error.problem == Problem::kBadUtf8) {
       notes_.clear();
       Lengths(error.item);
-      Note(reason_);
-      Draw(stack, Span::kField, error.item, error.item.end, error.at);
+      Draw(stack, Span::kField, error.item, error.item.end, &error_);
     }
     return true;
   }
   void Skip(const Stack& stack, const char* from, const char* to) {
+    notes_.clear();
     sink_.Draw(stack,
-               {Span::kSkipped, from, to, nullptr, reason_, wrong_, mask_all_});
+               {Span::kSkipped, from, to, nullptr, notes_, &error_, mask_all_});
   }
 
   const std::vector<std::string>& errors() const { return errors_; }
 
  private:
-  void Note(std::string_view note) {
-    if (!notes_.empty()) notes_ += "; ";
-    notes_ += note;
-  }
   void Lengths(const Item& item) {
     if (item.value - item.begin > 1 &&
         item.value - item.begin > VarintSize(item.tag)) {
-      Note("overlong tag");
+      notes_.push_back({Note::kOverlongTag});
     }
     if (item.wire() == 2 && item.data - item.value > 1 &&
         item.data - item.value > VarintSize(item.end - item.data)) {
-      Note("overlong length");
+      notes_.push_back({Note::kOverlongLength});
     }
   }
   void Number(const Item& item) {
@@ -153,38 +170,39 @@ class SpanFinder : public WalkVisitor {
     const uint64_t value = item.number_value;
     if (item.end - item.value > 1 &&
         item.end - item.value > VarintSize(value)) {
-      Note("overlong varint");
+      notes_.push_back({Note::kOverlongVarint});
     }
     if (value < 0x80 && field.kind != Kind::kEnum) return;
     if (field.kind == Kind::kEnum && field.enumeration->Name(value).empty()) {
-      Note("not declared in " + field.enumeration->descriptor->full_name());
+      notes_.push_back({Note::kUndeclaredValue, &field});
     }
     const uint64_t kept =
         field.kind == Kind::kUint32
             ? static_cast<uint32_t>(value)
             : static_cast<int64_t>(static_cast<int32_t>(value));
     if (field.kind != Kind::kBool && kept != value) {
-      Note("only the low 32 bits count");
+      notes_.push_back({Note::kHighBitsIgnored});
     }
   }
-  void NoteRepetition(const Stack& stack, const Item& item,
-                      std::string_view what) {
+  void NoteRepetition(const Stack& stack, const Item& item, Note::Kind kind) {
     const Field& field = *item.field;
     const uint64_t seen = stack.top().seen;
-    if (!field.repeated && (seen >> field.number & 1) != 0) Note(what);
+    if (!field.repeated && (seen >> field.number & 1) != 0) {
+      notes_.push_back({kind});
+    }
     const uint64_t others = seen & field.other_members;
     for (const Field& other : stack.top().type->fields) {
       if (others >> other.number & 1) {
-        Note("replaces " + std::string(other.name));
+        notes_.push_back({Note::kReplacesMember, &other});
       }
       if (others == 0) break;
     }
   }
   void Draw(const Stack& stack, Span::Kind kind, const Item& item,
-            const char* end, const char* wrong = nullptr) {
+            const char* end, const SpanError* error = nullptr) {
     const bool secret = mask_all_ || (item.field != nullptr &&
                                       item.field->secret && !show_secrets_);
-    sink_.Draw(stack, {kind, item.begin, end, &item, notes_, wrong, secret});
+    sink_.Draw(stack, {kind, item.begin, end, &item, notes_, error, secret});
   }
 
   const InputOptions& input_;
@@ -192,10 +210,9 @@ class SpanFinder : public WalkVisitor {
   const Record& record_;
   const bool mask_all_;  // a pass phrase may be anywhere
   Sink& sink_;
-  std::string notes_;
-  std::string reason_;
+  std::vector<Note> notes_;
+  SpanError error_;
   std::vector<std::string> errors_;
-  const char* wrong_ = nullptr;
 };
 
 }  // namespace tarn::tool

@@ -3,12 +3,12 @@
 
 namespace tarn::tool {
 
-JsonWriter& JsonWriter::Key(std::string_view name) {
+JsonWriter& JsonWriter::IndentedKey(std::string_view name) {
   Separate();
-  if (indented_) BeginLine();
+  BeginLine();
   out_.Write('"');
   out_.Write(name);
-  out_.Write(indented_ ? "\": " : "\":");
+  out_.Write("\": ");
   separate_ = false;
   return *this;
 }
@@ -16,6 +16,13 @@ JsonWriter& JsonWriter::Key(std::string_view name) {
 void JsonWriter::String(std::string_view text) { Value().JsonString(text); }
 
 void JsonWriter::Bool(bool value) { Value().Write(value ? "true" : "false"); }
+
+void JsonWriter::Base64(std::string_view bytes) {
+  Output& out = Value();
+  out.Write('"');
+  out.Base64(bytes);
+  out.Write('"');
+}
 
 void JsonWriter::EndLine() {
   out_.Write('\n');

@@ -38,10 +38,29 @@ class JsonWriter {
 
   // The name of the next member: lowerCamelCase, or a name of the schema.
   // Neither has a character that needs an escape.
-  JsonWriter& Key(std::string_view name);
+  JsonWriter& Key(std::string_view name) {
+    if (indented_) return IndentedKey(name);
+    char* p = out_.Reserve(name.size() + 4);
+    if (separate_) *p++ = ',';
+    *p++ = '"';
+    p += name.copy(p, name.size());
+    *p++ = '"';
+    *p++ = ':';
+    out_.Advance(p);
+    separate_ = false;
+    return *this;
+  }
 
   // UTF-8, escaped as Output::JsonString() does.
   void String(std::string_view text);
+  // A string without anything to escape, such as a code.
+  void Word(std::string_view word) {
+    char* p = Value().Reserve(word.size() + 2);
+    *p++ = '"';
+    p += word.copy(p, word.size());
+    *p++ = '"';
+    out_.Advance(p);
+  }
   // A string in pieces: `write` is called with a function that takes them.
   template <class Write>
   void Text(const Write& write) {
@@ -55,6 +74,8 @@ class JsonWriter {
     Value().Number(number);
   }
   void Bool(bool value);
+  // Bytes that need not be text, as a string.
+  void Base64(std::string_view bytes);
 
   // Separates one value, which the caller writes.
   Output& Value() {
@@ -81,6 +102,7 @@ class JsonWriter {
   }
 
   void BeginLine();
+  JsonWriter& IndentedKey(std::string_view name);
 
   Output& out_;
   const bool indented_;

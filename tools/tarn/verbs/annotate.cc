@@ -3,6 +3,7 @@
 #include "command_line.h"
 #include "input.h"
 #include "output.h"
+#include "record_json.h"
 #include "span_json.h"
 #include "span_table.h"
 
@@ -13,39 +14,36 @@ struct Options {
   InputOptions input;
   OutputOptions output;
   std::string type;
-  bool json = false;
 };
 
+// Returns the errors of the message.
 template <class Sink>
-bool Annotate(const Options& options, const Type& type, const Record& record,
-              Output* output, std::vector<std::string>* errors) {
-  Sink sink(record, output);
+std::vector<std::string> DrawSpans(const Options& options, const Type& type,
+                                   const Record& record, Sink sink) {
   SpanFinder<Sink> finder(options.input, options.output.show_secrets, type,
                           record, &sink);
-  const bool accepted = Walk(type, record.bytes, finder);
-  *errors = finder.errors();
-  return accepted;
+  Walk(type, record.bytes, finder);
+  return finder.errors();
 }
 
 ExitCode Annotate(const Options& options, const Type& type,
                   const Record& record, Output* output) {
   std::vector<std::string> errors;
-  bool accepted;
-  if (options.json) {
-    output->Write("{\"type\":\"");
-    output->Write(type.descriptor->full_name());
-    output->Write("\",\"offset\":");
-    output->Number(record.offset);
-    output->Write(",\"size\":");
-    output->Number(record.bytes.size());
-    output->Write(",\"spans\":[");
-    accepted = Annotate<SpanJson>(options, type, record, output, &errors);
-    output->Write("]}\n");
+  if (options.output.json) {
+    JsonWriter json(output);
+    json.BeginObject();
+    json.Key("type").String(type.descriptor->full_name());
+    WriteRecord(record, &json);
+    json.Key("spans").BeginList();
+    errors = DrawSpans(options, type, record, SpanJson(record, &json));
+    json.EndList();
+    json.EndObject();
+    json.EndLine();
   } else {
     if (record.number > 1) output->Write('\n');
-    accepted = Annotate<SpanTable>(options, type, record, output, &errors);
+    errors = DrawSpans(options, type, record, SpanTable(record, output));
   }
-  if (accepted) return kFine;
+  if (errors.empty()) return kFine;
   output->Flush();
   for (const std::string& error : errors) Complain(error);
   return kMalformed;
@@ -58,8 +56,7 @@ ExitCode RunAnnotate(const Command& command, const Arguments& arguments) {
   Options options;
   line.Type(&options.type);
   line.Input(&options.input);
-  line.app().add_flag("--json", options.json,
-                      "Output JSON: the spans of a message in one line");
+  line.Json(&options.output);
   line.Color(&options.output);
   line.Secrets(&options.output);
   line.Parse();

@@ -64,14 +64,6 @@ struct OpenRecord {
   int32_t numbers[64];  // of the fields that were seen
 };
 
-const char* ProblemName(Problem problem) {
-  constexpr const char* kNames[] = {"cutOff",     "pastEnd",       "longVarint",
-                                    "longTag",    "longLength",    "badUtf8",
-                                    "tooDeep",    "endGroup",      "openGroup",
-                                    "zeroNumber", "noSuchWireType"};
-  return kNames[static_cast<int>(problem)];
-}
-
 }  // namespace
 
 struct MessageChecker::Expectations {

@@ -87,6 +87,14 @@ std::string Stack::Path(const Field* field, uint32_t number) const {
   return path;
 }
 
+std::string_view ProblemName(Problem problem) {
+  constexpr std::string_view kNames[] = {
+      "cutOff",     "pastEnd",    "longVarint",    "longTag",
+      "longLength", "badUtf8",    "tooDeep",       "endGroup",
+      "openGroup",  "zeroNumber", "noSuchWireType"};
+  return kNames[static_cast<int>(problem)];
+}
+
 std::string ErrorPath(const Error& error, const Stack& stack) {
   return stack.Path(error.item.field, error.item.number());
 }

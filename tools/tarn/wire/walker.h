@@ -106,6 +106,9 @@ struct Error {
   Item item;       // as far as it was read; `begin` always is
 };
 
+// The name of a problem in JSON: "longVarint".
+std::string_view ProblemName(Problem problem);
+
 // The reason as text: "varint longer than ten bytes". `start` is the first byte
 // of the input, and `offset` its offset in the file.
 std::string Reason(const Error& error, const Stack& stack, const char* start,
