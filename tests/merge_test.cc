@@ -19,9 +19,9 @@ using tests::Message;
 using Owned = std::unique_ptr<Message>;
 
 // A message with every field set, owned by an arena.
-Message* FilledOn(Arena* arena, const Class& type, int salt = 1) {
+Message* FilledOn(Arena* arena, const Class& type, int seed = 1) {
   Message* message = type.create(arena);
-  tests::Fill(message, salt);
+  tests::FillEveryField(message, seed);
   return message;
 }
 

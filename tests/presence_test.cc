@@ -65,7 +65,8 @@ TEST(Presence, FieldSetBackToItsDefaultIsNotWritten) {
     std::unique_ptr<Message> message(prototype.New());
     SetToDefault(message.get(), field);
     EXPECT_EQ(HexOf(*message), "");
-    tests::FillField(message.get(), field, 1, 1);
+    tests::EveryField values(1);
+    tests::FillField(message.get(), field, &values, 0);
     EXPECT_NE(HexOf(*message), "");
     EXPECT_TRUE(message->GetReflection()->HasField(*message, field));
     SetToDefault(message.get(), field);
@@ -253,7 +254,7 @@ TEST(Presence, ClearResetsEveryFieldAndDropsUnknownOnes) {
 
 TEST(Presence, ClearedModuleStatusHasNoFramesAndNoDimmingConfig) {
   tarn::GetStatusModule status;
-  tests::Fill(&status);
+  tests::FillEveryField(&status);
   ASSERT_TRUE(status.has_dimmingconfig());
   status.Clear();
   EXPECT_EQ(status.frameconfig_size(), 0);

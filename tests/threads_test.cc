@@ -47,7 +47,7 @@ TEST(Threads, FirstUseOfTheDescriptorsIsSafe) {
 
 TEST(Threads, SerializeOneUnchangedObjectToTheSameBytes) {
   tarn::ModsConfigured message;
-  tests::Fill(&message, 1, 6);
+  tests::FillEveryField(&message, 1, 5);
   const tarn::ModsConfigured& tree = message;
   const std::string expected = tests::BytesOf(message);
   std::vector<int> good(kThreads);
@@ -83,13 +83,13 @@ TEST(Threads, CachedSizeOfEveryMessageIsAtomic) {
 
 TEST(Threads, ReadMapsAndDefaultInstancesAtOnce) {
   tarn::NetworkStatusReport report;
-  tests::Fill(&report);
+  tests::FillEveryField(&report);
   const std::string expected = HexOf(report);
   std::vector<int> good(kThreads);
   InThreads([&](int i) {
     for (int round = 0; round < kRounds; ++round) {
       good[i] += HexOf(report) == expected &&
-                 report.status_packet().at("key 1") == tarn::ok &&
+                 report.status_packet().size() == 2 &&
                  HexOf(tarn::ChildTypes::default_instance()).empty() &&
                  tarn::ChildTypes().server().name().empty();
     }
@@ -99,7 +99,7 @@ TEST(Threads, ReadMapsAndDefaultInstancesAtOnce) {
 
 TEST(Threads, ParseIntoObjectsOfTheirOwn) {
   tarn::ModsAvailable message;
-  tests::Fill(&message, 1, 6);
+  tests::FillEveryField(&message, 1, 5);
   const std::string bytes = tests::BytesOf(message);
   std::vector<int> good(kThreads);
   InThreads([&](int i) {

@@ -1,4 +1,6 @@
-// Messages of records that are drawn at random.
+// Messages of records that are drawn at random. They are made as bytes, and not
+// by tests/reference/fill.h, because most are such as no writer makes: with
+// overlong varints, unknown fields and lists in parts, or broken.
 #include <string>
 #include <vector>
 

@@ -1,5 +1,5 @@
-// Helpers of the tests: bytes to messages and back, a visit to every message
-// type, and messages with every field set.
+// Helpers of the tests: bytes to messages and back, and a visit to every
+// message type.
 #ifndef TESTS_REFERENCE_MESSAGES_H_
 #define TESTS_REFERENCE_MESSAGES_H_
 
@@ -15,6 +15,7 @@
 #include <string_view>
 #include <vector>
 
+#include "reference/fill.h"
 #include "reference/wire.h"
 
 namespace tests {
@@ -160,66 +161,6 @@ void ForEachField(Visitor visit) {
       visit(message, field);
     }
   });
-}
-
-void Fill(Message* message, int salt = 1, int depth = 3);
-
-// Adds an entry to a map. Not by reflection: the runtime loses entries that are
-// parsed into a map after reflection has changed it.
-inline void FillMap(Message* message, const FieldDescriptor* field, int salt) {
-  auto* report = static_cast<tarn::NetworkStatusReport*>(message);
-  auto* map = field->number() == 1 ? report->mutable_status_packet()
-                                   : report->mutable_price_sync_status_packet();
-  (*map)["key " + std::to_string(salt)] = static_cast<tarn::StatusCodes>(salt);
-}
-
-// Sets a singular field, or adds an element, so that it is not the default.
-inline void FillField(Message* message, const FieldDescriptor* field, int salt,
-                      int depth) {
-  const auto* reflection = message->GetReflection();
-  const bool list = field->is_repeated();
-  const std::string text = field->name() + " " + std::to_string(salt);
-  switch (field->cpp_type()) {
-    case FieldDescriptor::CPPTYPE_INT32:
-      return reflection->SetInt32(message, field, -salt);
-    case FieldDescriptor::CPPTYPE_UINT32:
-      return reflection->SetUInt32(message, field, 4000000000u + salt);
-    case FieldDescriptor::CPPTYPE_FLOAT:
-      return reflection->SetFloat(message, field, salt + 0.5f);
-    case FieldDescriptor::CPPTYPE_BOOL:
-      return list ? reflection->AddBool(message, field, true)
-                  : reflection->SetBool(message, field, true);
-    case FieldDescriptor::CPPTYPE_ENUM:
-      return list ? reflection->AddEnumValue(message, field, salt)
-                  : reflection->SetEnumValue(message, field, salt);
-    case FieldDescriptor::CPPTYPE_STRING:
-      return list ? reflection->AddString(message, field, text)
-                  : reflection->SetString(message, field, text);
-    case FieldDescriptor::CPPTYPE_MESSAGE:
-      if (field->is_map()) return FillMap(message, field, salt);
-      return Fill(list ? reflection->AddMessage(message, field)
-                       : reflection->MutableMessage(message, field),
-                  salt, depth - 1);
-    default:
-      ADD_FAILURE() << "no field is of type " << field->cpp_type_name();
-  }
-}
-
-// Sets every field down to `depth` levels, lists and maps to two elements, of a
-// oneof the member that is declared last. Other salt, other values.
-inline void Fill(Message* message, int salt, int depth) {
-  if (depth == 0) return;
-  for (int i = 0; i < message->GetDescriptor()->field_count(); ++i) {
-    const FieldDescriptor* field = message->GetDescriptor()->field(i);
-    FillField(message, field, salt, depth);
-    if (field->is_repeated()) FillField(message, field, salt + 1, depth);
-  }
-}
-
-inline std::unique_ptr<Message> Filled(const Message& prototype, int salt = 1) {
-  std::unique_ptr<Message> message(prototype.New());
-  Fill(message.get(), salt);
-  return message;
 }
 
 }  // namespace tests

@@ -106,6 +106,9 @@ std::string ToJson(const Message& message);
 // A message with every field set (the first member of a oneof), each to
 // another value than its neighbours. Messages nested deeper than `depth` are
 // there but empty.
+//
+// tests/reference/fill.h makes such messages by descriptors. This is another
+// maker because expected bytes must not come from the library or the runtime.
 Message Sample(const Type& type, int depth);
 // The same with one field alone.
 Message Sample(const Type& type, const Field& field, int depth);

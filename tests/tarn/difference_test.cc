@@ -14,18 +14,18 @@
 #include <map>
 
 #include "encoding.h"
-#include "messages.h"
 #include "node_order.h"
+#include "reference/fill.h"
 
 namespace tarn::tool {
 namespace {
 
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
-using messages::Random;
 using node_order::ArrangeNodes;
 using node_order::InOrder;
 using node_order::Nodes;
+using tests::Random;
 
 std::string Words(const Difference::Text& text) {
   std::string words;
@@ -178,14 +178,15 @@ void AddUnknown(Message* message, Random& random) {
 
 TEST_F(DifferenceTest, EachPairOfRandomMessagesDiffersAsItsBytesDo) {
   Random random(7);
+  tests::EdgeValues values(&random);
   for (const auto* descriptor : schema_.Messages()) {
     const Type& type = schema_.Table(*descriptor);
     for (int round = 0; round < 30; ++round) {
       const auto a = NewMessage(type);
-      messages::Fill(a.get(), 4, random);
+      tests::Fill(a.get(), &values, 4);
       ConfuseTexts(a.get(), random);
       const auto other = NewMessage(type);
-      messages::Fill(other.get(), 4, random);
+      tests::Fill(other.get(), &values, 4);
       ExpectDifferentAsBytesAre(*a, *other);
       // The same message with one byte changed and its nodes in another order.
       std::string bytes = a->SerializeAsString();

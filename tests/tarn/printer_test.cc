@@ -12,7 +12,7 @@
 #include <iterator>
 
 #include "encoding.h"
-#include "messages.h"
+#include "reference/fill.h"
 #include "reference/wire.h"
 
 namespace tarn::tool {
@@ -61,16 +61,17 @@ class PrinterTest : public testing::Test {
   // and twice.
   void ForMessages(
       const std::function<void(const Type&, const std::string&)>& check) {
-    messages::Random random(3);
+    tests::Random random(3);
+    tests::EdgeValues values(&random);
     for (const auto* descriptor : schema_.Messages()) {
       const Type& type = schema_.Table(*descriptor);
       for (int i = 0; i < 12; ++i) {
         const auto message = NewMessage(type);
-        messages::Fill(message.get(), 4, random);
+        tests::Fill(message.get(), &values, 4);
         std::string bytes = message->SerializeAsString();
         if (i % 3 == 0) {
           message->Clear();
-          messages::Fill(message.get(), 2, random);
+          tests::Fill(message.get(), &values, 2);
           bytes += message->SerializeAsString();
         }
         check(type, bytes);
@@ -172,12 +173,13 @@ TEST_F(PrinterTest, TextAndJsonOfTheCorpusEncodeToCanonicalBytes) {
 }
 
 TEST_F(PrinterTest, TextAndJsonOfRandomMessagesEncodeToCanonicalBytes) {
-  messages::Random random(11);
+  tests::Random random(11);
+  tests::AnyValues values(&random);
   for (const auto* descriptor : schema_.Messages()) {
     const Type& type = schema_.Table(*descriptor);
     for (int i = 0; i < 100; ++i) {
       const auto message = NewMessage(type);
-      messages::Fill(message.get(), 4, random, messages::Values::kAny);
+      tests::Fill(message.get(), &values, 4);
       const std::string bytes = Canonical(*message);
       EXPECT_EQ(EncodeText(type, Text(type, bytes), ""), bytes)
           << Text(type, bytes);

@@ -11,7 +11,7 @@
 #include <iterator>
 
 #include "encoding.h"
-#include "messages.h"
+#include "reference/fill.h"
 #include "reference/wire.h"
 #include "salvage.h"
 
@@ -100,11 +100,12 @@ TEST_F(WalkerTest, AgreesWithTheRuntimeNearEverySpecimen) {
 }
 
 TEST_F(WalkerTest, AgreesWithTheRuntimeNearMessagesOfEveryType) {
-  messages::Random random(1);
+  tests::Random random(1);
   for (const auto* descriptor : schema_.Messages()) {
     const Type& type = schema_.Table(*descriptor);
     const auto message = NewMessage(type);
-    messages::Fill(message.get(), 3, random);
+    tests::EdgeValues values(&random);
+    tests::Fill(message.get(), &values, 3);
     ExpectSameVerdictNearby(type, message->SerializeAsString().substr(0, 400));
   }
   EXPECT_GT(accepted_, 5000);
@@ -112,7 +113,7 @@ TEST_F(WalkerTest, AgreesWithTheRuntimeNearMessagesOfEveryType) {
 }
 
 TEST_F(WalkerTest, AgreesWithTheRuntimeOnMutations) {
-  messages::Random random(2);
+  tests::Random random(2);
   const std::string spice("\x00\x0A\x0B\x0C\x12\x7B\x7C\x80\xED\xFF", 10);
   for (const auto& [name, bytes] : Specimens()) {
     const Type& type = schema_.Find(name);
