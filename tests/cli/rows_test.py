@@ -117,8 +117,9 @@ def rows_of_csv(name, stream, folder):
     assert {path.name for path in pathlib.Path(folder).iterdir()} == {
         f"{table}.csv" for table in COLUMNS}
     for table, columns in COLUMNS.items():
-        lines = csv_lines((pathlib.Path(folder) / f"{table}.csv").read_bytes().decode())
-        assert next(lines) == list(columns), table
+        text = (pathlib.Path(folder) / f"{table}.csv").read_bytes().decode()
+        head, *lines = csv_lines(text)
+        assert head == list(columns), table
         for line in lines:
             assert len(line) == len(columns), (table, line)
             yield table, {column: READERS[kind](value) for (column, kind), value

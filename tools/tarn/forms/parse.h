@@ -2,6 +2,7 @@
 #ifndef TOOLS_TARN_PARSE_H_
 #define TOOLS_TARN_PARSE_H_
 
+#include <google/protobuf/arena.h>
 #include <google/protobuf/message.h>
 
 #include <memory>
@@ -15,6 +16,12 @@ namespace tarn::tool {
 // where and why.
 std::unique_ptr<google::protobuf::Message> ParseRecord(
     const InputOptions& options, const Type& type, const Record& record);
+
+// The same on an arena, which is faster and frees the message.
+const google::protobuf::Message* ParseRecord(const InputOptions& options,
+                                             const Type& type,
+                                             const Record& record,
+                                             google::protobuf::Arena* arena);
 
 }  // namespace tarn::tool
 

@@ -52,7 +52,7 @@ void PrintFields(const Column& column, Schema* schema, Output* output) {
     }
   }
   for (const auto& [comment, names] : texts) {
-    PrintIndented(names + ": " + comment, 6, output);
+    PrintIndented(std::string(names).append(": ").append(comment), 6, output);
   }
 }
 

@@ -1,6 +1,7 @@
 // Writes rows as CSV and as JSON.
 #include "row_printer.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 
@@ -24,9 +25,10 @@ void WriteDigits(double value, Output* output) {
 }
 
 void WriteCsvText(std::string_view text, Output* output) {
-  if (!text.empty() && text.find_first_of(",\"\r\n") == text.npos) {
-    return output->Write(text);
-  }
+  const bool plain = std::none_of(text.begin(), text.end(), [](char c) {
+    return c == ',' || c == '"' || c == '\r' || c == '\n';
+  });
+  if (plain && !text.empty()) return output->Write(text);
   output->Write('"');
   for (size_t quote; (quote = text.find('"')) != text.npos;) {
     output->Write(text.substr(0, quote + 1));

@@ -204,10 +204,12 @@ ExitCode RunRows(const Command& command, const Arguments& arguments) {
                                  const std::vector<RowValue>& row) {
     output.Write(table, row);
   };
+  google::protobuf::Arena arena;
   RowOrigin origin{options.site, options.time};
   const ExitCode status =
       ForEachRecord(options.input, {&type}, [&](const Record& record) {
-        const auto message = ParseRecord(options.input, type, record);
+        arena.Reset();
+        const auto* message = ParseRecord(options.input, type, record, &arena);
         if (message == nullptr) return kMalformed;
         // A message that is no stream is the first.
         origin.sequence =
