@@ -11,13 +11,18 @@ import measure
 
 # A server with 17 clients of 4 displays of 3 modules: some 50 KB.
 SHAPE = ['--clients', '17', '--displays', '4', '--modules', '3']
+# One of 408 clients: some 1.2 MB.
+LARGE_SHAPE = ['--clients', '408', '--displays', '4', '--modules', '3']
 TREES = 100  # that differ; streams repeat them
 MIB = 1 << 20
 # What each verb is measured beside.
 BESIDE = {'decode --to json': ['protoc --decode'],
-          'annotate': ['protoc --decode'], 'check': ['protozero walk']}
+          'annotate': ['protoc --decode'], 'check': ['protozero walk'],
+          'rows --to csv': ['decode --to json']}
 VERBS = {'decode --to json': ['decode', '--to', 'json'],
-         'annotate': ['annotate'], 'check': ['check']}
+         'annotate': ['annotate'], 'check': ['check'],
+         'rows --to csv': ['rows', '--table', 'node']}
+ROWS, JSON = 'rows --to csv, one tree', 'decode --to json, one tree'
 
 
 def unframed(stream):
@@ -51,14 +56,19 @@ class Programs:
                              'varint', '--count', str(trees)])
         self.tree_bytes = len(self.trees) // trees
         self.messages = trees * repeats
-        self.one, self.stream, self.whole = (
-            folder / name for name in ('one', 'stream', 'whole'))
+        self.one, self.stream, self.whole, self.large = (
+            folder / name for name in ('one', 'stream', 'whole', 'large'))
+        self.large.write_bytes(output([self.tarn, 'sample', 'network',
+                                       *LARGE_SHAPE, '--to', 'binary']))
         self.one.write_bytes(unframed(self.trees))
         self.stream.write_bytes(self.trees * repeats)
         self.whole.write_bytes(self.one.read_bytes() * repeats)
 
     def verb(self, name):
         return [self.tarn, *VERBS[name], '--frame', 'varint', 'ModsConfigured']
+
+    def on_one_tree(self, name):
+        return [self.tarn, *VERBS[name], 'ModsConfigured']
 
     def protoc(self):
         return ['protoc', f'--descriptor_set_in={self.schema}',
@@ -85,6 +95,10 @@ def check_agreement(programs):
     if (output([tarn, 'decode', 'ModsConfigured'], one)
             != output(programs.protoc(), one)):
         raise SystemExit('tarn.py: tarn decode and protoc --decode differ')
+    nodes = json.loads(output([tarn, 'tree', '--json'], programs.large))
+    rows = output(programs.on_one_tree('rows --to csv'), programs.large)
+    if rows.count(b'\r\n') != 1 + sum(nodes['below'].values()):
+        raise SystemExit('tarn.py: tarn rows prints no row for each node')
     if output(programs.verb('check'), programs.stream):
         raise SystemExit('tarn.py: the stream gives check something to report')
     found = json.loads(output(programs.walk, programs.stream))
@@ -98,6 +112,9 @@ def measure_speed(programs, rounds, progress):
               for name in VERBS}
     things['protozero walk'] = lambda: seconds(programs.walk, stream)
     things['protoc --decode'] = lambda: seconds(programs.protoc(), whole)
+    for name in ROWS, JSON:
+        command = programs.on_one_tree(name.removesuffix(', one tree'))
+        things[name] = lambda command=command: seconds(command, programs.large)
     return measure.in_turn(rounds, things, progress)
 
 
@@ -136,6 +153,7 @@ def run(build_dir, rounds, progress):
         return {
             'bytes': programs.stream.stat().st_size,
             'tree_bytes': programs.tree_bytes,
+            'large_tree_bytes': programs.large.stat().st_size,
             'memory_bytes': size,
             'seconds': times,
             'peak_mib': memory,
@@ -148,6 +166,19 @@ def speeds(results):
             for name, numbers in results['seconds'].items()}
 
 
+def of_one_tree(results):
+    """A sentence; none of results that were kept before there were rows."""
+    times = results['seconds']
+    if ROWS not in times:
+        return ''
+    return f"""
+
+A single tree of {results['large_tree_bytes'] / 1e6:.1f} MB is rows in CSV after \
+{measure.digits(statistics.median(times[ROWS]) * 1000)} ms, \
+{measure.show(measure.ratio(times[ROWS], times[JSON]))} times the time of \
+`decode --to json`; the start of the program counts."""
+
+
 def markdown(results):
     speed = speeds(results)
     ratios = [
@@ -155,11 +186,12 @@ def markdown(results):
          measure.show(measure.ratio(results['seconds'][other],
                                     results['seconds'][verb])),
          measure.digits(speed[verb]), measure.digits(speed[other])]
-        for verb, others in BESIDE.items() for other in others]
+        for verb, others in BESIDE.items() if verb in speed
+        for other in others]
     return f"""\
 {measure.table(
     ['program', 'beside', 'times as fast', 'MB/s', 'MB/s beside'], ratios)}
 
 None of these verbs held more than \
 {max(results['peak_mib'].values()):.1f} MiB over a stream of \
-{results['memory_bytes'] / MIB:.0f} MiB."""
+{results['memory_bytes'] / MIB:.0f} MiB.{of_one_tree(results)}"""
