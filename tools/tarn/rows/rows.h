@@ -5,6 +5,9 @@
 // entries of all maps. Every other type of message that holds values of its
 // own has a table of its name. `record` has one row for each message. Tables
 // and columns follow from the descriptors: a new field appears by itself.
+//
+// rows.cc and row_plan.cc need nothing else of tarn: other programs can compile
+// them as their own.
 #ifndef TOOLS_TARN_ROWS_H_
 #define TOOLS_TARN_ROWS_H_
 
