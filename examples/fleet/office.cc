@@ -5,6 +5,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <fstream>
 #include <iostream>
 #include <vector>
 
@@ -108,8 +109,12 @@ int Run(const Arguments& arguments) {
     Receive(connection.get(), arguments.streams, &database, ending);
   } else if (verb == "prices") {
     expect(3);
+    std::unique_ptr<Database> names;
+    if (std::ifstream(arguments.database)) {
+      names = std::make_unique<Database>(arguments.database, /*writing=*/false);
+    }
     return SendPrices(arguments.server, words[1], words[2], arguments.wait,
-                      arguments.json);
+                      arguments.json, names.get());
   } else if (verb == "show") {
     expect(2);
     Database database(arguments.database, /*writing=*/false);

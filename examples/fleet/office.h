@@ -10,10 +10,11 @@
 
 namespace fleet {
 
-// Sends the prices in a file to a site, and waits for the answer of its signs.
-// Shows on the way what is known. Returns the exit status.
+// Sends the prices in a file to a site, and waits for the answer of its signs,
+// which it prints with the names that the database has; that can be null.
 int SendPrices(const Server& server, const std::string& site,
-               const std::string& path, int seconds, bool json);
+               const std::string& path, int seconds, bool json,
+               Database* database);
 
 // Prints what the database has of a site: the network, prices and statuses for
 // people, or the last message of each type as a line of JSON.

@@ -76,12 +76,26 @@ uint64_t Send(jsCtx* context, const std::string& site,
                 "the prices are not sent: " + Explain(status, code));
 }
 
-void PrintAnswer(const std::string& site, const Order& order, bool json) {
+// The name of a display where the database knows it, otherwise its uuid.
+std::string NameOf(const std::string& uuid, Database* database) {
+  if (database == nullptr) return uuid;
+  Statement find(database->get(),
+                 "SELECT name, max(time) FROM node WHERE uuid = ?");
+  find.Bind(uuid).Step();
+  return find.Text(0).empty() ? uuid : std::string(find.Text(0));
+}
+
+void PrintAnswer(const std::string& site, const Order& order, bool json,
+                 Database* database) {
   if (!json) {
+    std::multimap<std::string, tarn::StatusCodes> lines;
     for (const auto& [uuid, status] : order.displays) {
-      std::cout << "  " << tarn::tool::Clipped(uuid) << "  " << Name(status)
-                << '\n';
+      lines.emplace(tarn::tool::Clipped(NameOf(uuid, database)), status);
     }
+    for (const auto& [name, status] : lines) {
+      std::cout << Name(status) << "  " << name << '\n';
+    }
+    std::cout << "prices for " << site << ": " << Name(order.outcome) << '\n';
     return;
   }
   tarn::tool::Output output;
@@ -106,7 +120,8 @@ void PrintAnswer(const std::string& site, const Order& order, bool json) {
 }  // namespace
 
 int SendPrices(const Server& server, const std::string& site,
-               const std::string& path, int seconds, bool json) {
+               const std::string& path, int seconds, bool json,
+               Database* database) {
   if (!IsSiteName(site)) {
     throw Failure(kUsage, "a site's name has 1 to 64 letters, digits, - and _");
   }
@@ -144,8 +159,7 @@ int SendPrices(const Server& server, const std::string& site,
     const bool before = order.pending;
     Take(report, &order);
     if (order.pending && !before) {
-      std::cerr << "prices for " << site << ": the site has them, "
-                << order.displays.size() << " displays pending\n";
+      std::cerr << "prices for " << site << ": the site has them\n";
     }
   }
   if (order.outcome == tarn::unused) {
@@ -153,8 +167,7 @@ int SendPrices(const Server& server, const std::string& site,
                                   " s; the order stands, and the site takes it "
                                   "when it is back");
   }
-  PrintAnswer(site, order, json);
-  std::cerr << "prices for " << site << ": " << Name(order.outcome) << '\n';
+  PrintAnswer(site, order, json, database);
   return order.outcome == tarn::price_update_ok ? kFine : kDifferent;
 }
 

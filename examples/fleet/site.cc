@@ -72,7 +72,7 @@ class Site {
   tarn::NetworkStatusReport reported_;
   std::map<std::string, Attempt> attempts_;
   const std::string start_;
-  int64_t sent_ = 0, acknowledged_count_ = 0;
+  int64_t ids_ = 0, sent_ = 0, acknowledged_count_ = 0;
   std::string said_;
 };
 
@@ -231,8 +231,9 @@ bool Site::PublishCurrent() {
 // it again where only its acknowledgement was lost.
 bool Site::Publish(const std::string& type, const std::string& bytes) {
   Attempt& attempt = attempts_[type];
+  if (attempt.id.empty()) ++sent_;
   if (attempt.id.empty() || attempt.bytes != bytes) {
-    attempt = {bytes, name_ + "-" + start_ + "-" + std::to_string(++sent_)};
+    attempt = {bytes, name_ + "-" + start_ + "-" + std::to_string(++ids_)};
   }
   jsPubOptions options;
   jsPubOptions_Init(&options);

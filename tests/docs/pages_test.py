@@ -28,8 +28,8 @@ CLIENT = 'tests/consumer/find_package/CMakeLists.txt'
 # What tests build, run or compare with, for blocks of code.
 SHOWN = ('examples/**/*.cc', 'examples/**/expected.txt', 'tests/consumer/*.inc',
          'tests/docs/*.cc')
-# What the demonstration prints, as the tests of its two programs hold it.
-DEMONSTRATION = 'examples/site_office/expected.txt'
+# What the demonstration prints, as a test of it holds it.
+DEMONSTRATION = 'examples/fleet/expected.txt'
 # What a page may have run; anything else belongs into a block of sh.
 HARMLESS = {'tarn', 'echo', 'printf', 'cat', 'head', 'script/demo'}
 failures = []
@@ -79,7 +79,7 @@ def console(page, block):
             continue
         if command == 'script/demo':
             printed = (TREE / DEMONSTRATION).read_text()
-            shown_here = re.sub(r'127\.0\.0\.1:\d+ ─+', 'PEER', shown)
+            shown_here = re.sub(r'\d{4}-\d\d-\d\dT[\d:]+Z', 'TIME', shown)
         else:
             printed, shown_here = printed_by(command), shown
         check(matches(shown_here, printed),

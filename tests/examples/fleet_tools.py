@@ -209,9 +209,10 @@ class FleetTest(unittest.TestCase):
             database.close()
 
     def await_rows(self, count, sql, *values):
-        return self.await_(f"{count} rows of {sql} {values}", lambda: (
-            lambda rows: rows if len(rows) >= count else None)(
-                self.rows(sql, *values)))
+        return self.await_(
+            f"{count} rows of {sql} {values}",
+            lambda: self.rows(sql, *values) * (
+                len(self.rows(sql, *values)) >= count))
 
     def installation(self):
         """A copy of the example, for a test to change."""

@@ -77,7 +77,29 @@ class Bootstrap(unittest.TestCase):
 
     def test_packages_can_be_built_on_a_bare_system(self):
         self.assertIn("build-essential", self.installable("package"))
-        self.assertIn("git", self.installable())
+        self.assertIn("git", self.installable("package"))
+
+    def test_the_demonstration_asks_for_what_it_needs_and_no_more(self):
+        demo = set(self.installable("demo"))
+        self.assertLessEqual({"nats-server", "libnats-dev", "libsqlite3-dev",
+                              "g++", "cmake"}, demo)
+        self.assertEqual(demo & {"clang", "gdb", "zsh", "fish", "libgtest-dev",
+                                 "libcli11-dev"}, set())
+        self.assertLessEqual(demo, set(self.installable("test")))
+        self.assertNotIn("nats-server", self.installable())
+
+    def test_ends_the_service_that_only_it_has_brought(self):
+        # The service runs as soon as its package is installed.
+        for before, ended in (("false", True), ("true", False)):
+            systemctl = self.folder / "bin" / "systemctl"
+            systemctl.write_text(
+                "#!/bin/sh\ncase $1 in is-active) "
+                f'grep -q "apt-get .*install" "$CALLS" || {before} ;; '
+                '*) echo "systemctl $*" >>"$CALLS" ;; esac\n')
+            systemctl.chmod(0o755)
+            calls = self.run_it(DEBIAN_12, "demo")[2]
+            self.assertEqual("systemctl disable --now nats-server" in calls,
+                             ended, calls)
 
     def test_does_nothing_where_all_is_there(self):
         installed = "".join(f"{name} installed amd64\n"
