@@ -24,10 +24,12 @@ struct Enum {
 };
 
 struct Type;
+struct Value;
 
 struct Field {
   int number;
   std::string name;
+  std::string json_name;
   // What a failed UTF-8 check names: the field, or the key of a map's entry.
   std::string full_name;
   Label label;
@@ -39,6 +41,8 @@ struct Field {
   bool packed() const;
   // The wire type of one value, or of a map's entry.
   wire::Type wire_type() const;
+  // Implicit presence: a value counts as set when it is not the default.
+  bool IsSet(const Value& value) const;
 };
 
 struct Type {
