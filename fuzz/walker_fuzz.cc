@@ -23,7 +23,7 @@ using tarn::tool::Type;
   std::abort();
 }
 
-struct Goer : tarn::tool::WalkVisitor {
+struct GoesOnAfterErrors : tarn::tool::WalkVisitor {
   bool Fail(const tarn::tool::Stack& stack, const tarn::tool::Error& error) {
     tarn::tool::ErrorPath(error, stack);
     return true;
@@ -50,12 +50,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (survey.accepted != accepted) Fail(type, "another verdict");
 
   // A walk that goes on after errors must end, and give the same verdict.
-  Goer goer;
-  if (tarn::tool::Walk(type, bytes, goer) != accepted) {
+  GoesOnAfterErrors visitor;
+  if (tarn::tool::Walk(type, bytes, visitor) != accepted) {
     Fail(type, "another verdict when going on");
   }
   if (accepted) return 0;
-  const tarn::tool::Damage damage = tarn::tool::Assess(type, bytes, 0);
+  const tarn::tool::Damage damage = tarn::tool::FindDamage(type, bytes, 0);
   if (!message->ParseFromString(damage.salvaged)) {
     Fail(type, "what is salvaged does not parse");
   }

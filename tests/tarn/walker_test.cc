@@ -55,7 +55,7 @@ class WalkerTest : public testing::Test {
   }
 
   Damage DamageOf(const std::string& type, const Writer& writer) {
-    return Assess(schema_.Find(type), writer.bytes(), 0);
+    return FindDamage(schema_.Find(type), writer.bytes(), 0);
   }
 
   Schema schema_;
@@ -264,7 +264,7 @@ TEST_F(WalkerTest, WhatIsSalvagedParses) {
     for (size_t size = 0; size < bytes.size(); ++size) {
       const std::string cut = bytes.substr(0, size);
       if (Accepts(type, cut)) continue;
-      const Damage damage = Assess(type, cut, 0);
+      const Damage damage = FindDamage(type, cut, 0);
       EXPECT_TRUE(message->ParseFromString(damage.salvaged))
           << wire::ToHex(cut) << " gives " << wire::ToHex(damage.salvaged);
     }

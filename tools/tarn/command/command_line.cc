@@ -154,4 +154,16 @@ void CommandLine::Parse() {
   }
 }
 
+ExitCode PrintEachRecord(
+    const InputOptions& input, const OutputOptions& options,
+    const std::vector<const Type*>& types,
+    const std::function<ExitCode(const Record&, Output*)>& print) {
+  Output output(options.color);
+  const ExitCode status = ForEachRecord(
+      input, types,
+      [&](const Record& record) { return print(record, &output); });
+  output.Flush();
+  return status;
+}
+
 }  // namespace tarn::tool

@@ -8,7 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "input.h"
 #include "input_options.h"
+#include "output.h"
 
 namespace tarn::tool {
 
@@ -67,6 +69,13 @@ class CommandLine {
   CLI::App app_;
   std::vector<std::string> arguments_;
 };
+
+// Calls `print` for each message of the input, as ForEachRecord() does, with
+// standard output for what it prints. Returns the worst status.
+ExitCode PrintEachRecord(
+    const InputOptions& input, const OutputOptions& options,
+    const std::vector<const Type*>& types,
+    const std::function<ExitCode(const Record&, Output*)>& print);
 
 // Thrown by Parse() once the help is printed.
 struct HelpGiven {};

@@ -120,7 +120,7 @@ class DumpReader {
       if (!Split(line, &start) || !ReadOffset(start, base_, &offset)) {
         return false;
       }
-      if (!Follow(offset) || !Line(start, text)) return false;
+      if (!ContinueAt(offset) || !Line(start, text)) return false;
     }
     dump_.certain = colons_ || lines_ > 1 || dump_.verified;
     return !dump_.bytes.empty() && !repeated_ && (ended_ || !odd_) &&
@@ -130,7 +130,7 @@ class DumpReader {
  private:
   // Continues at an offset: that of the next byte, or a later one after a line
   // that stands for repeated lines.
-  bool Follow(uint64_t offset) {
+  bool ContinueAt(uint64_t offset) {
     if (ended_) return false;
     if (!begun_) base_offset_ = offset;
     begun_ = true;
@@ -149,7 +149,7 @@ class DumpReader {
   }
 
   // The number of bytes up to the next offset, if that can be read.
-  uint64_t Due(std::string_view text) const {
+  uint64_t BytesToNextOffset(std::string_view text) const {
     Start next;
     uint64_t offset;
     const std::string_view line = Trim(TakeLine(&text));
@@ -169,11 +169,11 @@ class DumpReader {
       return true;
     }
     const std::string_view framed = TakeFramed(&rest);
-    const uint64_t due = Due(text);
+    const uint64_t expected = BytesToNextOffset(text);
     row_.clear();
     gap_ = false;
     bool shown = false;
-    while (!rest.empty() && !shown && !(gap_ && row_.size() >= due)) {
+    while (!rest.empty() && !shown && !(gap_ && row_.size() >= expected)) {
       const size_t size = std::min(rest.find_first_of(" \t"), rest.size());
       const std::string_view group = rest.substr(0, size);
       if (!AppendGroup(group, unit_, &row_)) {

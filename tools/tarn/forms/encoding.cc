@@ -146,7 +146,7 @@ std::string EncodeText(const Type& type, std::string_view text,
   // The text parser accepts strings that are not UTF-8.
   std::string bytes = Canonical(*message);
   if (WalkVisitor visitor; !Walk(type, bytes, visitor)) {
-    const Damage damage = Assess(type, bytes, 0);
+    const Damage damage = FindDamage(type, bytes, 0);
     throw Failure(kMalformed, place + damage.path + ": " + damage.reason +
                                   " of the encoded message");
   }

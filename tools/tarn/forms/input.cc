@@ -52,9 +52,9 @@ bool Discard(Reader* reader, uint64_t size) {
 }
 
 // Prints a hint about a message after the message itself.
-void Remark(Mismatch* mismatch, const Record& record) {
-  const std::string remark = mismatch->HintFor(record.bytes, record.number > 0);
-  if (!remark.empty()) Complain(remark);
+void GiveHint(Mismatch* mismatch, const Record& record) {
+  const std::string hint = mismatch->HintFor(record.bytes, record.number > 0);
+  if (!hint.empty()) Complain(hint);
 }
 
 ExitCode ForEachFramed(const InputOptions& options, Reader* reader,
@@ -65,7 +65,7 @@ ExitCode ForEachFramed(const InputOptions& options, Reader* reader,
   ExitCode worst = kFine;
   const auto complain = [&](const std::string& reason) {
     progress.Hide();
-    Complain(Place(options, record, 0) + reason);
+    Complain(PlaceInInput(options, record, 0) + reason);
     worst = std::max(worst, kMalformed);
   };
   while (reader->Fill(1)) {
@@ -100,7 +100,7 @@ ExitCode ForEachFramed(const InputOptions& options, Reader* reader,
     progress.Update(record.number, record.offset + record.bytes.size());
     const ExitCode status = handle(record);
     worst = std::max(worst, status);
-    Remark(mismatch, record);
+    GiveHint(mismatch, record);
     if (status >= kMalformed && !options.keep_going) break;
     if (ReaderHasGone() && !options.to_the_end) break;
     reader->Consume(header.length);
@@ -111,8 +111,8 @@ ExitCode ForEachFramed(const InputOptions& options, Reader* reader,
 
 }  // namespace
 
-std::string Place(const InputOptions& options, const Record& record,
-                  uint64_t offset) {
+std::string PlaceInInput(const InputOptions& options, const Record& record,
+                         uint64_t offset) {
   std::string place = InputName(options.file) + ": ";
   if (record.number > 0) {
     place += "record " + std::to_string(record.number) + ": ";
@@ -123,8 +123,8 @@ std::string Place(const InputOptions& options, const Record& record,
 std::string ErrorAt(const InputOptions& options, const Record& record,
                     uint64_t offset, const std::string& path,
                     const std::string& reason) {
-  return Place(options, record, offset) + (path.empty() ? "" : path + ": ") +
-         reason;
+  return PlaceInInput(options, record, offset) +
+         (path.empty() ? "" : path + ": ") + reason;
 }
 
 std::string ReadFile(const std::string& file, uint64_t max_size) {
@@ -142,7 +142,7 @@ std::string ReadMessage(const InputOptions& options, const Type& type) {
   Record record;
   record.bytes = reading.binary ? input : reading.bytes;
   Mismatch mismatch(InputName(options.file) + ": ", {&type});
-  Remark(&mismatch, record);
+  GiveHint(&mismatch, record);
   return reading.binary ? std::move(input) : std::move(reading.bytes);
 }
 
@@ -168,7 +168,7 @@ ExitCode ForEachRecord(const InputOptions& options,
     Complain(InputName(options.file) + " is empty, which is an empty message");
   }
   const ExitCode status = handle(record);
-  if (record.written == nullptr) Remark(&mismatch, record);
+  if (record.written == nullptr) GiveHint(&mismatch, record);
   return status;
 }
 

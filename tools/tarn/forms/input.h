@@ -49,8 +49,8 @@ std::string ReadMessage(const InputOptions& options, const Type& type);
 std::string ReadFile(const std::string& file, uint64_t max_size);
 
 // "FILE: record 3: byte 12: ": where something is, for an error message.
-std::string Place(const InputOptions& options, const Record& record,
-                  uint64_t offset);
+std::string PlaceInInput(const InputOptions& options, const Record& record,
+                         uint64_t offset);
 // The same with path and reason: "FILE: byte 12: server.name: bad UTF-8". The
 // path may be empty.
 std::string ErrorAt(const InputOptions& options, const Record& record,

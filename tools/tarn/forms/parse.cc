@@ -13,7 +13,7 @@ bool Parse(const InputOptions& options, const Type& type, const Record& record,
            Message* message) {
   const int size = static_cast<int>(record.bytes.size());
   if (message->ParseFromArray(record.bytes.data(), size)) return true;
-  const Damage damage = Assess(type, record.bytes, record.offset);
+  const Damage damage = FindDamage(type, record.bytes, record.offset);
   Complain(ErrorAt(options, record, damage.offset, damage.path, damage.reason));
   return false;
 }

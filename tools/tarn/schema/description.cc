@@ -1,6 +1,8 @@
 // Finds entities by name, and the fields that use them.
 #include "description.h"
 
+#include <google/protobuf/io/coded_stream.h>
+
 #include "failure.h"
 
 namespace tarn::tool {
@@ -75,14 +77,17 @@ uint32_t TagOf(const Field& field) {
 }
 
 std::string HexOfVarint(uint32_t varint) {
+  uint8_t bytes[5];
+  const uint8_t* end =
+      google::protobuf::io::CodedOutputStream::WriteVarint32ToArray(varint,
+                                                                    bytes);
   std::string hex;
-  do {
-    char byte[4];
-    std::snprintf(byte, sizeof byte, "%02x",
-                  (varint & 0x7F) | (varint >= 0x80 ? 0x80 : 0));
-    hex += (hex.empty() ? "" : " ") + std::string(byte);
-    varint >>= 7;
-  } while (varint != 0);
+  for (const uint8_t* byte = bytes; byte != end; ++byte) {
+    char digits[4];
+    std::snprintf(digits, sizeof digits, byte == bytes ? "%02x" : " %02x",
+                  *byte);
+    hex += digits;
+  }
   return hex;
 }
 

@@ -63,13 +63,10 @@ ExitCode RunAnnotate(const Command& command, const Arguments& arguments) {
 
   Schema schema(options.output.show_secrets);
   const Type& type = schema.Find(options.type);
-  Output output(options.output.color);
-  const ExitCode status =
-      ForEachRecord(options.input, {&type}, [&](const Record& record) {
-        return Annotate(options, type, record, &output);
-      });
-  output.Flush();
-  return status;
+  return PrintEachRecord(options.input, options.output, {&type},
+                         [&](const Record& record, Output* output) {
+                           return Annotate(options, type, record, output);
+                         });
 }
 
 }  // namespace tarn::tool

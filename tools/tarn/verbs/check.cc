@@ -38,7 +38,8 @@ Options ParseOptions(const Command& command, const Arguments& arguments) {
       .add_option("--fail-on", fail_on,
                   "Lowest severity for exit status 1; default warning")
       ->check(CLI::IsMember(names))
-      ->type_name("SEVERITY");
+      ->type_name("SEVERITY")
+      ->group("Output");
   line.Json(&options.output);
   line.Color(&options.output);
   line.Parse();
@@ -63,7 +64,7 @@ ExitCode Check(const Options& options, const Type& type, const Record& record,
     worst = std::max(worst, std::optional(finding.severity));
     if (options.output.json) return WriteFinding(finding, &json);
     output->Untrusted(
-        Place(options.input, record, finding.offset - record.offset));
+        PlaceInInput(options.input, record, finding.offset - record.offset));
     PrintFinding(finding, output);
   };
   const bool accepted =
@@ -83,14 +84,12 @@ ExitCode RunCheck(const Command& command, const Arguments& arguments) {
   const Options options = ParseOptions(command, arguments);
   Schema schema;
   const Type& type = schema.Find(options.type);
-  Output output(options.output.color);
   MessageChecker checker(options.budget);
-  const ExitCode status =
-      ForEachRecord(options.input, {&type}, [&](const Record& record) {
-        return Check(options, type, record, &checker, &output);
-      });
-  output.Flush();
-  return status;
+  return PrintEachRecord(options.input, options.output, {&type},
+                         [&](const Record& record, Output* output) {
+                           return Check(options, type, record, &checker,
+                                        output);
+                         });
 }
 
 }  // namespace tarn::tool

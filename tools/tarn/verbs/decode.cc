@@ -109,7 +109,7 @@ void SayWhatIsLeftOut(const Options& options, const Type& type,
   const size_t first = FirstUnknown(type, record.bytes);
   if (first == record.bytes.npos) return;
   Complain(
-      Place(options.input, record, first) +
+      PlaceInInput(options.input, record, first) +
       "unknown fields are left out of the JSON; --unknown keep shows them");
 }
 
@@ -118,7 +118,7 @@ ExitCode Decode(const Options& options, const Type& type, const Record& record,
   if (options.to == "text" && record.number > 1) output->Write('\n');
   const Survey survey = SurveyMessage(type, record.bytes);
   if (!survey.accepted) {
-    const Damage damage = Assess(type, record.bytes, record.offset);
+    const Damage damage = FindDamage(type, record.bytes, record.offset);
     if (options.partial) {
       Print(options, type, damage.salvaged,
             SurveyMessage(type, damage.salvaged), record, output);
@@ -160,8 +160,10 @@ ExitCode RunDecode(const Command& command, const Arguments& arguments) {
       .add_flag("--partial", options.partial,
                 "Show the part of a message before an error")
       ->group("Output");
-  line.app().add_flag("--strict", options.strict,
-                      "Report unknown fields and undeclared enum numbers");
+  line.app()
+      .add_flag("--strict", options.strict,
+                "Report unknown fields and undeclared enum numbers")
+      ->group("Output");
   line.app()
       .add_option("--unknown", options.unknown,
                   "Unknown fields; default drop for JSON, else keep")
@@ -174,14 +176,11 @@ ExitCode RunDecode(const Command& command, const Arguments& arguments) {
 
   Schema schema(options.output.show_secrets);
   const Type& type = schema.Find(options.type);
-  Output output(options.output.color);
-  if (options.to == "binary") output.ExpectRawBytes();
-  const ExitCode status =
-      ForEachRecord(options.input, {&type}, [&](const Record& record) {
-        return Decode(options, type, record, &output);
-      });
-  output.Flush();
-  return status;
+  if (options.to == "binary") Output().ExpectRawBytes();
+  return PrintEachRecord(options.input, options.output, {&type},
+                         [&](const Record& record, Output* output) {
+                           return Decode(options, type, record, output);
+                         });
 }
 
 }  // namespace tarn::tool

@@ -31,7 +31,7 @@ std::string Reasons(const Candidate& candidate, std::string_view bytes) {
   if (e.accepted) {
     text = "parses fully, " + Count(e.fields, "field");
   } else {
-    const Damage damage = Assess(*candidate.type, bytes, 0);
+    const Damage damage = FindDamage(*candidate.type, bytes, 0);
     text = "broken at byte " + std::to_string(damage.offset) + ": " +
            damage.reason;
   }
@@ -66,7 +66,7 @@ std::vector<Ranked> Shown(const std::vector<Candidate>& candidates, bool all) {
   size_t rank = 0;
   for (size_t i = 0; i < candidates.size(); ++i) {
     const Candidate& candidate = candidates[i];
-    if (i == 0 || !Level(candidate, candidates[i - 1])) rank = i + 1;
+    if (i == 0 || !EquallyLikely(candidate, candidates[i - 1])) rank = i + 1;
     const bool level = rank == 1 && candidate.evidence.accepted;
     if (!all && !level && i >= kShown) break;
     shown.push_back({rank, &candidate});
@@ -109,7 +109,7 @@ void WriteCandidate(const Ranked& ranked, const Record& record,
   json->Key("accepted").Bool(evidence.accepted);
   if (!evidence.accepted) {
     json->Key("errorOffset")
-        .Number(record.offset + Assess(type, record.bytes, 0).offset);
+        .Number(record.offset + FindDamage(type, record.bytes, 0).offset);
   }
   json->Key("fields").Number(evidence.fields);
   json->Key("unknownFields").Number(evidence.unknown);
@@ -163,7 +163,7 @@ ExitCode Guess(const Options& options, const Record& record,
   const bool parsed = std::any_of(
       candidates.begin(), candidates.end(),
       [](const Candidate& candidate) { return candidate.evidence.accepted; });
-  Complain(Place(options.input, record, 0) +
+  Complain(PlaceInInput(options.input, record, 0) +
            (parsed ? "no message type explains these bytes well"
                    : "no message type parses these bytes"));
   return kMalformed;
@@ -175,21 +175,20 @@ ExitCode RunGuess(const Command& command, const Arguments& arguments) {
   CommandLine line(command.name, command.summary, arguments);
   Options options;
   line.Input(&options.input);
-  line.app().add_flag("--all", options.all,
-                      "Show all types, not only the most likely");
+  line.app()
+      .add_flag("--all", options.all,
+                "Show all types, not only the most likely")
+      ->group("Output");
   line.Json(&options.output);
   line.Color(&options.output);
   line.Parse();
 
   Schema schema;
   const std::vector<const Type*> types = AllTypes(&schema);
-  Output output(options.output.color);
-  const ExitCode status =
-      ForEachRecord(options.input, types, [&](const Record& record) {
-        return Guess(options, record, types, &output);
-      });
-  output.Flush();
-  return status;
+  return PrintEachRecord(options.input, options.output, types,
+                         [&](const Record& record, Output* output) {
+                           return Guess(options, record, types, output);
+                         });
 }
 
 }  // namespace tarn::tool

@@ -31,23 +31,20 @@ ExitCode RunStatus(const Command& command, const Arguments& arguments) {
 
   Schema schema;
   const Type& type = schema.Table(*tarn::NetworkStatusReport::descriptor());
-  Output output(options.color);
-  const ExitCode status =
-      ForEachRecord(input, {&type}, [&](const Record& record) {
+  return PrintEachRecord(
+      input, options, {&type}, [&](const Record& record, Output* output) {
         const auto message = ParseRecord(input, type, record);
         if (message == nullptr) return kMalformed;
         const auto& report =
             static_cast<const tarn::NetworkStatusReport&>(*message);
         if (options.json) {
-          PrintJson(report, record, &output);
+          PrintJson(report, record, output);
         } else {
-          if (record.number > 1) output.Write('\n');
-          PrintReport(report, &output);
+          if (record.number > 1) output->Write('\n');
+          PrintReport(report, output);
         }
         return kFine;
       });
-  output.Flush();
-  return status;
 }
 
 }  // namespace tarn::tool

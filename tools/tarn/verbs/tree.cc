@@ -44,17 +44,17 @@ void ExplainRefusal(const InputOptions& options,
                     const std::vector<const Type*>& verdict,
                     const Record& record) {
   if (!verdict.empty()) {
-    Complain(Place(options, record, 0) + "these bytes are " + NamesOf(verdict) +
-             ", without nodes; see --type");
+    Complain(PlaceInInput(options, record, 0) + "these bytes are " +
+             NamesOf(verdict) + ", without nodes; see --type");
     return;
   }
   const Candidate best = Rank(types, record.bytes).front();
   if (best.evidence.accepted) {
-    Complain(Place(options, record, 0) +
+    Complain(PlaceInInput(options, record, 0) +
              "no type explains these bytes well: see tarn guess and --type");
     return;
   }
-  const Damage damage = Assess(*best.type, record.bytes, record.offset);
+  const Damage damage = FindDamage(*best.type, record.bytes, record.offset);
   Complain(ErrorAt(options, record, damage.offset, damage.path, damage.reason) +
            " (read as " + best.type->descriptor->full_name() + "; see --type)");
 }
@@ -143,8 +143,9 @@ ExitCode DrawWritten(const Options& options, const Record& record,
   std::vector<const Type*> types;
   for (const Written& message : *record.written) types.push_back(message.type);
   if (types.size() > 1 && !record.bytes.empty()) {
-    throw Failure(kUsage, Place(options.input, record, 0) + "this can be " +
-                              NamesOf(types) + ": say with --type which it is");
+    throw Failure(kUsage, PlaceInInput(options.input, record, 0) +
+                              "this can be " + NamesOf(types) +
+                              ": say with --type which it is");
   }
   return Draw(options, types, record, output);
 }
@@ -158,7 +159,8 @@ ExitCode RunTree(const Command& command, const Arguments& arguments) {
   line.app()
       .add_option("--type", options.type,
                   "Type of the message; if not given, tarn finds it")
-      ->type_name("TYPE");
+      ->type_name("TYPE")
+      ->group("Input");
   std::vector<std::string> only;
   line.app()
       .add_option("--only", only,
@@ -166,11 +168,13 @@ ExitCode RunTree(const Command& command, const Arguments& arguments) {
                   "above them: comm_error,power_outage")
       ->delimiter(',')
       ->allow_extra_args(false)
-      ->type_name("STATUS,...");
+      ->type_name("STATUS,...")
+      ->group("Output");
   line.app()
       .add_option("--depth", options.depth, "Number of levels to draw")
       ->check(WholeNumber(1, INT_MAX))
-      ->type_name("N");
+      ->type_name("N")
+      ->group("Output");
   auto* dot = line.app()
                   .add_flag("--dot", "Print a drawing for Graphviz")
                   ->group("Output");
@@ -190,25 +194,23 @@ ExitCode RunTree(const Command& command, const Arguments& arguments) {
       throw Failure(kUsage, type->descriptor->full_name() + " holds no nodes");
     }
   }
-  Output output(options.output.color);
   const std::vector<const Type*> types = type != nullptr
                                              ? std::vector<const Type*>{type}
                                              : TypesWithNodes(&schema);
   const std::vector<const Type*> all = AllTypes(&schema);
-  const ExitCode status =
-      ForEachRecord(options.input, types, [&](const Record& record) {
-        if (type != nullptr) {
-          return Draw(options, types, record, &output);
-        }
-        if (record.written != nullptr) {
-          return DrawWritten(options, record, &output);
-        }
-        const auto found = PossibleTypes(options.input, types, all, record);
-        if (found.empty()) return kMalformed;
-        return Draw(options, found, record, &output);
-      });
-  output.Flush();
-  return status;
+  return PrintEachRecord(options.input, options.output, types,
+                         [&](const Record& record, Output* output) {
+                           if (type != nullptr) {
+                             return Draw(options, types, record, output);
+                           }
+                           if (record.written != nullptr) {
+                             return DrawWritten(options, record, output);
+                           }
+                           const auto found =
+                               PossibleTypes(options.input, types, all, record);
+                           if (found.empty()) return kMalformed;
+                           return Draw(options, found, record, output);
+                         });
 }
 
 }  // namespace tarn::tool

@@ -155,7 +155,7 @@ std::vector<Candidate> Rank(const std::vector<const Type*>& types,
   return candidates;
 }
 
-bool Level(const Candidate& a, const Candidate& b) {
+bool EquallyLikely(const Candidate& a, const Candidate& b) {
   return Order(a.evidence) == Order(b.evidence);
 }
 
@@ -169,7 +169,7 @@ std::vector<const Type*> Verdict(const std::vector<Candidate>& ranked) {
     return types;
   }
   for (const Candidate& candidate : ranked) {
-    if (!Level(candidate, ranked.front())) break;
+    if (!EquallyLikely(candidate, ranked.front())) break;
     types.push_back(candidate.type);
   }
   return types;

@@ -50,7 +50,7 @@ std::vector<Candidate> Rank(const std::vector<const Type*>& types,
 void Sort(std::vector<Candidate>* candidates);
 
 // Whether the evidence cannot tell two candidates apart.
-bool Level(const Candidate& a, const Candidate& b);
+bool EquallyLikely(const Candidate& a, const Candidate& b);
 
 // The most likely of ranked candidates: several if nothing tells them apart,
 // none if no type explains the bytes well.

@@ -71,7 +71,7 @@ class FirstErrorFinder : public WalkVisitor {
 
 }  // namespace
 
-Damage Assess(const Type& type, std::string_view bytes, uint64_t start) {
+Damage FindDamage(const Type& type, std::string_view bytes, uint64_t start) {
   Damage damage;
   FirstErrorFinder finder(bytes, start, &damage);
   Walk(type, bytes, finder);

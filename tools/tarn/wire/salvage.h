@@ -19,7 +19,7 @@ struct Damage {
 
 // The first error of a message that the runtime rejects. `start` is the offset
 // of the message in its file, for the reason.
-Damage Assess(const Type& type, std::string_view bytes, uint64_t start);
+Damage FindDamage(const Type& type, std::string_view bytes, uint64_t start);
 
 }  // namespace tarn::tool
 
