@@ -53,7 +53,7 @@ std::vector<Case> Cases(const std::string& kind,
   for (const auto& entry :
        fs::recursive_directory_iterator(fs::path(CORPUS_DIR) / kind)) {
     if (entry.is_directory()) continue;
-    const fs::path path = entry.path();
+    const fs::path& path = entry.path();
     const std::string file = path.filename().string();
     const size_t dot = std::min(file.find('.'), file.size());
     const std::string name = file.substr(0, dot);

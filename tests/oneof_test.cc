@@ -252,6 +252,7 @@ TYPED_TEST(Oneof, MergingNoMemberLeavesTheOneThatIsSet) {
 
 TYPED_TEST(Oneof, CopyConstructionCopiesTheMember) {
   const auto source = Holding<TypeParam>("a");
+  // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): it is tried
   const ChildTypes copy(source);
   EXPECT_EQ(HexOf(copy), HexOf(source));
   EXPECT_NE(&TypeParam::Get(copy), &TypeParam::Get(source));
@@ -286,7 +287,7 @@ TYPED_TEST(Oneof, EveryWayOfDroppingTheMemberFreesItsWholeSubtree) {
         Drop([](ChildTypes* node) { TypeParam::Set(node, nullptr); }),
         Drop([](ChildTypes* node) { node->set_allocated_client(nullptr); })}) {
     ChildTypes node;
-    const long before = tests::live_blocks;
+    const int64_t before = tests::live_blocks;
     node.ParseFromString(bytes.bytes());
     EXPECT_GT(tests::live_blocks, before);
     drop(&node);
@@ -296,7 +297,7 @@ TYPED_TEST(Oneof, EveryWayOfDroppingTheMemberFreesItsWholeSubtree) {
 
 TYPED_TEST(Oneof, SwitchingFreesTheOldMember) {
   auto node = Holding<TypeParam>("a text too long to be kept in place");
-  const long before = tests::live_blocks;
+  const int64_t before = tests::live_blocks;
   const bool is_client = TypeParam::kNumber == 2;
   if (is_client) {
     node.mutable_server();

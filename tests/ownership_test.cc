@@ -237,7 +237,7 @@ TEST_P(HandOver, ChildrenLiveWhereTheirMessageLives) {
 template <class Build>
 void ExpectFreesAll(Build build) {
   build();
-  const long before = tests::live_blocks;
+  const int64_t before = tests::live_blocks;
   build();
   EXPECT_EQ(tests::live_blocks, before);
 }
@@ -320,7 +320,7 @@ TEST(Ownership, NodesOfATreeTakeNoAllocationEach) {
   Arena arena(options);
   auto* tree = Arena::CreateMessage<tarn::ModsConfigured>(&arena);
   tree->mutable_modsconfigured()->Reserve(kNodes);
-  const long before = tests::live_blocks;
+  const int64_t before = tests::live_blocks;
   for (int i = 0; i < kNodes; ++i) {
     auto* module = tree->add_modsconfigured()->mutable_module();
     module->set_linearaddr(i);

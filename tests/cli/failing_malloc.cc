@@ -5,29 +5,33 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cinttypes>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 
 extern "C" {
+// NOLINTBEGIN(bugprone-reserved-identifier): the names that the C library gives
+// its own allocator.
 void* __libc_malloc(size_t size);
 void* __libc_calloc(size_t count, size_t size);
 void* __libc_realloc(void* block, size_t size);
+// NOLINTEND(bugprone-reserved-identifier)
 }
 
 namespace {
 
-std::atomic<long> allocations{0};
+std::atomic<int64_t> allocations{0};
 
 // The loader allocates before there is an environment; that is not counted.
 bool Fails() {
-  static long fail_at = -1;  // 0: none
+  static int64_t fail_at = -1;  // 0: none
   if (environ == nullptr) return false;
   if (fail_at < 0) {
     const char* number = std::getenv("FAIL_AT");
-    fail_at = number == nullptr ? 0 : std::atol(number);
+    fail_at = number == nullptr ? 0 : std::atoll(number);
   }
-  const long number = ++allocations;
+  const int64_t number = ++allocations;
   if (fail_at == 0 || number < fail_at) return false;
   if (number > fail_at && std::getenv("FAIL_ON") == nullptr) return false;
   errno = ENOMEM;
@@ -37,8 +41,8 @@ bool Fails() {
 [[gnu::destructor]] void Report() {
   if (std::getenv("FAIL_AT") != nullptr) return;
   char line[64];
-  const int size =
-      std::snprintf(line, sizeof line, "%ld allocations\n", allocations.load());
+  const int size = std::snprintf(line, sizeof line, "%" PRId64 " allocations\n",
+                                 allocations.load());
   [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, line, size);
 }
 

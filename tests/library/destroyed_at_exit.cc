@@ -45,6 +45,7 @@ void Judge() {
 }  // namespace
 
 // In the place of the C library's, for the library as well.
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the name that it has there
 extern "C" int __cxa_atexit(Destructor destructor, void* object, void* owner) {
   static const auto next = reinterpret_cast<int (*)(Destructor, void*, void*)>(
       dlsym(RTLD_NEXT, "__cxa_atexit"));

@@ -5,15 +5,17 @@
 #define TESTS_REFERENCE_LIVE_BLOCKS_H_
 
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
 #include <new>
 
 namespace tests {
 
-inline std::atomic<long> live_blocks{0};
+inline std::atomic<int64_t> live_blocks{0};
 
 }  // namespace tests
 
+// NOLINTBEGIN(misc-definitions-in-headers): only one file may include them
 [[gnu::noinline]] void* operator new(std::size_t size) {
   void* block = std::malloc(size > 0 ? size : 1);
   if (block == nullptr) throw std::bad_alloc();
@@ -30,5 +32,6 @@ inline std::atomic<long> live_blocks{0};
 void operator delete(void* block, std::size_t) noexcept {
   operator delete(block);
 }
+// NOLINTEND(misc-definitions-in-headers)
 
 #endif  // TESTS_REFERENCE_LIVE_BLOCKS_H_

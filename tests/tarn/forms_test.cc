@@ -12,8 +12,6 @@ namespace {
 using tarn::tool::Form;
 using tarn::tool::FormsOf;
 using tarn::tool::FromForm;
-using ::testing::Contains;
-using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 constexpr uint64_t kMost = 64 << 20;

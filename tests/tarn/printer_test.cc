@@ -18,7 +18,6 @@
 namespace tarn::tool {
 namespace {
 
-using google::protobuf::Message;
 using wire::Writer;
 
 // What a function writes to standard output.

@@ -13,7 +13,6 @@
 namespace {
 
 using tarn::tool::AllTypes;
-using tarn::tool::Candidate;
 using tarn::tool::HoldsNodes;
 using tarn::tool::Mismatch;
 using tarn::tool::NamesOf;

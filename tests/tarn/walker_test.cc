@@ -19,7 +19,6 @@ namespace tarn::tool {
 namespace {
 
 using google::protobuf::Message;
-using testing::HasSubstr;
 using wire::Writer;
 
 class WalkerTest : public testing::Test {
