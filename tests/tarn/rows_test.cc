@@ -9,7 +9,7 @@
 #include <memory>
 #include <set>
 
-#include "messages.h"
+#include "reference/fill.h"
 
 namespace {
 
@@ -49,11 +49,11 @@ std::vector<Row> RowsOf(const google::protobuf::Message& message,
   std::vector<Row> rows;
   tarn::tool::WriteRows(
       message, origin,
-      [&](const Table& table, const std::vector<RowValue>& values) {
+      [&](const Table& table, const std::vector<RowValue>& row) {
         if (table.name != table_name) return;
         rows.emplace_back();
-        for (size_t i = 0; i < values.size(); ++i) {
-          rows.back()[table.columns[i].name] = Kept(values[i]);
+        for (size_t i = 0; i < row.size(); ++i) {
+          rows.back()[table.columns[i].name] = Kept(row[i]);
         }
       });
   return rows;
@@ -103,7 +103,8 @@ TEST(RowTables, NamesAreUniqueInLowerCase) {
 }
 
 TEST(Rows, ValuesHaveTheTypesOfTheirColumns) {
-  messages::Random random(1);
+  tests::Random random(1);
+  tests::EdgeValues values(&random);
   std::map<std::string, int> rows;
   for (const Descriptor* type : AllTypes()) {
     for (int depth = 0; depth < 20; ++depth) {
@@ -111,20 +112,20 @@ TEST(Rows, ValuesHaveTheTypesOfTheirColumns) {
           google::protobuf::MessageFactory::generated_factory()
               ->GetPrototype(type)
               ->New());
-      messages::Fill(message.get(), depth % 8, random);
+      tests::Fill(message.get(), &values, depth % 8);
       tarn::tool::WriteRows(
           *message, {"site", "2026-01-31T08:30:00Z", 7},
-          [&](const Table& table, const std::vector<RowValue>& values) {
+          [&](const Table& table, const std::vector<RowValue>& row) {
             ++rows[table.name];
-            ASSERT_EQ(values.size(), table.columns.size());
-            EXPECT_EQ(values[0], Text("site"));
-            EXPECT_EQ(values[1], Text("2026-01-31T08:30:00Z"));
-            EXPECT_EQ(values[2], Number(7));
-            for (size_t i = 0; i < values.size(); ++i) {
+            ASSERT_EQ(row.size(), table.columns.size());
+            EXPECT_EQ(row[0], Text("site"));
+            EXPECT_EQ(row[1], Text("2026-01-31T08:30:00Z"));
+            EXPECT_EQ(row[2], Number(7));
+            for (size_t i = 0; i < row.size(); ++i) {
               constexpr ColumnType kTypes[] = {
                   ColumnType::kInteger, ColumnType::kReal, ColumnType::kText};
-              if (values[i] == kNull) continue;
-              EXPECT_EQ(kTypes[values[i].index() - 1], table.columns[i].type)
+              if (row[i] == kNull) continue;
+              EXPECT_EQ(kTypes[row[i].index() - 1], table.columns[i].type)
                   << table.name << "." << table.columns[i].name;
             }
           });
