@@ -116,7 +116,6 @@ class Messages(FleetTest):
         office = self.ready_office()
         client = self.client()
         node = field(1, b"")  # a node without a kind
-        packet = field(1, field(1, b"%07d") + field(2, 1))
         worst = {
             "ModsConfigured": [
                 filled(node), filled(field(1, field(4, b""))),
@@ -128,7 +127,8 @@ class Messages(FleetTest):
                 field(1, field(1, field(1, b"n" * 18000) + filled(
                     field(7, field(4, b"")), MEBIBYTE - 20000)))],
             "NetworkStatusReport": [
-                b"".join(packet % number for number in range(60000)),
+                b"".join(field(1, field(1, b"%06d" % key) + field(2, 1))
+                         for key in range(80000)),
                 filled(b"\x7b\x7c")],
             "Prices": [filled(field(1, b"")), filled(price(1)),
                        filled(field(2, 1)), filled(field(3, b"x" * 16)),
