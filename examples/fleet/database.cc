@@ -18,8 +18,8 @@ using tarn::tool::RowValue;
 using tarn::tool::Table;
 
 // A message of 1 MiB can be made to take a hundred times its size when it is
-// parsed, and to fill half a million rows. A tree of modules takes four times its
-// size, and has 22 rows for each 1,000 bytes.
+// parsed, and to fill half a million rows. A tree of modules takes four times
+// its size, and has 22 rows for each 1,000 bytes.
 constexpr size_t kMostMemory = 24 << 20;  // on the arena of one message
 constexpr int kMostRows = 50000;          // of one message
 constexpr size_t kKeptOfRejected = 256;   // bytes

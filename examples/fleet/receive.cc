@@ -14,6 +14,7 @@ namespace {
 
 constexpr int kBatch = 100;  // messages of one transaction, at most
 constexpr int64_t kSecond = 1000000000;
+constexpr int kIdleRoundsBetweenChecks = 10;
 
 // "2026-11-22T05:30:00.123456789Z"
 std::string Rfc3339(int64_t nanoseconds) {
@@ -176,6 +177,7 @@ void Receive(natsConnection* connection, const StreamOptions& options,
   const Context context(made);
   Subscription source;
   bool waiting = false;
+  int idle = 0;  // rounds without a message, of up to a second each
   while (!ending) {
     ExpectOpen(connection);
     std::string obstacle = Trouble(connection);
@@ -198,6 +200,12 @@ void Receive(natsConnection* connection, const StreamOptions& options,
       source.reset();  // the stream or the server has gone
     }
     waiting = batch.size() == 0;
+    // A stream that was deleted looks like one in which nothing happens.
+    idle = waiting ? idle + 1 : 0;
+    if (idle % kIdleRoundsBetweenChecks == 1 &&
+        !MakeStreams(context.get(), options).empty()) {
+      source.reset();
+    }
   }
   natsConnection_FlushTimeout(connection, 5000);  // the acknowledgements
 }

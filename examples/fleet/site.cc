@@ -10,7 +10,7 @@
 #include <iostream>
 
 #include "fleet.h"
-#include "installation.h"
+#include "signs.h"
 
 namespace fleet {
 namespace {
@@ -35,43 +35,29 @@ class Site {
   void Run();
 
  private:
-  void Load();
   void TakeOrder();
-  void Apply();
-  tarn::NetworkStatusReport CurrentReport() const;
   bool PublishCurrent();
   bool Publish(const std::string& type, const std::string& bytes);
   void Say(const std::string& text, const std::string& type = "");
 
   struct Attempt {
-    std::string bytes;
-    std::string id;
+    std::string bytes, id;
   };
 
-  const std::string name_, folder_;
+  const std::string name_, start_;
+  Signs signs_;
   std::ofstream ledger_;
   Connection connection_;
   Context stream_;
   Subscription hints_;
-  // What the installation is now.
-  std::string stamp_;
-  Messages files_, current_;
-  tarn::ModsConfigured network_;
-  tarn::Prices prices_;  // of all orders since the start
-  Answers answers_;
-  // The last order that was taken.
-  int64_t order_time_ = 0;
-  std::string order_key_;
-  tarn::Prices order_;
-  bool order_pending_ = false;
+  int64_t order_time_ = 0;  // of the last order that was taken
+  int ask_ = 0;             // rounds in which to ask for an order
   // What has been acknowledged on this connection.
   uint64_t reconnects_ = 0;
-  int ask_ = 0;  // rounds in which to ask for an order
   Clock::time_point whole_;
   Messages acknowledged_;
   tarn::NetworkStatusReport reported_;
-  std::map<std::string, Attempt> attempts_;
-  const std::string start_;
+  std::map<std::string, Attempt> attempts_;  // by type, not acknowledged yet
   int64_t ids_ = 0, sent_ = 0, acknowledged_count_ = 0;
   std::string said_;
 };
@@ -79,10 +65,9 @@ class Site {
 Site::Site(const Server& server, const std::string& name,
            const std::string& folder, const std::string& ledger)
     : name_(name),
-      folder_(folder),
       start_(std::to_string(
-          std::chrono::system_clock::now().time_since_epoch().count())) {
-  files_ = ReadInstallation(folder_);
+          std::chrono::system_clock::now().time_since_epoch().count())),
+      signs_(folder) {
   if (!ledger.empty()) {
     ledger_.open(ledger, std::ios::app);
     if (!ledger_) throw Failure(kInputOutput, ledger + " cannot be written");
@@ -90,34 +75,14 @@ Site::Site(const Server& server, const std::string& name,
   connection_ = Connect(server, name.c_str(), /*patient=*/true);
   jsCtx* context = nullptr;
   natsSubscription* hints = nullptr;
-  if (natsConnection_JetStream(&context, connection_.get(), nullptr) ==
-      NATS_OK) {
-    stream_.reset(context);
+  if (natsConnection_JetStream(&context, connection_.get(), nullptr) !=
+          NATS_OK ||
+      natsConnection_SubscribeSync(&hints, connection_.get(),
+                                   PriceSubject(name).c_str()) != NATS_OK) {
+    throw Failure(kInputOutput, Explain(NATS_NO_MEMORY));
   }
-  if (natsConnection_SubscribeSync(&hints, connection_.get(),
-                                   PriceSubject(name).c_str()) == NATS_OK) {
-    hints_.reset(hints);
-  }
-  if (!stream_ || !hints_) throw Failure(kInputOutput, Explain(NATS_NO_MEMORY));
-}
-
-// Takes over the files if they have changed.
-void Site::Load() {
-  const std::string stamp = InstallationStamp(folder_);
-  if (stamp == stamp_) return;
-  stamp_ = stamp;
-  try {
-    files_ = ReadInstallation(folder_);
-  } catch (const Failure& failure) {
-    Say(failure.what() + std::string("; going on with what was there"));
-    return;
-  }
-  current_ = files_;
-  network_.ParseFromString(files_["ModsConfigured"]);
-  tarn::Prices prices;
-  prices.ParseFromString(files_["Prices"]);
-  Merge(prices_, &prices);
-  current_["Prices"] = prices.SerializeAsString();
+  stream_.reset(context);
+  hints_.reset(hints);
 }
 
 // Takes the last order for this site, unless it has been taken before.
@@ -135,46 +100,9 @@ void Site::TakeOrder() {
   // A server of a cluster may lag and answer with an older order.
   if (natsMsg_GetTime(got) <= order_time_) return;
   order_time_ = natsMsg_GetTime(got);
-  answers_.erase(order_key_);
-  order_key_ = OrderKey(natsMsg_GetSequence(got));
-  order_pending_ =
-      order_.ParseFromArray(natsMsg_GetData(got), natsMsg_GetDataLength(got));
-  if (!order_pending_) order_.Clear();
-  for (const auto& [uuid, answer] : Show(order_, network_)) {
-    answers_[uuid] = tarn::price_sync_pending;
-  }
-  answers_[order_key_] =
-      order_pending_ ? tarn::price_sync_pending : tarn::price_update_failure;
-}
-
-// Puts the prices of the order on the displays. A real site talks to them here.
-void Site::Apply() {
-  order_pending_ = false;
-  const Answers answers = Show(order_, network_);
-  tarn::StatusCodes all =
-      answers.empty() ? tarn::price_update_failure : tarn::price_update_ok;
-  for (const auto& [uuid, answer] : answers) {
-    answers_[uuid] = answer;
-    if (answer != tarn::price_update_ok) all = answer;
-  }
-  answers_[order_key_] = all;
-  Merge(order_, &prices_);
-  stamp_.clear();  // loads the files again, below the new prices
-}
-
-tarn::NetworkStatusReport Site::CurrentReport() const {
-  tarn::NetworkStatusReport report = Report(network_);
-  auto& updates = *report.mutable_price_sync_status_packet();
-  for (const auto& [key, answer] : answers_) updates[key] = answer;
-  tarn::StatusCodes worst = tarn::price_update_ok;
-  for (const auto& [key, status] : updates) {
-    if (status == tarn::price_update_failure) worst = status;
-    if (status != tarn::price_update_ok && worst == tarn::price_update_ok) {
-      worst = tarn::price_sync_pending;
-    }
-  }
-  report.set_network_price_lifecycle(worst);
-  return report;
+  signs_.Take(
+      natsMsg_GetSequence(got),
+      {natsMsg_GetData(got), static_cast<size_t>(natsMsg_GetDataLength(got))});
 }
 
 // Publishes what has not been acknowledged as it is now: on a new connection,
@@ -191,7 +119,7 @@ bool Site::PublishCurrent() {
     Say(Trouble(connection_.get()));
     return false;
   }
-  const tarn::NetworkStatusReport report = CurrentReport();
+  const tarn::NetworkStatusReport report = signs_.Report();
   const auto day = std::chrono::hours(24);
   if (reconnects != reconnects_ || Clock::now() - whole_ > day) {
     acknowledged_.clear();
@@ -204,7 +132,7 @@ bool Site::PublishCurrent() {
   // While the nodes stay, the changes of the report say enough about the tree.
   const bool same = SameNodes(report, reported_);
   bool all = true;
-  for (const auto& [type, bytes] : current_) {
+  for (const auto& [type, bytes] : signs_.messages()) {
     const auto before = acknowledged_.find(type);
     if (before != acknowledged_.end() &&
         (before->second == bytes || (same && type == "ModsConfigured"))) {
@@ -220,10 +148,11 @@ bool Site::PublishCurrent() {
   const std::string bytes =
       (acknowledged_.count(type) == 0 ? report : Changes(reported_, report))
           .SerializeAsString();
-  if (bytes.empty()) return all;
-  if (!Publish(type, bytes)) return false;
-  acknowledged_[type];
-  reported_ = report;
+  if (!bytes.empty()) {
+    if (!Publish(type, bytes)) return false;
+    acknowledged_[type];
+    reported_ = report;
+  }
   return all;
 }
 
@@ -271,14 +200,18 @@ void Site::Run() {
   constexpr int kRoundMs = 1000, kRoundsBetweenAsking = 30;
   for (int round = 1; !ending; ++round) {
     ExpectOpen(connection_.get());
-    Load();
+    try {
+      signs_.Update();
+    } catch (const Failure& failure) {
+      Say(failure.what() + std::string("; going on with what was there"));
+    }
     if (round % kRoundsBetweenAsking == 0) ask_ = 1;
     if (PublishCurrent() && ask_ > 0) {
       --ask_;
       TakeOrder();
     }
-    if (PublishCurrent() && order_pending_) {
-      Apply();
+    if (PublishCurrent() && signs_.pending()) {
+      signs_.Apply();
       continue;
     }
     natsMsg* hint = nullptr;

@@ -90,7 +90,7 @@ class Client:
     def publish(self, subject, payload):
         """The sequence of a message that the stream has acknowledged."""
         answer = self.request(subject, payload)
-        if "seq" not in answer:
+        if not answer.get("seq"):  # 0 comes with an error
             raise ConnectionError(f"{subject} is not kept: {answer}")
         return answer["seq"]
 
