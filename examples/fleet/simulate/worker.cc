@@ -1,0 +1,235 @@
+// How the sites of one connection live, publish and answer.
+#include "worker.h"
+
+#include <cstdio>
+#include <thread>
+
+namespace fleet {
+namespace {
+
+constexpr auto kRetry = std::chrono::milliseconds(100);
+constexpr int64_t kAnswerMs = 2000;
+
+const char* Name(Fate fate) {
+  switch (fate) {
+    case Fate::kStored:
+      return "stored";
+    case Fate::kRejected:
+      return "rejected";
+    default:
+      return "either";
+  }
+}
+
+Clock::time_point After(Clock::time_point begin, double seconds) {
+  return begin + std::chrono::duration_cast<Clock::duration>(
+                     std::chrono::duration<double>(seconds));
+}
+
+double Since(Clock::time_point begin) {
+  return std::chrono::duration<double>(Clock::now() - begin).count();
+}
+
+}  // namespace
+
+Worker::Worker(const Plan& plan, int index, const std::string& run,
+               Counts* counts, Ledger* ledger)
+    : plan_(plan),
+      index_(index),
+      run_(run + "-" + std::to_string(index) + "-"),
+      counts_(counts),
+      ledger_(ledger),
+      chance_(plan.seed + static_cast<uint64_t>(index)),
+      connection_(Connect(plan.server, "simulate", true)) {
+  jsCtx* context = nullptr;
+  natsStatus status =
+      natsConnection_JetStream(&context, connection_.get(), nullptr);
+  context_.reset(context);
+  for (int i = index; i < plan.sites; i += plan.connections) {
+    residents_.emplace_back(std::make_unique<Site>(plan.seed, i));
+  }
+  for (Resident& resident : residents_) {
+    by_name_[resident.site->name()] = &resident;
+  }
+  natsSubscription* subscription = nullptr;
+  if (status == NATS_OK) {
+    status = natsConnection_Subscribe(&subscription, connection_.get(),
+                                      kPriceSubjects, OnOrder, this);
+  }
+  subscription_.reset(subscription);
+  if (status != NATS_OK) throw Failure(kInputOutput, Explain(status));
+}
+
+void Worker::OnOrder(natsConnection*, natsSubscription*, natsMsg* message,
+                     void* worker) {
+  const Msg owner(message);
+  auto* self = static_cast<Worker*>(worker);
+  // "tarn.v0.<site>.Prices.set"
+  const std::string subject = natsMsg_GetSubject(message);
+  const size_t begin = sizeof("tarn.v0.") - 1;
+  const std::string site =
+      subject.substr(begin, subject.find('.', begin) - begin);
+  if (self->by_name_.count(site) == 0) return;
+  const std::lock_guard<std::mutex> lock(self->mutex_);
+  self->to_answer_.insert(site);
+}
+
+uint64_t Worker::Publish(const std::string& subject, const std::string& bytes,
+                         const char* fate) {
+  const std::string id = run_ + std::to_string(messages_++);
+  const auto deadline = After(Clock::now(), plan_.patience);
+  jsPubOptions options;
+  jsPubOptions_Init(&options);
+  options.MaxWait = kAnswerMs;
+  options.MsgId = id.c_str();
+  ++counts_->sent;
+  while (true) {
+    jsPubAck* answer = nullptr;
+    jsErrCode code = static_cast<jsErrCode>(0);
+    const natsStatus status =
+        js_Publish(&answer, context_.get(), subject.c_str(), bytes.data(),
+                   static_cast<int>(bytes.size()), &options, &code);
+    if (status == NATS_OK) {
+      const uint64_t sequence = answer->Sequence;
+      jsPubAck_Destroy(answer);
+      ++counts_->acknowledged;
+      ledger_->Add(sequence, fate, subject, bytes);
+      return sequence;
+    }
+    if (status == NATS_MAX_PAYLOAD ||
+        code == JSStreamMessageExceedsMaximumErr) {
+      ++counts_->refused;
+      return 0;
+    }
+    ExpectOpen(connection_.get());
+    if (Clock::now() > deadline) {
+      throw Failure(kInputOutput,
+                    "a message was not acknowledged: " + Explain(status, code));
+    }
+    ++counts_->again;
+    std::this_thread::sleep_for(kRetry);
+  }
+}
+
+void Worker::Send(const Resident& resident,
+                  const std::vector<Outgoing>& messages) {
+  for (const Outgoing& message : messages) {
+    Publish(Subject(resident.site->name(), message.type), message.bytes,
+            Name(Fate::kStored));
+  }
+}
+
+void Worker::SendHostile() {
+  const auto limit =
+      static_cast<size_t>(natsConnection_GetMaxPayload(connection_.get()));
+  const size_t too_large = kLargestMessage + 1;
+  const HostileMessage message =
+      MakeHostile(index_ + plan_.connections * hostile_++, Any()->site->name(),
+                  limit < too_large ? limit : too_large, &chance_);
+  Publish(message.subject, message.bytes, Name(message.fate));
+  ++counts_->hostile;
+}
+
+void Worker::OrderPrices() {
+  Resident* resident = Any();
+  tarn::Prices prices;
+  const int line = 1 + chance_.Below(resident->site->lines());
+  prices.add_prices()->set_line_num(line);
+  prices.mutable_prices(0)->set_product_id(line % 2 == 1 ? "regular"
+                                                         : "diesel");
+  prices.mutable_prices(0)->set_set_price(RandomPrice(&chance_));
+  resident->ordered = Publish(PriceSubject(resident->site->name()),
+                              prices.SerializeAsString(), "order");
+  ++orders_;
+  ++counts_->ordered;
+}
+
+void Worker::AnswerOrder(Resident* resident) {
+  const std::string subject = PriceSubject(resident->site->name());
+  jsDirectGetMsgOptions options;
+  jsDirectGetMsgOptions_Init(&options);
+  options.LastBySubject = subject.c_str();
+  natsMsg* found = nullptr;
+  if (js_DirectGetMsg(&found, context_.get(), kPriceStream, nullptr,
+                      &options) != NATS_OK) {
+    return;  // none stands, or no server is there: Settle() asks again
+  }
+  const Msg order(found);
+  const uint64_t sequence = natsMsg_GetSequence(found);
+  tarn::Prices prices;
+  if (sequence <= resident->answered ||
+      !prices.ParseFromArray(natsMsg_GetData(found),
+                             natsMsg_GetDataLength(found))) {
+    return;
+  }
+  ++counts_->taken;
+  Send(*resident, resident->site->Apply(OrderKey(sequence), prices));
+  resident->answered = sequence;
+  ++counts_->answered;
+}
+
+void Worker::AnswerOrders() {
+  std::set<std::string> names;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    names.swap(to_answer_);
+  }
+  for (const std::string& name : names) AnswerOrder(by_name_[name]);
+}
+
+void Worker::Settle() {
+  const auto deadline = After(Clock::now(), plan_.patience);
+  for (Resident& resident : residents_) {
+    AnswerOrder(&resident);
+    while (resident.answered < resident.ordered) {
+      ExpectOpen(connection_.get());
+      if (Clock::now() > deadline) {
+        throw Failure(kInputOutput, resident.site->name() +
+                                        " did not get its prices in time");
+      }
+      std::this_thread::sleep_for(kRetry);
+      AnswerOrder(&resident);
+    }
+  }
+}
+
+Worker::Resident* Worker::Any() {
+  const int chosen = chance_.Below(static_cast<int>(residents_.size()));
+  return &residents_[static_cast<size_t>(chosen)];
+}
+
+int Worker::Share(int all, double part) const {
+  const int own =
+      all / plan_.connections + (index_ < all % plan_.connections ? 1 : 0);
+  return static_cast<int>(own * (part < 1 ? part : 1));
+}
+
+void Worker::Live(Clock::time_point begin, const std::atomic<bool>& stop) {
+  for (Resident& resident : residents_) {
+    if (stop) return;
+    Send(resident, resident.site->WholeState());
+    AnswerOrder(&resident);
+  }
+  const double pause = plan_.rate > 0 ? plan_.connections / plan_.rate : 0;
+  double due = Since(begin);
+  while (!stop && Since(begin) < plan_.seconds) {
+    const double now = Since(begin);
+    Resident* resident = Any();
+    const int hour = static_cast<int>(now / plan_.day * 24) % 24;
+    const std::vector<Outgoing> messages = resident->site->Step(hour);
+    Send(*resident, messages);
+    AnswerOrders();
+    if (hostile_ < Share(plan_.hostile, now / plan_.seconds)) SendHostile();
+    if (orders_ < Share(plan_.prices, now / plan_.seconds)) OrderPrices();
+    if (pause > 0) {
+      due += pause * static_cast<double>(messages.size());
+      std::this_thread::sleep_until(After(begin, due));
+    }
+  }
+  if (stop) return;
+  while (hostile_ < Share(plan_.hostile, 1)) SendHostile();
+  while (orders_ < Share(plan_.prices, 1)) OrderPrices();
+  Settle();
+}
+
+}  // namespace fleet
