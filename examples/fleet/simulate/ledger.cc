@@ -32,7 +32,7 @@ void Ledger::Add(uint64_t sequence, const char* fate,
   const uint32_t crc = Crc32(bytes);
   const std::lock_guard<std::mutex> lock(mutex_);
   file_ << sequence << ' ' << fate << ' ' << crc << ' ' << bytes.size() << ' '
-        << subject << '\n';
+        << subject << std::endl;
 }
 
 void Ledger::Close() {

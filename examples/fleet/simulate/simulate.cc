@@ -24,6 +24,7 @@ const char kHelp[] =
     "  --sites N              sites, by default 100\n"
     "  --connections N        connections that they share, by default 8\n"
     "  --seconds N            how long they live, by default 10\n"
+    "  --messages N           or how many messages they send\n"
     "  --rate N               messages a second of all; 0, the default: as "
     "many\n"
     "                         as are acknowledged\n"
@@ -84,6 +85,8 @@ void SetOption(const std::string& name, const std::string& value,
     plan.seed = static_cast<uint64_t>(Number(name, value, 0));
   } else if (name == "seconds") {
     plan.seconds = Number(name, value, 0);
+  } else if (name == "messages") {
+    plan.messages = static_cast<int>(Number(name, value, 1));
   } else if (name == "rate") {
     plan.rate = Number(name, value, 0);
   } else if (name == "day") {
@@ -99,14 +102,14 @@ Command ReadCommand(int argc, char** argv) {
   constexpr int kText = required_argument;
   static const option kOptions[] = {
       {"sites", kText, nullptr, 0},      {"connections", kText, nullptr, 0},
-      {"seconds", kText, nullptr, 0},    {"rate", kText, nullptr, 0},
-      {"day", kText, nullptr, 0},        {"prices", kText, nullptr, 0},
-      {"hostile", kText, nullptr, 0},    {"seed", kText, nullptr, 0},
-      {"patience", kText, nullptr, 0},   {"ledger", kText, nullptr, 0},
-      {"server", kText, nullptr, 0},     {"creds", kText, nullptr, 0},
-      {"nkey", kText, nullptr, 0},       {"tls-ca", kText, nullptr, 0},
-      {"json", no_argument, nullptr, 0}, {"help", no_argument, nullptr, 0},
-      {nullptr, 0, nullptr, 0}};
+      {"seconds", kText, nullptr, 0},    {"messages", kText, nullptr, 0},
+      {"rate", kText, nullptr, 0},       {"day", kText, nullptr, 0},
+      {"prices", kText, nullptr, 0},     {"hostile", kText, nullptr, 0},
+      {"seed", kText, nullptr, 0},       {"patience", kText, nullptr, 0},
+      {"ledger", kText, nullptr, 0},     {"server", kText, nullptr, 0},
+      {"creds", kText, nullptr, 0},      {"nkey", kText, nullptr, 0},
+      {"tls-ca", kText, nullptr, 0},     {"json", no_argument, nullptr, 0},
+      {"help", no_argument, nullptr, 0}, {nullptr, 0, nullptr, 0}};
   Command command;
   int index = 0;
   while (true) {

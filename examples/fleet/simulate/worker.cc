@@ -26,6 +26,24 @@ Clock::time_point After(Clock::time_point begin, double seconds) {
                      std::chrono::duration<double>(seconds));
 }
 
+// A sentence for people, once as long as nothing else is said.
+void Say(const std::string& text) {
+  static std::mutex mutex;
+  static std::string said;
+  const std::lock_guard<std::mutex> lock(mutex);
+  if (text != said) std::fprintf(stderr, "simulate: %s\n", text.c_str());
+  said = text;
+}
+
+// Why a message is not acknowledged. Without a server, and without the stream,
+// the library gives reasons that would lead people astray.
+std::string Reason(natsConnection* connection, natsStatus status, int code) {
+  if (natsConnection_Status(connection) != NATS_CONN_STATUS_CONNECTED) {
+    return Explain(NATS_NO_SERVER);
+  }
+  return Explain(status, status == NATS_NO_RESPONDERS ? 0 : code);
+}
+
 double Since(Clock::time_point begin) {
   return std::chrono::duration<double>(Clock::now() - begin).count();
 }
@@ -103,9 +121,10 @@ uint64_t Worker::Publish(const std::string& subject, const std::string& bytes,
     }
     ExpectOpen(connection_.get());
     if (Clock::now() > deadline) {
-      throw Failure(kInputOutput,
-                    "a message was not acknowledged: " + Explain(status, code));
+      throw Failure(kInputOutput, "a message was not acknowledged: " +
+                                      Reason(connection_.get(), status, code));
     }
+    Say(Reason(connection_.get(), status, code) + "; trying again");
     ++counts_->again;
     std::this_thread::sleep_for(kRetry);
   }
@@ -204,6 +223,12 @@ int Worker::Share(int all, double part) const {
   return static_cast<int>(own * (part < 1 ? part : 1));
 }
 
+double Worker::Progress(Clock::time_point begin) const {
+  if (plan_.messages == 0) return Since(begin) / plan_.seconds;
+  const int own = Share(plan_.messages, 1);
+  return own > 0 ? static_cast<double>(messages_) / own : 1;
+}
+
 void Worker::Live(Clock::time_point begin, const std::atomic<bool>& stop) {
   for (Resident& resident : residents_) {
     if (stop) return;
@@ -212,15 +237,15 @@ void Worker::Live(Clock::time_point begin, const std::atomic<bool>& stop) {
   }
   const double pause = plan_.rate > 0 ? plan_.connections / plan_.rate : 0;
   double due = Since(begin);
-  while (!stop && Since(begin) < plan_.seconds) {
-    const double now = Since(begin);
+  while (!stop && Progress(begin) < 1) {
+    const double now = Since(begin), part = Progress(begin);
     Resident* resident = Any();
     const int hour = static_cast<int>(now / plan_.day * 24) % 24;
     const std::vector<Outgoing> messages = resident->site->Step(hour);
     Send(*resident, messages);
     AnswerOrders();
-    if (hostile_ < Share(plan_.hostile, now / plan_.seconds)) SendHostile();
-    if (orders_ < Share(plan_.prices, now / plan_.seconds)) OrderPrices();
+    if (hostile_ < Share(plan_.hostile, part)) SendHostile();
+    if (orders_ < Share(plan_.prices, part)) OrderPrices();
     if (pause > 0) {
       due += pause * static_cast<double>(messages.size());
       std::this_thread::sleep_until(After(begin, due));

@@ -25,6 +25,7 @@ struct Plan {
   int sites = 100;
   int connections = 8;
   double seconds = 10;    // how long the sites live
+  int messages = 0;       // until so many are sent, instead of a time
   double rate = 0;        // messages a second of all sites; 0: no limit
   double day = 60;        // seconds that a day takes
   int hostile = 0;        // hostile messages in between
@@ -73,6 +74,8 @@ class Worker {
   Resident* Any();
   // How many of `all` things this worker has done when `part` is over.
   int Share(int all, double part) const;
+  // How much of its life is over: 1 is the end.
+  double Progress(Clock::time_point begin) const;
 
   const Plan& plan_;
   const int index_;
