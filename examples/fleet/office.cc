@@ -28,7 +28,7 @@ const char kHelp[] =
     "  --color WHEN           auto, always or never\n"
     "  --wait SECONDS         for the answer to prices, by default 60\n"
     "  --max-size BYTES       of a message, by default 1048576\n"
-    "  --max-store BYTES      of the stream, by default 1073741824\n"
+    "  --max-messages N       that wait in the stream, by default 1000000\n"
     "  --replicas N           of the streams, by default 1\n";
 
 volatile std::sig_atomic_t ending = 0;
@@ -59,7 +59,7 @@ Arguments Read(int argc, char** argv) {
   std::vector<option> options;
   for (const char* name :
        {"server", "creds", "nkey", "tls-ca", "database", "color", "wait",
-        "max-size", "max-store", "replicas"}) {
+        "max-size", "max-messages", "replicas"}) {
     options.push_back({name, required_argument, nullptr, 0});
   }
   options.push_back({"json", no_argument, nullptr, 'j'});
@@ -83,8 +83,8 @@ Arguments Read(int argc, char** argv) {
     if (name == "max-size") {
       arguments.streams.largest = static_cast<int>(Number(optarg, 1, 64 << 20));
     }
-    if (name == "max-store") {
-      arguments.streams.bytes = Number(optarg, 1, int64_t{1} << 50);
+    if (name == "max-messages") {
+      arguments.streams.messages = Number(optarg, 1, int64_t{1} << 50);
     }
     if (name == "replicas") {
       arguments.streams.replicas = static_cast<int>(Number(optarg, 1, 5));

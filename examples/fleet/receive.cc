@@ -53,7 +53,10 @@ std::string MakeStream(jsCtx* context, const char* name, const char* subjects,
     config.AllowDirect = true;
   } else {
     config.Retention = js_WorkQueuePolicy;
-    config.MaxBytes = options.bytes;
+    // Not by MaxBytes: servers before 2.10.5 count too few bytes for a message,
+    // and then drop the oldest ones. `max_file_store` of the server is the
+    // limit.
+    config.MaxMsgs = options.messages;
   }
   jsErrCode code = {};
   jsStreamInfo* info = nullptr;

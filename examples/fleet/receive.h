@@ -13,7 +13,7 @@ namespace fleet {
 
 // How the office makes the streams where they are not there yet.
 struct StreamOptions {
-  int64_t bytes = int64_t{1} << 30;  // that TARN may hold
+  int64_t messages = 1000000;  // that TARN may hold
   int replicas = 1;
   int largest = kLargestMessage;  // message, in bytes
 };

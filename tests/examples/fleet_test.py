@@ -84,7 +84,7 @@ class Site(FleetTest):
 
     def test_says_that_the_store_is_full_and_goes_on_when_it_is_not(self):
         self.server()
-        office = self.ready_office("--max-store", "16000")
+        office = self.ready_office("--max-messages", "5")
         self.end(office)
         site = self.site(self.installation())
         self.await_("a full store", lambda: "store is full" in self.said(site))
