@@ -1,0 +1,54 @@
+"""Compares what servers acknowledged to the simulator, as its ledger has it,
+with what an office has stored."""
+import collections
+import sqlite3
+import zlib
+
+Line = collections.namedtuple('Line', 'sequence fate crc size subject')
+
+
+def read(path):
+    with open(path) as lines:
+        for line in lines:
+            sequence, fate, crc, size, subject = line.split()
+            yield Line(int(sequence), fate, int(crc), int(size), subject)
+
+
+def differences(ledgers, database):
+    """What is not as it should be, at most 20 of it, and what there is."""
+    found = []
+    opened = sqlite3.connect(f'file:{database}?mode=ro', uri=True)
+    # A sequence that is there twice has a length of 2.
+    stored, rejected = collections.defaultdict(list), collections.defaultdict(list)
+    for sequence, site, kind, data in opened.execute(
+            'SELECT sequence, site, type, bytes FROM message'):
+        stored[sequence].append((f'tarn.v0.{site}.{kind}', len(data), zlib.crc32(data)))
+    for sequence, subject, size in opened.execute(
+            'SELECT sequence, subject, size FROM rejected'):
+        rejected[sequence].append((subject, size))
+    rows = opened.execute('SELECT count(DISTINCT sequence), count(*) FROM record').fetchone()
+    if rows != (len(stored), len(stored)):
+        found.append(f'rows of {rows} messages, {len(stored)} stored')
+    orders, lines = {}, 0
+    for line in (line for path in ledgers for line in read(path)):
+        if line.fate == 'order':
+            orders[line.subject] = max(line.sequence, orders.get(line.subject, 0))
+            continue
+        lines += 1
+        as_stored = stored.get(line.sequence, []) == [(line.subject, line.size, line.crc)]
+        as_rejected = rejected.get(line.sequence, []) == [(line.subject, line.size)]
+        if (as_stored == as_rejected or (line.fate == 'stored' and not as_stored)
+                or (line.fate == 'rejected' and not as_rejected)):
+            found.append(f'{line}: stored {stored.get(line.sequence)}, '
+                         f'rejected {rejected.get(line.sequence)}')
+    if lines != len(stored) + len(rejected):
+        found.append(f'{lines} acknowledged, {len(stored)} stored, {len(rejected)} rejected')
+    for subject, sequence in orders.items():
+        done = opened.execute(
+            'SELECT count(*) FROM status WHERE site = ? AND key = ? AND status_name IN '
+            "('price_update_ok', 'price_update_failure')",
+            (subject.split('.')[2], f'prices-{sequence}')).fetchone()[0]
+        if not done:
+            found.append(f'{subject}: no answer to order {sequence}')
+    return found[:20], {'acknowledged': lines, 'stored': len(stored), 'rejected': len(rejected),
+                        'sites with orders': len(orders)}

@@ -1,0 +1,133 @@
+"""Servers that tests start, in a folder of their own, and end."""
+import json
+import os
+import pathlib
+import shutil
+import signal
+import subprocess
+import tempfile
+import time
+import urllib.error
+import urllib.request
+
+PATIENCE = 60
+PORT, ROUTES, MONITOR = 14222, 16222, 18222
+
+
+def wait_until(what, condition):
+    """Waits for a condition, and says what did not come about."""
+    end = time.monotonic() + PATIENCE
+    while not (result := condition()):
+        if time.monotonic() > end:
+            raise TimeoutError(f'waited {PATIENCE} s in vain until {what}')
+        time.sleep(0.05)
+    return result
+
+
+class Servers:
+    """One server or three. Each has an address of its own in 127.0.0.0/8, made
+    from the number of this process, so that tests beside one another do not
+    meet, and a server keeps its address when it starts again."""
+
+    def __init__(self, count=1, configure=None):
+        """`configure` writes into a folder what the servers at some addresses
+        need, and returns the file with which each starts."""
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix='fleet-'))
+        number = os.getpid()
+        self.hosts = [f'127.{64 + (number >> 14) % 128}.{(number >> 6) % 256}'
+                      f'.{(number % 64) * 4 + i}' for i in range(count)]
+        self.processes = [None] * count
+        self.config = (configure or self.plain)(self.folder, self.hosts)
+
+    @staticmethod
+    def plain(folder, hosts):
+        """Servers for everybody, without TLS."""
+        routes = ', '.join(f'"nats-route://{host}:{ROUTES}"' for host in hosts)
+        text = (f'server_name: $HOST\nhost: $HOST\nport: {PORT}\nhttp_port: {MONITOR}\n'
+                f'max_payload: 8MB\n'
+                f'jetstream {{ store_dir: $STORE, max_file_store: 4GB }}\n')
+        if len(hosts) > 1:
+            text += f'cluster {{ name: tarn, host: $HOST, port: {ROUTES}, routes: [{routes}] }}\n'
+        file = folder / 'server.conf'
+        file.write_text(text)
+        return file
+
+    def __enter__(self):
+        try:
+            for index in range(len(self.hosts)):
+                self.start(index)
+            self.wait_until_healthy()
+        except BaseException:
+            self.__exit__()
+            raise
+        return self
+
+    def __exit__(self, *_):
+        for index, process in enumerate(self.processes):
+            if process:
+                self.kill(index)
+        shutil.rmtree(self.folder, ignore_errors=True)
+
+    @property
+    def urls(self):
+        return ','.join(f'nats://{host}:{PORT}' for host in self.hosts)
+
+    def log(self, index):
+        return self.folder / f'log{index}'
+
+    def start(self, index):
+        with open(self.log(index), 'ab') as log:
+            self.processes[index] = subprocess.Popen(
+                ('nats-server', '-c', self.config.name), cwd=self.config.parent,
+                stdout=log, stderr=log,
+                env=dict(os.environ, HOST=self.hosts[index],
+                         STORE=str(self.folder / f'store{index}')))
+
+    def kill(self, index):
+        self.processes[index].send_signal(signal.SIGKILL)
+        self.processes[index].wait()
+        self.processes[index] = None
+
+    def monitor(self, index, path):
+        """What the server says of itself; None if it says nothing."""
+        try:
+            with urllib.request.urlopen(f'http://{self.hosts[index]}:{MONITOR}/{path}',
+                                        timeout=PATIENCE) as answer:
+                return json.load(answer)
+        except (urllib.error.URLError, ConnectionError, json.JSONDecodeError):
+            return None
+
+    def healthy(self, index):
+        process = self.processes[index]
+        if process and process.poll() is not None:
+            raise RuntimeError(f'the server ended:\n{self.log(index).read_text()}')
+        return (self.monitor(index, 'healthz') or {}).get('status') == 'ok'
+
+    def wait_until_healthy(self):
+        for index in range(len(self.hosts)):
+            wait_until(f'server {index} is healthy', lambda index=index: self.healthy(index))
+
+    def streams(self):
+        """What each server that runs says of each stream: (server, stream)."""
+        for index, process in enumerate(self.processes):
+            answer = process and self.monitor(index, 'jsz?streams=1&consumers=1') or {}
+            for account in answer.get('account_details', []):
+                for stream in account.get('stream_detail', []):
+                    yield index, stream
+
+    def leader(self, name='TARN'):
+        """The host that leads a stream; None if none does or it is not there."""
+        for index, stream in self.streams():
+            cluster = stream.get('cluster') or {}
+            host = cluster.get('leader') if len(self.hosts) > 1 else self.hosts[index]
+            if stream['name'] == name and host in self.hosts:
+                return host
+        return None
+
+    def left(self, name='TARN'):
+        """Messages that no office has acknowledged; None if nobody knows."""
+        leader = self.leader(name)
+        for index, stream in self.streams():
+            if stream['name'] == name and self.hosts[index] == leader:
+                return stream['state']['messages']
+        return None
