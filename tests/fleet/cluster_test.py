@@ -41,11 +41,11 @@ def make_keys(folder, *options):
 
 
 class Programs(unittest.TestCase):
+    servers = folder = None
+
     def serve(self, *options):
-        servers = Servers(*options)
-        self.addCleanup(servers.__exit__)
-        self.folder = servers.folder
-        self.servers = servers.__enter__()
+        self.servers = self.enterContext(Servers(*options))
+        self.folder = self.servers.folder
 
     def start(self, name, *words, key=None):
         """A program with a key; what it says is in a file of its name."""

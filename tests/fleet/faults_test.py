@@ -9,7 +9,9 @@ PROGRAMS is the folder in which examples/fleet is built. Without --full each cas
 short one; with it there are 2,000 sites for a minute.
 """
 import json
+import os
 import pathlib
+import re
 import signal
 import subprocess
 import sys
@@ -29,20 +31,26 @@ MESSAGES = 3 * SITES + SECONDS * RATE
 END = 600
 
 
+def spent(process):
+    """Seconds of a processor that a process has taken, and its peak of memory."""
+    folder = pathlib.Path(f'/proc/{process.pid}')
+    times = (folder / 'stat').read_text().rpartition(')')[2].split()
+    peak = re.search(r'VmHWM:\s*(.*)', (folder / 'status').read_text())[1]
+    return (int(times[11]) + int(times[12])) / os.sysconf('SC_CLK_TCK'), peak
+
+
 class Faults(unittest.TestCase):
     def setUp(self):
         self.programs = []
-        self.addCleanup(self.end_programs)
+        self.database = self.ledger = self.errors = None
 
     def serve(self, count=1):
         """Starts servers, which end after the test, but before their folder."""
-        servers = Servers(count)
-        self.addCleanup(servers.__exit__)
+        servers = self.enterContext(Servers(count))
         self.addCleanup(self.end_programs)
         self.database = servers.folder / 'office.db'
         self.ledger = servers.folder / 'ledger'
         self.errors = servers.folder / 'errors'
-        servers.__enter__()
         return servers
 
     def end_programs(self):
@@ -59,11 +67,13 @@ class Faults(unittest.TestCase):
         return program
 
     def office(self, servers, *options):
-        return self.start(PROGRAMS / 'office', '--server', servers.urls, '--database', self.database,
+        return self.start(PROGRAMS / 'office', '--server', servers.urls,
+                          '--database', self.database,
                           '--replicas', str(len(servers.hosts)), *options)
 
     def simulate(self, servers, *options):
-        return self.start(PROGRAMS / 'simulate/simulate', '--server', servers.urls, '--ledger', self.ledger, '--json',
+        return self.start(PROGRAMS / 'simulate/simulate', '--server', servers.urls,
+                          '--ledger', self.ledger, '--json',
                           '--sites', str(SITES), '--messages', str(MESSAGES), '--rate', str(RATE),
                           '--hostile', str(HOSTILE), '--prices', str(PRICES),
                           '--patience', str(END / 2), *options)
@@ -83,6 +93,8 @@ class Faults(unittest.TestCase):
         self.assertEqual(counts['prices answered'], counts['prices taken'])
         self.assertEqual(counts['hostile'], HOSTILE)
         wait_until('the office has stored everything', lambda: servers.left() == 0)
+        offices = [spent(program) for program in self.programs if program.poll() is None]
+        running = [spent(process) for process in servers.processes]
         for program in self.programs:
             if program.poll() is None:
                 program.send_signal(signal.SIGTERM)
@@ -93,6 +105,10 @@ class Faults(unittest.TestCase):
         self.assertEqual(sums['acknowledged'],
                          counts['acknowledged'] - counts['prices ordered'])
         print(f'{self.id()}: {counts} {sums}', file=sys.stderr)
+        for name, list_of in (('office', offices), ('server', running)):
+            for seconds, peak in list_of:
+                print(f'{name}: {seconds / sums["acknowledged"] * 1e6:.0f} µs of a processor for '
+                      f'each message, {peak} at most', file=sys.stderr)
 
     def test_many_sites(self):
         servers = self.serve()
