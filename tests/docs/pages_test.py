@@ -10,7 +10,7 @@ Every fenced block is of one of these kinds:
            for any lines
   sh       commands, which name scripts, options and presets that exist
   cmake    lines of the client that tests/consumer builds
-  cpp, or no word
+  cpp, sql or no word
            lines that stand, in this order and whatever their indentation, in
            a file that a test compiles or compares with
 """
@@ -26,8 +26,8 @@ PAGES = ('README.md', 'CONTRIBUTING.md', 'corpus/README.md', 'docs/*.md')
 FENCE = re.compile(r'^( *)```(\w*)\n(.*?)^\1```$', re.M | re.S)
 CLIENT = 'tests/consumer/find_package/CMakeLists.txt'
 # What tests build, run or compare with, for blocks of code.
-SHOWN = ('examples/**/*.cc', 'examples/**/expected.txt', 'tests/consumer/*.inc',
-         'tests/docs/*.cc')
+SHOWN = ('examples/**/*.cc', 'examples/**/*.sql', 'examples/**/expected.txt',
+         'tests/consumer/*.inc', 'tests/docs/*.cc')
 # What the demonstration prints, as a test of it holds it.
 DEMONSTRATION = 'examples/fleet/expected.txt'
 # What a page may have run; anything else belongs into a block of sh.
