@@ -14,7 +14,7 @@ namespace {
 
 constexpr int kBatch = 100;  // messages of one transaction, at most
 constexpr int64_t kSecond = 1000000000;
-constexpr int kIdleRoundsBetweenChecks = 10;
+constexpr int kIdleRoundsBetweenChecks = 5;
 
 // "2026-11-22T05:30:00.123456789Z"
 std::string Rfc3339(int64_t nanoseconds) {
@@ -200,12 +200,15 @@ void Receive(natsConnection* connection, const StreamOptions& options,
     if (batch.size() > 0) {
       Store(batch, static_cast<size_t>(options.largest), database);
     } else if (status != NATS_OK && status != NATS_TIMEOUT) {
-      source.reset();  // the stream or the server has gone
+      // The stream or the server has gone. A server of version 2.9 removes the
+      // files of a stream after it says so, also those of one made at once.
+      source.reset();
+      std::this_thread::sleep_for(std::chrono::seconds(1));
     }
     waiting = batch.size() == 0;
     // A stream that was deleted looks like one in which nothing happens.
     idle = waiting ? idle + 1 : 0;
-    if (idle % kIdleRoundsBetweenChecks == 1 &&
+    if (idle % kIdleRoundsBetweenChecks == 0 && idle > 0 &&
         !MakeStreams(context.get(), options).empty()) {
       source.reset();
     }
