@@ -2,6 +2,8 @@
 #include "office.h"
 
 #include <getopt.h>
+#include <google/protobuf/stubs/logging.h>
+#include <sys/stat.h>
 
 #include <csignal>
 #include <cstdlib>
@@ -140,6 +142,11 @@ int main(int argc, char** argv) {
   std::signal(SIGINT, [](int) { fleet::ending = 1; });
   std::signal(SIGTERM, [](int) { fleet::ending = 1; });
   std::signal(SIGPIPE, SIG_IGN);
+  // Messages can hold pass phrases: only the user who runs it reads what it
+  // writes.
+  umask(077);
+  // A site that sends invalid UTF-8 would fill the log, a line a message.
+  google::protobuf::SetLogHandler(nullptr);
   try {
     return fleet::Run(fleet::Read(argc, argv));
   } catch (const fleet::Failure& failure) {

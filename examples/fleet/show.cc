@@ -51,8 +51,9 @@ FROM node n LEFT JOIN node p ON p.sequence = n.sequence
     AND p.position = n.parent AND p.time = n.time
   LEFT JOIN modules m ON m.display = n.position
 WHERE n.sequence = ?1 AND n.time = ?2
-  AND NOT (n.kind = 'module' AND p.kind = 'display' AND NOT n.error AND NOT n.backup_comms AND (n.status_name = 'ok' OR
-  (n.status_name = 'command_blank' AND p.status_name = 'command_blank')))
+  AND NOT (n.kind = 'module' AND p.kind = 'display' AND NOT n.error
+    AND NOT n.backup_comms AND (n.status_name = 'ok' OR
+      (n.status_name = 'command_blank' AND p.status_name = 'command_blank')))
 ORDER BY n.position)";
 
 const char kKinds[] =
