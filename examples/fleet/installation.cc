@@ -186,12 +186,14 @@ Answers Show(const tarn::Prices& prices, const tarn::ModsConfigured& network) {
 }
 
 void Merge(const tarn::Prices& news, tarn::Prices* prices) {
+  std::map<int, tarn::Price*> lines;
+  for (tarn::Price& price : *prices->mutable_prices()) {
+    lines.emplace(price.line_num(), &price);
+  }
   for (const tarn::Price& price : news.prices()) {
-    auto& all = *prices->mutable_prices();
-    const auto same = std::find_if(
-        all.begin(), all.end(),
-        [&](const auto& old) { return old.line_num() == price.line_num(); });
-    *(same == all.end() ? all.Add() : &*same) = price;
+    tarn::Price*& line = lines[price.line_num()];
+    if (line == nullptr) line = prices->add_prices();
+    *line = price;
   }
 }
 

@@ -5,18 +5,33 @@
 
 namespace fleet {
 
-Signs::Signs(const std::string& folder) : folder_(folder) { Update(); }
+Signs::Signs(const std::string& folder)
+    : folder_(folder),
+      stamp_(InstallationStamp(folder)),
+      files_(ReadInstallation(folder)) {
+  PutTogether();
+}
 
 void Signs::Update() {
   const std::string stamp = InstallationStamp(folder_);
   if (stamp == stamp_) return;
   stamp_ = stamp;
-  messages_ = ReadInstallation(folder_);
-  network_.ParseFromString(messages_["ModsConfigured"]);
+  files_ = ReadInstallation(folder_);
+  PutTogether();
+}
+
+void Signs::PutTogether() {
+  messages_ = files_;
+  network_.Clear();
+  const auto network = files_.find("ModsConfigured");
+  if (network != files_.end()) network_.ParseFromString(network->second);
   tarn::Prices prices;
-  prices.ParseFromString(messages_["Prices"]);
+  const auto filed = files_.find("Prices");
+  if (filed != files_.end()) prices.ParseFromString(filed->second);
   Merge(ordered_, &prices);
-  messages_["Prices"] = prices.SerializeAsString();
+  if (filed != files_.end() || prices.prices_size() > 0) {
+    messages_["Prices"] = prices.SerializeAsString();
+  }
 }
 
 tarn::NetworkStatusReport Signs::Report() const {
@@ -58,7 +73,7 @@ void Signs::Apply() {
   }
   answers_[order_key_] = all;
   Merge(order_, &ordered_);
-  stamp_.clear();  // the next update puts the new prices over those of the file
+  PutTogether();
 }
 
 }  // namespace fleet

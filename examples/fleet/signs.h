@@ -32,8 +32,12 @@ class Signs {
   void Apply();
 
  private:
+  // Puts the prices that were ordered over those of the files.
+  void PutTogether();
+
   const std::string folder_;
   std::string stamp_;
+  Messages files_;
   Messages messages_;
   tarn::ModsConfigured network_;
   tarn::Prices ordered_;  // all prices that were ordered since the start

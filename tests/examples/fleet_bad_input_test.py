@@ -321,8 +321,10 @@ class Databases(FleetTest):
 
     def test_that_cannot_be_written_are_named(self):
         self.end(self.ready_office())
-        for path in (*self.folder.glob("o.db*"), self.folder):
-            path.chmod(path.stat().st_mode & ~stat.S_IWUSR)
+        for path in self.folder.glob("o.db*"):
+            self.assertEqual(stat.S_IMODE(path.stat().st_mode), 0o600)
+            path.chmod(0o444)
+        self.folder.chmod(0o555)
         nobody = (lambda: os.setuid(65534)) if os.getuid() == 0 else None
         said = self.refused(preexec=nobody)
         self.folder.chmod(0o755)

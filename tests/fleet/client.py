@@ -41,8 +41,9 @@ class Client:
         self.requests = 0
         info = json.loads(self.line().split(b' ', 1)[1])
         if authority:
-            self.socket = ssl.create_default_context(cafile=authority).wrap_socket(
-                self.socket, server_hostname=host)
+            context = ssl.create_default_context(cafile=authority)
+            context.verify_flags |= ssl.VERIFY_X509_STRICT  # the default from 3.13 on
+            self.socket = context.wrap_socket(self.socket, server_hostname=host)
         options = {'verbose': False, 'pedantic': False, 'lang': 'python', 'version': '0',
                    'headers': True, 'no_responders': True}
         if seed:

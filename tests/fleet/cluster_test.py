@@ -6,6 +6,7 @@ usage: cluster_test.py PROGRAMS EXAMPLES [TEST]
 
 PROGRAMS is the folder in which examples/fleet is built, EXAMPLES is examples/.
 """
+import contextlib
 import pathlib
 import re
 import shutil
@@ -88,7 +89,8 @@ class Cluster(Programs):
 
     def stored(self, site):
         try:
-            with sqlite3.connect(f'file:{self.database}?mode=ro', uri=True) as opened:
+            with contextlib.closing(
+                    sqlite3.connect(f'file:{self.database}?mode=ro', uri=True)) as opened:
                 return opened.execute('SELECT count(*) FROM message WHERE site = ?',
                                       (site,)).fetchone()[0]
         except sqlite3.OperationalError:

@@ -50,5 +50,6 @@ def differences(ledgers, database):
             (subject.split('.')[2], f'prices-{sequence}')).fetchone()[0]
         if not done:
             found.append(f'{subject}: no answer to order {sequence}')
+    opened.close()
     return found[:20], {'acknowledged': lines, 'stored': len(stored), 'rejected': len(rejected),
                         'sites with orders': len(orders)}

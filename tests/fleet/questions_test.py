@@ -47,7 +47,9 @@ class Questions(unittest.TestCase):
         wait_until('the office has stored everything', lambda: servers.left() == 0)
         office.send_signal(signal.SIGTERM)
         self.assertEqual(office.wait(END), 0)
-        return sqlite3.connect(file)
+        database = sqlite3.connect(file)
+        self.addCleanup(database.close)
+        return database
 
     def test_have_answers(self):
         database = self.run_fleet()

@@ -70,12 +70,15 @@ def make_key(folder, name):
 def make_certificates(folder, hosts, days):
     if not (folder / 'ca.key').exists():
         openssl('req', '-x509', '-newkey', 'ed25519', '-nodes', '-days', '3650',
-                '-subj', '/CN=tarn authority', '-keyout', folder / 'ca.key',
+                '-subj', '/CN=tarn authority',
+                '-addext', 'keyUsage=critical,keyCertSign,cRLSign', '-keyout', folder / 'ca.key',
                 '-out', folder / 'ca.pem')
     request = openssl('req', '-new', '-newkey', 'ed25519', '-nodes', '-subj', '/CN=tarn server',
                       '-keyout', folder / 'server.key')
     with tempfile.NamedTemporaryFile('w') as extensions:
-        print('extendedKeyUsage=serverAuth,clientAuth\nsubjectAltName='
+        print('keyUsage=critical,digitalSignature\n'
+              'extendedKeyUsage=serverAuth,clientAuth\n'
+              'subjectKeyIdentifier=hash\nauthorityKeyIdentifier=keyid\nsubjectAltName='
               + ','.join(map(alternative_name, hosts)), file=extensions, flush=True)
         openssl('x509', '-req', '-days', str(days), '-CA', folder / 'ca.pem',
                 '-CAkey', folder / 'ca.key', '-extfile', extensions.name,
