@@ -3,6 +3,7 @@
 #include <tarn/Tarn.pb.h>
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "json_writer.h"
@@ -107,7 +108,9 @@ Color ColorOf(std::string_view status) {
 // cut off here; what stands before the first one is the program's own.
 class Sheet {
  public:
-  explicit Sheet(std::vector<std::string> head) { rows_.push_back({"", head}); }
+  explicit Sheet(std::vector<std::string> head) {
+    rows_.push_back({"", std::move(head)});
+  }
 
   void Add(const std::string& before, Statement* row, int first, int count) {
     Row added = {before, {}};
