@@ -114,6 +114,7 @@ bool SetServerOption(std::string_view name, const std::string& value,
 }
 
 Connection Connect(const Server& server, const char* name, bool patient) {
+  if (server.urls.empty()) throw Failure(kUsage, "--server names no server");
   natsOptions* made = nullptr;
   Expect(natsOptions_Create(&made), "NATS library");
   const Options options(made);

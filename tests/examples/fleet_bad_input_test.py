@@ -356,6 +356,7 @@ class CommandLines(FleetTest):
         self.server()
         for words in (("prices", "a"), ("prices", "a.b", "x"), ("shew",),
                       ("--max-size", "1x"), ("--max-size", "0"), ("--what",),
+                      ("--server", "", "prices", "a", self.examples / "prices.txtpb"),
                       ("count", "a")):
             status, said = self.run_office(*words)
             self.assertEqual(status, 2, words)
