@@ -10,7 +10,6 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
-#include <set>
 #include <vector>
 
 #include "fleet.h"
@@ -160,7 +159,8 @@ tarn::NetworkStatusReport Report(const tarn::ModsConfigured& network) {
   return report;
 }
 
-Answers Show(const tarn::Prices& prices, const tarn::ModsConfigured& network) {
+Answers Show(const tarn::Prices& prices, const tarn::ModsConfigured& network,
+             std::set<std::string>* shown, std::set<int>* missed) {
   std::set<int> lines;
   for (const tarn::Price& price : prices.prices()) {
     lines.insert(price.line_num());
@@ -179,18 +179,25 @@ Answers Show(const tarn::Prices& prices, const tarn::ModsConfigured& network) {
     for (const tarn::ChildTypes& child : display.children()) {
       reached = reached && !OutOfReach(child.module().status());
     }
-    answers[display.uuid()] =
-        reached ? tarn::price_update_ok : tarn::price_update_failure;
+    if (reached) shown->insert(display.uuid());
+    if (shown->count(display.uuid()) != 0) {
+      answers[display.uuid()] = tarn::price_update_ok;
+      return;
+    }
+    answers[display.uuid()] = tarn::price_update_failure;
+    for (const auto& frame : frames) missed->insert(frame.price());
   });
   return answers;
 }
 
-void Merge(const tarn::Prices& news, tarn::Prices* prices) {
+void Merge(const tarn::Prices& news, const std::set<int>& missed,
+           tarn::Prices* prices) {
   std::map<int, tarn::Price*> lines;
   for (tarn::Price& price : *prices->mutable_prices()) {
     lines.emplace(price.line_num(), &price);
   }
   for (const tarn::Price& price : news.prices()) {
+    if (missed.count(price.line_num()) != 0) continue;
     tarn::Price*& line = lines[price.line_num()];
     if (line == nullptr) line = prices->add_prices();
     *line = price;

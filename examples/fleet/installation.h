@@ -7,6 +7,7 @@
 #include <tarn/Tarn.pb.h>
 
 #include <map>
+#include <set>
 #include <string>
 
 namespace fleet {
@@ -29,12 +30,17 @@ std::string InstallationStamp(const std::string& folder);
 tarn::NetworkStatusReport Report(const tarn::ModsConfigured& network);
 
 // The answer of each display that shows one of these prices: updated, or failed
-// where it or one of its modules is out of reach.
+// where it or one of its modules is out of reach. A display keeps a price that
+// it once had: `shown` holds the uuids of those. `missed` receives the lines
+// that some display does not show yet.
 using Answers = std::map<std::string, tarn::StatusCodes>;
-Answers Show(const tarn::Prices& prices, const tarn::ModsConfigured& network);
+Answers Show(const tarn::Prices& prices, const tarn::ModsConfigured& network,
+             std::set<std::string>* shown, std::set<int>* missed);
 
-// Puts new prices in the place of those of the same lines.
-void Merge(const tarn::Prices& news, tarn::Prices* prices);
+// Puts new prices in the place of those of the same lines, but for the lines
+// that are `missed`.
+void Merge(const tarn::Prices& news, const std::set<int>& missed,
+           tarn::Prices* prices);
 
 // The entries of `now` that differ from `before`. Merging them into `before`
 // gives `now`, and keeps keys that have gone.

@@ -6,6 +6,7 @@
 #include <ctime>
 #include <iostream>
 #include <thread>
+#include <vector>
 
 #include "output.h"
 
@@ -101,12 +102,15 @@ natsStatus Fetch(natsConnection* connection, natsSubscription* source,
 }
 
 void Store(const Batch& batch, size_t largest, Database* database) {
+  std::vector<natsMsg*> stored;
   int rejected = 0;
   std::string first;
   database->Begin();
   for (natsMsg* message : batch) {
     jsMsgMetaData* data = nullptr;
+    // No memory: it comes again.
     if (natsMsg_GetMetaData(&data, message) != NATS_OK) continue;
+    stored.push_back(message);
     const std::string subject = natsMsg_GetSubject(message);
     const std::string reason =
         database->Add({data->Sequence.Stream,
@@ -122,7 +126,7 @@ void Store(const Batch& batch, size_t largest, Database* database) {
   database->Commit();
   // If the office dies before this, the messages come again, and change
   // nothing.
-  for (natsMsg* message : batch) natsMsg_Ack(message, nullptr);
+  for (natsMsg* message : stored) natsMsg_Ack(message, nullptr);
   if (rejected == 1) std::cerr << "office: rejected " << first << '\n';
   if (rejected > 1) {
     std::cerr << "office: rejected " << rejected << " messages, first " << first

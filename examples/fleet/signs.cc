@@ -15,8 +15,8 @@ Signs::Signs(const std::string& folder)
 void Signs::Update() {
   const std::string stamp = InstallationStamp(folder_);
   if (stamp == stamp_) return;
-  stamp_ = stamp;
   files_ = ReadInstallation(folder_);
+  stamp_ = stamp;
   PutTogether();
 }
 
@@ -25,13 +25,21 @@ void Signs::PutTogether() {
   network_.Clear();
   const auto network = files_.find("ModsConfigured");
   if (network != files_.end()) network_.ParseFromString(network->second);
-  tarn::Prices prices;
-  const auto filed = files_.find("Prices");
-  if (filed != files_.end()) prices.ParseFromString(filed->second);
-  Merge(ordered_, &prices);
-  if (filed != files_.end() || prices.prices_size() > 0) {
-    messages_["Prices"] = prices.SerializeAsString();
+  if (!applied_) return;
+  std::set<int> missed;
+  const Answers answers = Show(order_, network_, &shown_, &missed);
+  tarn::StatusCodes all =
+      answers.empty() ? tarn::price_update_failure : tarn::price_update_ok;
+  for (const auto& [uuid, answer] : answers) {
+    answers_[uuid] = answer;
+    if (answer != tarn::price_update_ok) all = answer;
   }
+  answers_[order_key_] = all;
+  if (answers.empty()) return;
+  tarn::Prices prices;
+  prices.ParseFromString(messages_["Prices"]);
+  Merge(order_, missed, &prices);
+  messages_["Prices"] = prices.SerializeAsString();
 }
 
 tarn::NetworkStatusReport Signs::Report() const {
@@ -50,12 +58,16 @@ tarn::NetworkStatusReport Signs::Report() const {
 }
 
 void Signs::Take(uint64_t sequence, std::string_view bytes) {
-  answers_.erase(order_key_);
   order_key_ = OrderKey(sequence);
+  answers_.clear();
+  shown_.clear();
+  applied_ = false;
   pending_ =
       order_.ParseFromArray(bytes.data(), static_cast<int>(bytes.size()));
   if (!pending_) order_.Clear();
-  for (const auto& [uuid, answer] : Show(order_, network_)) {
+  std::set<std::string> shown;
+  std::set<int> missed;
+  for (const auto& [uuid, answer] : Show(order_, network_, &shown, &missed)) {
     answers_[uuid] = tarn::price_sync_pending;
   }
   answers_[order_key_] =
@@ -64,15 +76,7 @@ void Signs::Take(uint64_t sequence, std::string_view bytes) {
 
 void Signs::Apply() {
   pending_ = false;
-  const Answers answers = Show(order_, network_);
-  tarn::StatusCodes all =
-      answers.empty() ? tarn::price_update_failure : tarn::price_update_ok;
-  for (const auto& [uuid, answer] : answers) {
-    answers_[uuid] = answer;
-    if (answer != tarn::price_update_ok) all = answer;
-  }
-  answers_[order_key_] = all;
-  Merge(order_, &ordered_);
+  applied_ = true;
   PutTogether();
 }
 

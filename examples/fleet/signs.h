@@ -3,6 +3,7 @@
 #define EXAMPLES_FLEET_SIGNS_H_
 
 #include <cstdint>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -23,16 +24,16 @@ class Signs {
   const Messages& messages() const { return messages_; }
   tarn::NetworkStatusReport Report() const;
 
-  // Takes an order of prices: the displays that it concerns are pending. Bytes
-  // that are no prices have failed at once.
+  // Takes an order of prices, which replaces the one before: the displays that
+  // it concerns are pending. Bytes that are no prices have failed at once.
   void Take(uint64_t sequence, std::string_view bytes);
   bool pending() const { return pending_; }
-  // Puts the prices on the displays: each is then updated, or has failed. A
-  // real site talks to its displays here.
+  // Puts the prices on the displays: each is then updated, or has failed until
+  // it is within reach again. A real site talks to its displays here.
   void Apply();
 
  private:
-  // Puts the prices that were ordered over those of the files.
+  // Puts the prices that displays show by order over those of the files.
   void PutTogether();
 
   const std::string folder_;
@@ -40,11 +41,13 @@ class Signs {
   Messages files_;
   Messages messages_;
   tarn::ModsConfigured network_;
-  tarn::Prices ordered_;  // all prices that were ordered since the start
-  Answers answers_;
-  std::string order_key_;
+  // The last order: its answers by the keys of the report, and who shows it.
   tarn::Prices order_;
+  std::string order_key_;
   bool pending_ = false;
+  bool applied_ = false;
+  Answers answers_;
+  std::set<std::string> shown_;
 };
 
 }  // namespace fleet

@@ -1,6 +1,7 @@
 // Publishes what an installation is and how it does, and shows the prices that
 // an office orders. Ends on SIGINT or SIGTERM.
 #include <getopt.h>
+#include <sys/stat.h>
 
 #include <chrono>
 #include <csignal>
@@ -50,8 +51,9 @@ class Site {
   Connection connection_;
   Context stream_;
   Subscription hints_;
-  int64_t order_time_ = 0;  // of the last order that was taken
-  int ask_ = 0;             // rounds in which to ask for an order
+  uint64_t order_sequence_ = 0;  // of the last order that was taken
+  int64_t order_time_ = 0;
+  int ask_ = 0;  // rounds in which to ask for an order
   // What has been acknowledged on this connection.
   uint64_t reconnects_ = 0;
   Clock::time_point whole_;
@@ -97,16 +99,20 @@ void Site::TakeOrder() {
   if (status == NATS_NOT_FOUND) return;
   if (status != NATS_OK) return Say("orders: " + Explain(status));
   const Msg message(got);
-  // A server of a cluster may lag and answer with an older order.
-  if (natsMsg_GetTime(got) <= order_time_) return;
-  order_time_ = natsMsg_GetTime(got);
-  signs_.Take(
-      natsMsg_GetSequence(got),
-      {natsMsg_GetData(got), static_cast<size_t>(natsMsg_GetDataLength(got))});
+  // A server of a cluster may lag and answer with an older order. Sequences
+  // begin again where the stream is made anew, and clocks can differ: an order
+  // that is behind in both is older.
+  const uint64_t sequence = natsMsg_GetSequence(got);
+  const int64_t time = natsMsg_GetTime(got);
+  if (sequence <= order_sequence_ && time <= order_time_) return;
+  order_sequence_ = sequence;
+  order_time_ = time;
+  signs_.Take(sequence, {natsMsg_GetData(got),
+                         static_cast<size_t>(natsMsg_GetDataLength(got))});
 }
 
 // Publishes what has not been acknowledged as it is now: on a new connection,
-// and once a day, everything. True: all is acknowledged.
+// and once a day, everything. True: the report is acknowledged.
 bool Site::PublishCurrent() {
   uint64_t reconnects = 0;
   natsStatistics* statistics = nullptr;
@@ -131,29 +137,32 @@ bool Site::PublishCurrent() {
   }
   // While the nodes stay, the changes of the report say enough about the tree.
   const bool same = SameNodes(report, reported_);
-  bool all = true;
   for (const auto& [type, bytes] : signs_.messages()) {
     const auto before = acknowledged_.find(type);
     if (before != acknowledged_.end() &&
         (before->second == bytes || (same && type == "ModsConfigured"))) {
       continue;
     }
-    if (!Publish(type, bytes)) {
-      all = false;
-    } else {
+    // One that was not acknowledged can have been kept all the same. So what
+    // the server has of it is not known, and it is sent whole the next time.
+    if (Publish(type, bytes)) {
       acknowledged_[type] = bytes;
+    } else {
+      acknowledged_.erase(type);
     }
   }
   const std::string type = "NetworkStatusReport";
   const std::string bytes =
       (acknowledged_.count(type) == 0 ? report : Changes(reported_, report))
           .SerializeAsString();
-  if (!bytes.empty()) {
-    if (!Publish(type, bytes)) return false;
-    acknowledged_[type];
-    reported_ = report;
+  if (bytes.empty()) return true;
+  if (!Publish(type, bytes)) {
+    acknowledged_.erase(type);
+    return false;
   }
-  return all;
+  acknowledged_[type];
+  reported_ = report;
+  return true;
 }
 
 // A repeated message has the id that it had before, by which the server knows
@@ -185,6 +194,7 @@ bool Site::Publish(const std::string& type, const std::string& bytes) {
   jsPubAck_Destroy(ack);
   attempt = {};
   ++acknowledged_count_;
+  said_.clear();
   return true;
 }
 
@@ -255,6 +265,8 @@ int main(int argc, char** argv) {
                  "letters, digits, - and _\n";
     return fleet::kUsage;
   }
+  // The ledger holds what is published, pass phrases too.
+  umask(077);
   // Others may see the answers of `_INBOX`, but not those below a name's own.
   server.inbox = "_SITE." + name;
   std::signal(SIGINT, [](int) { fleet::ending = 1; });

@@ -111,6 +111,9 @@ class Messages(FleetTest):
         self.await_("a sentence", lambda: "FileMessage: larger than the server "
                     'takes; see "max_payload"' in self.said(site))
         self.assertIsNone(site.poll())
+        order = self.examples / "prices.txtpb"
+        self.assertIn("prices for kiosk: price_update_failure",
+                      self.run_office("prices", "kiosk", str(order))[1])
 
     def test_of_the_worst_bytes_stay_within_the_memory(self):
         office = self.ready_office()
@@ -356,7 +359,8 @@ class CommandLines(FleetTest):
         self.server()
         for words in (("prices", "a"), ("prices", "a.b", "x"), ("shew",),
                       ("--max-size", "1x"), ("--max-size", "0"), ("--what",),
-                      ("--server", "", "prices", "a", self.examples / "prices.txtpb"),
+                      ("--server", "", "prices", "a",
+                       self.examples / "prices.txtpb"),
                       ("count", "a")):
             status, said = self.run_office(*words)
             self.assertEqual(status, 2, words)

@@ -234,6 +234,40 @@ class Prices(FleetTest):
         self.await_("the price that the site shows", lambda: ("4.70",) in
                     self.rows("SELECT set_price FROM price"))
 
+    def test_are_shown_by_a_sign_when_it_is_within_reach_again(self):
+        self.server()
+        self.ready_office()
+        folder = self.installation()
+        self.site(folder)
+        order = self.folder / "order.txtpb"
+        order.write_text('# proto-message: tarn.Prices\n'
+                         'prices { line_num: 3 set_price: "4.70" }\n')
+        status, said = self.run_office("prices", "kiosk", str(order))
+        self.assertIn("prices for kiosk: price_update_failure\n", said)
+        self.assertEqual(status, 1)
+        self.edit(folder / "installation.txtpb", "status: comm_error",
+                  "status: ok")
+        self.await_("the price that all signs show", lambda: ("4.70",) in
+                    self.rows("SELECT set_price FROM price"))
+        self.await_rows(3, "SELECT 1 FROM status WHERE key = 'prices-1'")
+        self.assertEqual(self.answers("prices-1"),
+                         ["price_sync_pending", "price_update_failure",
+                          "price_update_ok"])
+
+    def test_take_the_place_of_those_before(self):
+        self.server()
+        self.ready_office()
+        self.site(self.installation())
+        for line in (5, 6):
+            order = self.folder / "order.txtpb"
+            order.write_text('# proto-message: tarn.Prices\n'
+                             f'prices {{ line_num: {line} set_price: "4.70" }}\n')
+            self.run_office("prices", "kiosk", str(order))
+            self.await_rows(1, "SELECT 1 FROM price WHERE line_num ="
+                            " ? AND set_price = '4.70'", line)
+        self.assertEqual(self.rows(
+            "SELECT line_num FROM price WHERE set_price = '4.70'"), [(5,), (6,)])
+
     def test_wait_for_a_site_that_is_away_and_only_the_last_counts(self):
         self.server()
         self.ready_office()
