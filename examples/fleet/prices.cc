@@ -73,7 +73,9 @@ uint64_t Send(jsCtx* context, const std::string& site,
     }
   }
   throw Failure(kInputOutput,
-                "the prices are not sent: " + Explain(status, code));
+                "no server has said that it keeps the prices; it may keep "
+                "them all the same: " +
+                    Explain(status, code));
 }
 
 // The name of a display where the database knows it, otherwise its uuid.

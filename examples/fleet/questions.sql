@@ -30,14 +30,14 @@ ORDER BY last;
 
 -- How many modules of each firmware are out of order now?
 WITH module AS (SELECT DISTINCT site, uuid, hw_id, fw_rev FROM node WHERE kind = 'module'),
-     now AS (SELECT site, key, status_name, max(sequence) FROM status
+     now AS (SELECT site, key, status_name, max(time) FROM status
              WHERE field = 'status_packet' GROUP BY site, key)
 SELECT hw_id, fw_rev, count(*) AS modules, sum(status_name <> 'ok') AS out_of_order
 FROM module JOIN now ON now.site = module.site AND now.key = module.uuid
 GROUP BY hw_id, fw_rev ORDER BY hw_id, fw_rev;
 
 -- What do the sites charge for a product?
-WITH now AS (SELECT site, id, price, max(sequence) FROM product
+WITH now AS (SELECT site, id, price, max(time) FROM product
              WHERE enabled GROUP BY site, id)
-SELECT id, count(*) AS sites, min(price) AS lowest, max(price) AS highest
+SELECT id, count(*) AS sites, min(0 + price) AS lowest, max(0 + price) AS highest
 FROM now GROUP BY id ORDER BY id;

@@ -1,15 +1,16 @@
 #!/usr/bin/python3
 """Makes the keys, certificates and permissions of a cluster in a folder.
 
-usage: make_keys.py FOLDER [--hosts ADDRESS...] [--sites NAME...]
+usage: make_keys.py FOLDER [--hosts ADDRESS...] [--sites NAME...] [--days N]
 
 --hosts  names or addresses of the servers; makes their certificate and routes
 --sites  names of sites, which get a key each; those of before keep theirs
+--days   days for which the certificate of the servers is good, by default 365
 
-The servers need server.conf, routes.conf, users.conf, ca.pem, server.pem and
-server.key. Everybody needs ca.pem; the office needs office.nk and office.nk.pub,
-and each site its own two. Whoever has ca.key can sign certificates: keep it
-elsewhere.
+Copy server.conf, routes.conf, users.conf, ca.pem, server.pem and server.key to
+each server; ca.pem, office.nk and office.nk.pub to the office; ca.pem and its own
+two to each site. Keep all *.nk.pub here: users.conf is made of them. Whoever has
+ca.key can sign certificates: keep it elsewhere until --hosts asks for it again.
 When users.conf has changed, run "nats-server --signal reload" on each server.
 """
 import argparse
@@ -68,7 +69,11 @@ def make_key(folder, name):
 
 
 def make_certificates(folder, hosts, days):
-    if not (folder / 'ca.key').exists():
+    if (folder / 'ca.pem').exists():
+        if not (folder / 'ca.key').exists():
+            sys.exit(f'make_keys.py: {folder}/ca.key, which signs certificates, is not there: '
+                     'bring it back for as long as this runs')
+    else:
         openssl('req', '-x509', '-newkey', 'ed25519', '-nodes', '-days', '3650',
                 '-subj', '/CN=tarn authority',
                 '-addext', 'keyUsage=critical,keyCertSign,cRLSign', '-keyout', folder / 'ca.key',
@@ -112,7 +117,7 @@ def main():
         routes = ', '.join(f'"nats-route://{host}:6222"' for host in options.hosts)
         (folder / 'routes.conf').write_text(f'routes: [{routes}]\n')
     for name in ['office', *options.sites]:
-        if not (folder / f'{name}.nk').exists():
+        if not (folder / f'{name}.nk.pub').exists():
             make_key(folder, name)
     users = ''
     for file in sorted(folder.glob('*.nk.pub')):
