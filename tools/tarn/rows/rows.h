@@ -59,7 +59,7 @@ struct RowOrigin {
 using RowSink = std::function<void(const Table&, const std::vector<RowValue>&)>;
 
 // Hands over the rows of a message, those of a node before those of the nodes
-// below it. The rows hold all known fields except `Wifi.pass`.
+// below it. The rows hold all known fields but those of `Wifi`.
 void WriteRows(const google::protobuf::Message& message,
                const RowOrigin& origin, const RowSink& sink);
 
