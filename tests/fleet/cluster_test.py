@@ -41,6 +41,12 @@ def make_keys(folder, *options):
     return subprocess.run([CLUSTER / 'make_keys.py', folder, *options], check=True, timeout=END)
 
 
+def first_field(data):
+    """Data of 16 KiB to 2 MiB as the length-delimited field 1."""
+    size = len(data)
+    return bytes((0x0a, size & 127 | 128, size >> 7 & 127 | 128, size >> 14)) + data
+
+
 class Programs(unittest.TestCase):
     servers = folder = None
 
@@ -138,7 +144,7 @@ class Cluster(Programs):
         self.assertEqual(first.wait(END), 0)
         north = self.client('north')
         # A name of 100,000 letters, 20 times.
-        message = b'\x0a\xa9\x8d\x06\x0a\xa5\x8d\x06\x0a\xa0\x8d\x06' + b'n' * 100000
+        message = first_field(first_field(first_field(b'n' * 100000)))
         answers = [north.request('tarn.v0.north.ModsConfigured', message)[1] for _ in range(20)]
         self.assertIn(b'"seq":1', answers[0])
         self.assertIn(b'10077', answers[-1])
@@ -147,6 +153,7 @@ class Cluster(Programs):
         self.wait_until_said('site', 'the store is full')
         self.office()
         wait_until('the office has what was kept', lambda: self.stored('north') > kept)
+        self.assertNotIn('rejected', self.said('office'))
         site.send_signal(signal.SIGTERM)
         self.assertEqual(site.wait(END), 0)
 
