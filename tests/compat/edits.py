@@ -53,10 +53,10 @@ class Run:
 class ProtectSymbols(NamedTuple):
     """Gives the symbols that a library exports the visibility protected, as
     -fvisibility=protected does."""
-    library: str
+    file: str
 
     def apply(self, tree):
-        path = tree / self.library
+        path = tree / self.file
         data = bytearray(path.read_bytes())
         with open(path, "rb") as file:
             symbols = ELFFile(file).get_section_by_name(".dynsym")
