@@ -35,15 +35,6 @@ void Print(const std::vector<Line>& lines, bool json) {
   output.Flush();
 }
 
-std::string Hex(std::string_view bytes) {
-  std::string hex;
-  for (const unsigned char byte : bytes) {
-    hex += "0123456789abcdef"[byte / 16];
-    hex += "0123456789abcdef"[byte % 16];
-  }
-  return hex;
-}
-
 }  // namespace
 
 void Count(bool json, Database* database) {

@@ -173,6 +173,53 @@ std::string Trouble(natsConnection* connection) {
   return Explain(status == NATS_OK ? NATS_NO_SERVER : status);
 }
 
+Context Streams(natsConnection* connection) {
+  jsCtx* context = nullptr;
+  if (natsConnection_JetStream(&context, connection, nullptr) != NATS_OK) {
+    throw Failure(kInputOutput, Explain(NATS_NO_MEMORY));
+  }
+  return Context(context);
+}
+
+natsStatus PublishOnce(jsCtx* context, const std::string& subject,
+                       const std::string& bytes, const std::string& id,
+                       uint64_t* sequence, jsErrCode* code, int64_t wait_ms) {
+  jsPubOptions options;
+  jsPubOptions_Init(&options);
+  options.MaxWait = wait_ms;
+  options.MsgId = id.c_str();
+  jsPubAck* ack = nullptr;
+  const natsStatus status =
+      js_Publish(&ack, context, subject.c_str(), bytes.data(),
+                 static_cast<int>(bytes.size()), &options, code);
+  if (status == NATS_OK) {
+    *sequence = ack->Sequence;
+    jsPubAck_Destroy(ack);
+  }
+  return status;
+}
+
+natsStatus LastOrder(jsCtx* context, const std::string& site, Msg* order) {
+  const std::string subject = PriceSubject(site);
+  jsDirectGetMsgOptions last;
+  jsDirectGetMsgOptions_Init(&last);
+  last.LastBySubject = subject.c_str();
+  natsMsg* got = nullptr;
+  const natsStatus status =
+      js_DirectGetMsg(&got, context, kPriceStream, nullptr, &last);
+  order->reset(got);
+  return status;
+}
+
+std::string Hex(std::string_view bytes) {
+  std::string hex;
+  for (const unsigned char byte : bytes) {
+    hex += "0123456789abcdef"[byte / 16];
+    hex += "0123456789abcdef"[byte % 16];
+  }
+  return hex;
+}
+
 std::string Explain(natsStatus status, int code) {
   switch (code) {
     case JSStreamNotFoundErr:

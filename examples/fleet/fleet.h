@@ -110,6 +110,25 @@ void ExpectOpen(natsConnection* connection);
 // Why a connection is interrupted, as a sentence that says what to do.
 std::string Trouble(natsConnection* connection);
 
+// What a connection reads and writes streams with. Throws a Failure where there
+// is no memory for it.
+Context Streams(natsConnection* connection);
+
+// Publishes a message once, with an id by which the server knows it again, and
+// waits for the answer: `wait_ms`, or as long as the library does. `sequence`
+// is set if the message is acknowledged, `code` if the server says why it is
+// not.
+natsStatus PublishOnce(jsCtx* context, const std::string& subject,
+                       const std::string& bytes, const std::string& id,
+                       uint64_t* sequence, jsErrCode* code,
+                       int64_t wait_ms = 0);
+
+// The last order of prices for a site; NATS_NOT_FOUND if there is none.
+natsStatus LastOrder(jsCtx* context, const std::string& site, Msg* order);
+
+// Two digits for each byte.
+std::string Hex(std::string_view bytes);
+
 // A sentence about what went wrong and what to do; `code` is the stream's.
 std::string Explain(natsStatus status, int code = 0);
 

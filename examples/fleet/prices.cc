@@ -52,25 +52,17 @@ void Take(const tarn::NetworkStatusReport& report, Order* order) {
 // Sends the order until it is kept. Returns its sequence.
 uint64_t Send(jsCtx* context, const std::string& site,
               const std::string& bytes) {
-  jsPubAck* ack = nullptr;
+  uint64_t sequence = 0;
   jsErrCode code = {};
   const std::string subject = PriceSubject(site);
   const std::string id =
       "prices-" + site + "-" +
       std::to_string(
           std::chrono::system_clock::now().time_since_epoch().count());
-  jsPubOptions options;
-  jsPubOptions_Init(&options);
-  options.MsgId = id.c_str();
   natsStatus status = NATS_OK;
   for (int i = 0; i < 3; ++i) {
-    status = js_Publish(&ack, context, subject.c_str(), bytes.data(),
-                        static_cast<int>(bytes.size()), &options, &code);
-    if (status == NATS_OK) {
-      const uint64_t sequence = ack->Sequence;
-      jsPubAck_Destroy(ack);
-      return sequence;
-    }
+    status = PublishOnce(context, subject, bytes, id, &sequence, &code);
+    if (status == NATS_OK) return sequence;
   }
   throw Failure(kInputOutput,
                 "no server has said that it keeps the prices; it may keep "
@@ -133,18 +125,16 @@ int SendPrices(const Server& server, const std::string& site,
     throw Failure(kUsage, path + " holds no tarn.Prices");
   }
   const Connection connection = Connect(server, "prices", /*patient=*/false);
+  const Context context = Streams(connection.get());
   natsSubscription* reports = nullptr;
-  jsCtx* made = nullptr;
   if (natsConnection_SubscribeSync(
           &reports, connection.get(),
-          Subject(site, "NetworkStatusReport").c_str()) != NATS_OK ||
-      natsConnection_JetStream(&made, connection.get(), nullptr) != NATS_OK) {
+          Subject(site, "NetworkStatusReport").c_str()) != NATS_OK) {
     throw Failure(kInputOutput, Explain(NATS_NO_MEMORY));
   }
   const Subscription subscription(reports);
-  const Context context(made);
   Order order;
-  order.sequence = Send(made, site, messages["Prices"]);
+  order.sequence = Send(context.get(), site, messages["Prices"]);
   std::cerr << "prices for " << site << ": kept as order " << order.sequence
             << ", waiting for the signs\n";
   const auto end = Clock::now() + std::chrono::seconds(seconds);

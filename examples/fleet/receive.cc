@@ -37,33 +37,23 @@ void Say(const std::string& text) {
   said = text;
 }
 
+// Makes a stream where it is missing: `config` has what is its own. Returns why
+// it cannot.
 std::string MakeStream(jsCtx* context, const char* name, const char* subjects,
-                       const StreamOptions& options) {
-  jsStreamConfig config;
-  jsStreamConfig_Init(&config);
-  config.Name = name;
-  config.Subjects = &subjects;
-  config.SubjectsLen = 1;
-  config.Replicas = options.replicas;
-  config.MaxMsgSize = options.largest;
-  config.Duplicates = 120 * kSecond;
-  config.Discard = js_DiscardNew;
-  config.Storage = js_FileStorage;
-  if (name == std::string_view(kPriceStream)) {
-    config.MaxMsgsPerSubject = 1;
-    config.AllowDirect = true;
-  } else {
-    config.Retention = js_WorkQueuePolicy;
-    // Not by MaxBytes: servers before 2.10.5 count too few bytes for a message,
-    // and then drop the oldest ones. `max_file_store` of the server is the
-    // limit.
-    config.MaxMsgs = options.messages;
-  }
+                       const StreamOptions& options, jsStreamConfig* config) {
+  config->Name = name;
+  config->Subjects = &subjects;
+  config->SubjectsLen = 1;
+  config->Replicas = options.replicas;
+  config->MaxMsgSize = options.largest;
+  config->Duplicates = 120 * kSecond;
+  config->Discard = js_DiscardNew;
+  config->Storage = js_FileStorage;
   jsErrCode code = {};
   jsStreamInfo* info = nullptr;
   natsStatus status = js_GetStreamInfo(&info, context, name, nullptr, &code);
   if (status == NATS_NOT_FOUND) {
-    status = js_AddStream(&info, context, &config, nullptr, &code);
+    status = js_AddStream(&info, context, config, nullptr, &code);
   }
   jsStreamInfo_Destroy(info);
   if (status == NATS_OK) return "";
@@ -154,9 +144,21 @@ Subscription Open(jsCtx* context, const StreamOptions& options,
 }  // namespace
 
 std::string MakeStreams(jsCtx* context, const StreamOptions& options) {
-  std::string obstacle = MakeStream(context, kStream, kSubjects, options);
+  jsStreamConfig reports;
+  jsStreamConfig_Init(&reports);
+  reports.Retention = js_WorkQueuePolicy;
+  // Not by MaxBytes: servers before 2.10.5 count too few bytes for a message,
+  // and then drop the oldest ones. `max_file_store` of the server is the limit.
+  reports.MaxMsgs = options.messages;
+  jsStreamConfig orders;
+  jsStreamConfig_Init(&orders);
+  orders.MaxMsgsPerSubject = 1;
+  orders.AllowDirect = true;
+  std::string obstacle =
+      MakeStream(context, kStream, kSubjects, options, &reports);
   if (obstacle.empty()) {
-    obstacle = MakeStream(context, kPriceStream, kPriceSubjects, options);
+    obstacle =
+        MakeStream(context, kPriceStream, kPriceSubjects, options, &orders);
   }
   if (!obstacle.empty()) return obstacle;
   jsConsumerConfig config;
@@ -177,11 +179,7 @@ std::string MakeStreams(jsCtx* context, const StreamOptions& options) {
 
 void Receive(natsConnection* connection, const StreamOptions& options,
              Database* database, const volatile std::sig_atomic_t& ending) {
-  jsCtx* made = nullptr;
-  if (natsConnection_JetStream(&made, connection, nullptr) != NATS_OK) {
-    throw Failure(kInputOutput, Explain(NATS_NO_MEMORY));
-  }
-  const Context context(made);
+  const Context context = Streams(connection);
   Subscription source;
   bool waiting = false;
   int idle = 0;  // rounds without a message, of up to a second each

@@ -75,30 +75,22 @@ Site::Site(const Server& server, const std::string& name,
     if (!ledger_) throw Failure(kInputOutput, ledger + " cannot be written");
   }
   connection_ = Connect(server, name.c_str(), /*patient=*/true);
-  jsCtx* context = nullptr;
+  stream_ = Streams(connection_.get());
   natsSubscription* hints = nullptr;
-  if (natsConnection_JetStream(&context, connection_.get(), nullptr) !=
-          NATS_OK ||
-      natsConnection_SubscribeSync(&hints, connection_.get(),
+  if (natsConnection_SubscribeSync(&hints, connection_.get(),
                                    PriceSubject(name).c_str()) != NATS_OK) {
     throw Failure(kInputOutput, Explain(NATS_NO_MEMORY));
   }
-  stream_.reset(context);
   hints_.reset(hints);
 }
 
 // Takes the last order for this site, unless it has been taken before.
 void Site::TakeOrder() {
-  jsDirectGetMsgOptions last;
-  jsDirectGetMsgOptions_Init(&last);
-  const std::string subject = PriceSubject(name_);
-  last.LastBySubject = subject.c_str();
-  natsMsg* got = nullptr;
-  const natsStatus status =
-      js_DirectGetMsg(&got, stream_.get(), kPriceStream, nullptr, &last);
+  Msg message;
+  const natsStatus status = LastOrder(stream_.get(), name_, &message);
   if (status == NATS_NOT_FOUND) return;
   if (status != NATS_OK) return Say("orders: " + Explain(status));
-  const Msg message(got);
+  natsMsg* const got = message.get();
   // A server of a cluster may lag and answer with an older order. Sequences
   // begin again where the stream is made anew, and clocks can differ: an order
   // that is behind in both is older.
@@ -173,25 +165,18 @@ bool Site::Publish(const std::string& type, const std::string& bytes) {
   if (attempt.id.empty() || attempt.bytes != bytes) {
     attempt = {bytes, name_ + "-" + start_ + "-" + std::to_string(++ids_)};
   }
-  jsPubOptions options;
-  jsPubOptions_Init(&options);
-  options.MsgId = attempt.id.c_str();
-  jsPubAck* ack = nullptr;
+  uint64_t sequence = 0;
   jsErrCode code = {};
   const std::string subject = Subject(name_, type);
   const natsStatus status =
-      js_Publish(&ack, stream_.get(), subject.c_str(), bytes.data(),
-                 static_cast<int>(bytes.size()), &options, &code);
+      PublishOnce(stream_.get(), subject, bytes, attempt.id, &sequence, &code);
   if (status != NATS_OK) {
     Say(Explain(status, code), type);
     return false;
   }
   if (ledger_.is_open()) {
-    ledger_ << ack->Sequence << ' ' << subject << ' ' << std::hex;
-    for (const unsigned char byte : bytes) ledger_ << byte / 16 << byte % 16;
-    ledger_ << std::dec << std::endl;
+    ledger_ << sequence << ' ' << subject << ' ' << Hex(bytes) << std::endl;
   }
-  jsPubAck_Destroy(ack);
   attempt = {};
   ++acknowledged_count_;
   said_.clear();

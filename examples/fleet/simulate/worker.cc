@@ -35,13 +35,13 @@ void Say(const std::string& text) {
   said = text;
 }
 
-// Why a message is not acknowledged. Without a server, and without the stream,
-// the library gives reasons that would lead people astray.
+// Why a message is not acknowledged. Without a server, the library gives
+// reasons that would lead people astray.
 std::string Reason(natsConnection* connection, natsStatus status, int code) {
   if (natsConnection_Status(connection) != NATS_CONN_STATUS_CONNECTED) {
     return Explain(NATS_NO_SERVER);
   }
-  return Explain(status, status == NATS_NO_RESPONDERS ? 0 : code);
+  return Explain(status, code);
 }
 
 double Since(Clock::time_point begin) {
@@ -58,11 +58,8 @@ Worker::Worker(const Plan& plan, int index, const std::string& run,
       counts_(counts),
       ledger_(ledger),
       chance_(plan.seed + static_cast<uint64_t>(index)),
-      connection_(Connect(plan.server, "simulate", true)) {
-  jsCtx* context = nullptr;
-  natsStatus status =
-      natsConnection_JetStream(&context, connection_.get(), nullptr);
-  context_.reset(context);
+      connection_(Connect(plan.server, "simulate", true)),
+      context_(Streams(connection_.get())) {
   for (int i = index; i < plan.sites; i += plan.connections) {
     residents_.emplace_back(std::make_unique<Site>(plan.seed, i));
   }
@@ -70,10 +67,8 @@ Worker::Worker(const Plan& plan, int index, const std::string& run,
     by_name_[resident.site->name()] = &resident;
   }
   natsSubscription* subscription = nullptr;
-  if (status == NATS_OK) {
-    status = natsConnection_Subscribe(&subscription, connection_.get(),
-                                      kPriceSubjects, OnOrder, this);
-  }
+  const natsStatus status = natsConnection_Subscribe(
+      &subscription, connection_.get(), kPriceSubjects, OnOrder, this);
   subscription_.reset(subscription);
   if (status != NATS_OK) throw Failure(kInputOutput, Explain(status));
 }
@@ -96,20 +91,13 @@ uint64_t Worker::Publish(const std::string& subject, const std::string& bytes,
                          const char* fate) {
   const std::string id = run_ + std::to_string(messages_++);
   const auto deadline = After(Clock::now(), plan_.patience);
-  jsPubOptions options;
-  jsPubOptions_Init(&options);
-  options.MaxWait = kAnswerMs;
-  options.MsgId = id.c_str();
   ++counts_->sent;
   while (true) {
-    jsPubAck* answer = nullptr;
-    jsErrCode code = static_cast<jsErrCode>(0);
-    const natsStatus status =
-        js_Publish(&answer, context_.get(), subject.c_str(), bytes.data(),
-                   static_cast<int>(bytes.size()), &options, &code);
+    uint64_t sequence = 0;
+    jsErrCode code = {};
+    const natsStatus status = PublishOnce(context_.get(), subject, bytes, id,
+                                          &sequence, &code, kAnswerMs);
     if (status == NATS_OK) {
-      const uint64_t sequence = answer->Sequence;
-      jsPubAck_Destroy(answer);
       ++counts_->acknowledged;
       ledger_->Add(sequence, fate, subject, bytes);
       return sequence;
@@ -164,21 +152,15 @@ void Worker::OrderPrices() {
 }
 
 void Worker::AnswerOrder(Resident* resident) {
-  const std::string subject = PriceSubject(resident->site->name());
-  jsDirectGetMsgOptions options;
-  jsDirectGetMsgOptions_Init(&options);
-  options.LastBySubject = subject.c_str();
-  natsMsg* found = nullptr;
-  if (js_DirectGetMsg(&found, context_.get(), kPriceStream, nullptr,
-                      &options) != NATS_OK) {
+  Msg order;
+  if (LastOrder(context_.get(), resident->site->name(), &order) != NATS_OK) {
     return;  // none stands, or no server is there: Settle() asks again
   }
-  const Msg order(found);
-  const uint64_t sequence = natsMsg_GetSequence(found);
+  const uint64_t sequence = natsMsg_GetSequence(order.get());
   tarn::Prices prices;
   if (sequence <= resident->answered ||
-      !prices.ParseFromArray(natsMsg_GetData(found),
-                             natsMsg_GetDataLength(found))) {
+      !prices.ParseFromArray(natsMsg_GetData(order.get()),
+                             natsMsg_GetDataLength(order.get()))) {
     return;
   }
   ++counts_->taken;
