@@ -192,11 +192,12 @@ natsStatus PublishOnce(jsCtx* context, const std::string& subject,
   const natsStatus status =
       js_Publish(&ack, context, subject.c_str(), bytes.data(),
                  static_cast<int>(bytes.size()), &options, code);
-  if (status == NATS_OK) {
-    *sequence = ack->Sequence;
-    jsPubAck_Destroy(ack);
-  }
-  return status;
+  if (status != NATS_OK) return status;
+  *sequence = ack->Sequence;
+  jsPubAck_Destroy(ack);
+  // A server of a cluster says so of a message that it had before, but does not
+  // keep yet, and never will if another server becomes the leader.
+  return *sequence == 0 ? NATS_TIMEOUT : NATS_OK;
 }
 
 natsStatus LastOrder(jsCtx* context, const std::string& site, Msg* order) {
