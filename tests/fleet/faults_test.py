@@ -18,7 +18,7 @@ import sys
 import unittest
 
 from ledger import differences
-from servers import Servers, wait_until
+from servers import Servers, version, wait_until
 
 FULL = '--full' in sys.argv
 if FULL:
@@ -92,7 +92,8 @@ class Faults(unittest.TestCase):
         counts = json.loads(printed)
         self.assertEqual(counts['prices answered'], counts['prices taken'])
         self.assertEqual(counts['hostile'], HOSTILE)
-        wait_until('the office has stored everything', lambda: servers.left() == 0)
+        wait_until('the office has stored everything', lambda: servers.left() == 0, servers.left,
+                   lambda: servers.report() + self.said()[-2000:])
         offices = [spent(program) for program in self.programs if program.poll() is None]
         running = [spent(process) for process in servers.processes]
         for program in self.programs:
@@ -115,6 +116,7 @@ class Faults(unittest.TestCase):
         self.office(servers)
         self.check(servers, self.simulate(servers))
 
+    @unittest.skipIf(version() < (2, 10), 'with this server acknowledged messages can be lost')
     def test_leader_is_killed_twice(self):
         servers = self.serve(3)
         self.office(servers)

@@ -1,25 +1,37 @@
 """Servers that tests start, in a folder of their own, and end."""
+import contextlib
+import http.client
 import json
 import os
 import pathlib
+import re
 import shutil
 import signal
 import subprocess
 import tempfile
 import time
-import urllib.error
-import urllib.request
 
 PATIENCE = 60
 PORT, ROUTES, MONITOR = 14222, 16222, 18222
 
 
-def wait_until(what, condition):
-    """Waits for a condition, and says what did not come about."""
-    end = time.monotonic() + PATIENCE
+def version():
+    """Of the server, as (2, 10, 27)."""
+    said = subprocess.run(('nats-server', '--version'), stdout=subprocess.PIPE, text=True,
+                          check=True).stdout
+    return tuple(int(part) for part in re.search(r'v(\d+)\.(\d+)\.(\d+)', said).groups())
+
+
+def wait_until(what, condition, progress=lambda: None, report=lambda: ''):
+    """Waits for a condition for as long as there is progress: until what it
+    returns has stayed the same for PATIENCE seconds. Then says what did not
+    come about, and what there is to report."""
+    before, end = progress(), time.monotonic() + PATIENCE
     while not (result := condition()):
         if time.monotonic() > end:
-            raise TimeoutError(f'waited {PATIENCE} s in vain until {what}')
+            if (now := progress()) == before:
+                raise TimeoutError(f'waited {PATIENCE} s in vain until {what}\n{report()}')
+            before, end = now, time.monotonic() + PATIENCE
         time.sleep(0.05)
     return result
 
@@ -90,12 +102,13 @@ class Servers:
 
     def monitor(self, index, path):
         """What the server says of itself; None if it says nothing."""
-        try:
-            with urllib.request.urlopen(f'http://{self.hosts[index]}:{MONITOR}/{path}',
-                                        timeout=PATIENCE) as answer:
-                return json.load(answer)
-        except (urllib.error.URLError, ConnectionError, json.JSONDecodeError):
-            return None
+        with contextlib.closing(http.client.HTTPConnection(self.hosts[index], MONITOR,
+                                                           timeout=PATIENCE)) as connection:
+            try:
+                connection.request('GET', '/' + path)
+                return json.load(connection.getresponse())
+            except (OSError, http.client.HTTPException, json.JSONDecodeError):
+                return None
 
     def healthy(self, index):
         process = self.processes[index]
@@ -105,7 +118,17 @@ class Servers:
 
     def wait_until_healthy(self):
         for index in range(len(self.hosts)):
-            wait_until(f'server {index} is healthy', lambda index=index: self.healthy(index))
+            wait_until(f'server {index} is healthy', lambda index=index: self.healthy(index),
+                       lambda index=index: (self.monitor(index, 'jsz') or {}).get('bytes'),
+                       self.report)
+
+    def report(self):
+        """What the servers say of themselves, for whoever reads why a test failed."""
+        lines = [json.dumps(item) for item in self.streams()]
+        for index in range(len(self.hosts)):
+            lines.append(f'server {index}: {self.monitor(index, "healthz")}')
+            lines += self.log(index).read_text().splitlines()[-10:]
+        return '\n'.join(lines)
 
     def streams(self):
         """What each server that runs says of each stream: (server, stream)."""
