@@ -14,8 +14,8 @@ PATIENCE = 60
 DER = bytes.fromhex('302e020100300506032b657004220420')
 
 
-class Refused(Exception):
-    """The server said -ERR."""
+class Refused(ConnectionError):
+    """The server said -ERR, or that it does not keep a message."""
 
 
 def signature(seed, nonce):
@@ -49,7 +49,7 @@ class Client:
         if seed:
             options['nkey'] = pathlib.Path(f'{seed}.pub').read_text().strip()
             options['sig'] = signature(seed, info['nonce'])
-        self.send(f'CONNECT {json.dumps(options)}\r\nPING\r\n')
+        self.send(f'CONNECT {json.dumps(options)}\r\nSUB {self.inbox}.* 0\r\nPING\r\n')
         self.read_until_pong()
 
     def __enter__(self):
@@ -128,20 +128,19 @@ class Client:
         """The answer: its headers and its data."""
         self.requests += 1
         reply = f'{self.inbox}.{self.requests}'
-        self.subscribe(reply, 1000 + self.requests)
         self.publish(subject, data, reply)
         while (item := self.next())[0] != 'MSG' or item[1] != reply:
             pass
-        self.send(f'UNSUB {1000 + self.requests}\r\n')
         return item[3], item[4]
 
-    def api(self, command, **fields):
-        """What JetStream answers to a command such as STREAM.INFO.TARN."""
-        _, data = self.request(f'$JS.API.{command}',
-                               json.dumps(fields).encode() if fields else b'')
-        if not data:
-            raise Refused('no responders')
-        answer = json.loads(data)
-        if 'error' in answer:
-            raise Refused(answer['error']['description'])
-        return answer
+    def ask(self, subject, data=b''):
+        """What JetStream answers; nothing if nobody keeps the message."""
+        _, answer = self.request(subject, data)
+        return json.loads(answer) if answer else {}
+
+    def keep(self, subject, data=b''):
+        """The sequence of a message, which the stream has acknowledged."""
+        answer = self.ask(subject, data)
+        if not answer.get('seq'):  # 0 comes with an error
+            raise Refused(f'{subject} is not kept: {answer}')
+        return answer['seq']

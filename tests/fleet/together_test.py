@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """site and office together: what is acknowledged is stored once, whatever ends.
 
-Usage: fleet_test.py PROGRAMS EXAMPLES [unittest options]
+Usage: together_test.py PROGRAMS EXAMPLES [unittest options]
 """
 
 import json
@@ -12,7 +12,7 @@ import time
 import unittest
 from pathlib import Path
 
-from fleet_tools import PATIENCE, FleetTest, price
+from programs import PATIENCE, FleetTest, price
 
 ORDER = "tarn.v0.kiosk.Prices.set"
 
@@ -101,7 +101,7 @@ class Office(FleetTest):
             while True:
                 try:
                     client = client or self.client()
-                    sequence = client.publish(f"tarn.v0.{site}.Prices", payload)
+                    sequence = client.keep(f"tarn.v0.{site}.Prices", payload)
                     acknowledged[sequence] = payload
                     break
                 except (OSError, ValueError):
@@ -154,10 +154,10 @@ class Office(FleetTest):
         self.server()
         office = self.ready_office()
         client = self.client()
-        self.assertEqual(client.publish("tarn.v0.a.Prices", price(1)), 1)
+        self.assertEqual(client.keep("tarn.v0.a.Prices", price(1)), 1)
         self.await_rows(1, "SELECT 1 FROM message")
-        client.request("$JS.API.STREAM.DELETE.TARN")
-        self.await_("a new stream", lambda: client.request(
+        client.ask("$JS.API.STREAM.DELETE.TARN")
+        self.await_("a new stream", lambda: client.ask(
             "tarn.v0.a.Prices", price(2)).get("seq"))
         self.await_rows(2, "SELECT 1 FROM message")
         self.assertEqual(len(self.rows("SELECT DISTINCT sequence FROM message")),
@@ -189,7 +189,7 @@ class Office(FleetTest):
     def test_shows_a_pass_phrase_to_nobody(self):
         self.server()
         self.ready_office()
-        self.client().publish("tarn.v0.a.Wifi", b"\x0a\x01n\x12\x06secret")
+        self.client().keep("tarn.v0.a.Wifi", b"\x0a\x01n\x12\x06secret")
         self.await_rows(1, "SELECT 1 FROM message")
         for words in (("show", "a"), ("--json", "show", "a")):
             self.assertNotIn("secret", self.run_office(*words)[1])
@@ -285,7 +285,7 @@ class Prices(FleetTest):
         self.server()
         self.ready_office()
         self.site(self.installation())
-        self.client().publish(ORDER, b"\x0a\xff")
+        self.client().keep(ORDER, b"\x0a\xff")
         self.await_rows(1, "SELECT 1 FROM status WHERE key = 'prices-1'")
         self.assertEqual(self.answers("prices-1"), ["price_update_failure"])
 

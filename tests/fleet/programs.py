@@ -1,21 +1,21 @@
-"""Servers, programs and a small NATS client for the tests of a fleet.
+"""Messages, and the programs that a test starts in a folder of its own.
 
 All that is started ends with the test, and all that waits has a limit and says
 what it waited for.
 """
 
-import json
 import os
 import re
 import resource
 import signal
-import socket
 import sqlite3
 import subprocess
 import tempfile
 import time
 import unittest
 from pathlib import Path
+
+from client import Client
 
 PATIENCE = 90  # seconds, which only a failing test takes
 SERVER = "/usr/sbin/nats-server"
@@ -39,60 +39,6 @@ def field(number, payload):
 
 def price(line, product=b"tea", amount=b"2.10"):
     return field(1, field(1, line) + field(2, product) + field(3, amount))
-
-
-class Client:
-    """Publishes any bytes under any subject, and knows the answers."""
-
-    made = 0
-
-    def __init__(self, port):
-        Client.made += 1
-        self.inbox = f"_TEST_{Client.made}"
-        self.requests = 0
-        self.socket = socket.create_connection(("127.0.0.1", port), PATIENCE)
-        self.file = self.socket.makefile("rb")
-        self.file.readline()
-        self.write(b'CONNECT {"verbose":false,"headers":true,'
-                   b'"no_responders":true}\r\nSUB %s.* 1\r\nPING\r\n' %
-                   self.inbox.encode())
-        while self.file.readline() != b"PONG\r\n":
-            pass
-
-    def close(self):
-        self.file.close()
-        self.socket.close()
-
-    def write(self, data):
-        self.socket.sendall(data)
-
-    def request(self, subject, payload=b""):
-        """The answer to a message; an empty one if nobody keeps it."""
-        self.requests += 1
-        reply = f"{self.inbox}.{self.requests}".encode()
-        self.write(b"PUB %s %s %d\r\n%s\r\n" % (
-            subject.encode(), reply, len(payload), payload))
-        while True:
-            words = self.file.readline().split()
-            if not words:
-                raise ConnectionError("the server has gone")
-            if words[0] == b"PING":
-                self.write(b"PONG\r\n")
-            if words[0] == b"-ERR":
-                raise ConnectionError(b" ".join(words).decode())
-            if words[0] in (b"MSG", b"HMSG"):
-                data = self.file.read(int(words[-1]) + 2)[:-2]
-                if words[0] == b"HMSG":
-                    data = data[int(words[-2]):]
-                if words[1] == reply:
-                    return json.loads(data) if data else {}
-
-    def publish(self, subject, payload):
-        """The sequence of a message that the stream has acknowledged."""
-        answer = self.request(subject, payload)
-        if not answer.get("seq"):  # 0 comes with an error
-            raise ConnectionError(f"{subject} is not kept: {answer}")
-        return answer["seq"]
 
 
 class FleetTest(unittest.TestCase):
@@ -165,9 +111,14 @@ class FleetTest(unittest.TestCase):
         return None
 
     def client(self):
-        client = Client(self.port)
-        self.addCleanup(client.close)
+        client = Client("127.0.0.1", self.port)
+        self.addCleanup(client.__exit__)
         return client
+
+    def make_keys(self, *options):
+        """Keys and certificates in the folder."""
+        subprocess.run([self.examples / "fleet/cluster/make_keys.py",
+                        self.folder, *options], check=True, timeout=PATIENCE)
 
     def url(self):
         return f"nats://127.0.0.1:{self.port}"

@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """The demonstration prints what the README shows, and leaves nothing running.
 
-Usage: fleet_demo_test.py PROGRAMS EXAMPLES [unittest options]
+Usage: demo_test.py PROGRAMS EXAMPLES [unittest options]
 """
 
 import os
@@ -12,7 +12,7 @@ import sys
 import unittest
 from pathlib import Path
 
-from fleet_tools import PATIENCE, FleetTest
+from programs import PATIENCE, FleetTest
 
 
 class Demo(FleetTest):

@@ -1,20 +1,18 @@
 #!/usr/bin/python3
 """What site and office say of bad input, and that it stops and delays nothing.
 
-Usage: fleet_bad_input_test.py PROGRAMS EXAMPLES [unittest options]
+Usage: bad_input_test.py PROGRAMS EXAMPLES [unittest options]
 """
 
-import base64
 import os
 import signal
 import sqlite3
 import stat
-import subprocess
 import sys
 import unittest
 from pathlib import Path
 
-from fleet_tools import PATIENCE, FleetTest, field, limit_files, price
+from programs import PATIENCE, FleetTest, field, limit_files, price
 
 MEBIBYTE = 1 << 20
 INPUT_OUTPUT = 5
@@ -40,8 +38,8 @@ class Messages(FleetTest):
     def rejected(self, subject, payload):
         """Why a message is rejected, and that the next one is stored."""
         client = self.client()
-        bad = client.publish(subject, payload)
-        good = client.publish("tarn.v0.a.Prices", price(1))
+        bad = client.keep(subject, payload)
+        good = client.keep("tarn.v0.a.Prices", price(1))
         self.await_rows(1, "SELECT 1 FROM message WHERE sequence = ?", good)
         self.assertEqual(self.rows("SELECT 1 FROM message WHERE sequence = ?",
                                    bad), [])
@@ -79,7 +77,7 @@ class Messages(FleetTest):
 
     def test_without_bytes_have_every_field_at_zero(self):
         self.ready_office()
-        self.client().publish("tarn.v0.a.AppSettings", b"")
+        self.client().keep("tarn.v0.a.AppSettings", b"")
         self.await_rows(1, "SELECT 1 FROM app_settings WHERE NOT ertd_support")
         self.assertEqual(self.rows("SELECT 1 FROM rejected"), [])
 
@@ -89,7 +87,7 @@ class Messages(FleetTest):
         office = self.ready_office("--max-size", "4000")
         self.assertIsNone(office.poll())
         client = self.client()
-        answer = client.request("tarn.v0.a.Prices", filled(price(1), 6000))
+        answer = client.ask("tarn.v0.a.Prices", filled(price(1), 6000))
         self.assertEqual(answer["error"]["err_code"], 10054)
 
     def test_larger_than_this_office_takes_are_rejected(self):
@@ -143,7 +141,7 @@ class Messages(FleetTest):
         for name, payloads in worst.items():
             for payload in payloads:
                 for _ in range(2):
-                    last = client.publish(f"tarn.v0.worst.{name}", payload)
+                    last = client.keep(f"tarn.v0.worst.{name}", payload)
         self.await_("the last message", lambda: self.rows(
             "SELECT 1 FROM message WHERE sequence = ?1 UNION "
             "SELECT 1 FROM rejected WHERE sequence = ?1", last))
@@ -159,9 +157,9 @@ class Messages(FleetTest):
     def test_show_nothing_that_controls_a_terminal(self):
         self.ready_office()
         name = b"\x1b[31m\xe2\x80\xaered\x0a" + b"long" * 50
-        self.client().publish("tarn.v0.a.ModsConfigured",
+        self.client().keep("tarn.v0.a.ModsConfigured",
                               field(1, field(1, field(1, name))))
-        self.client().publish("tarn.v0.a.\x1bX", b"")
+        self.client().keep("tarn.v0.a.\x1bX", b"")
         self.await_rows(1, "SELECT 1 FROM rejected")
         status, picture = self.run_office("show", "a")
         self.assertEqual(status, 0)
@@ -176,9 +174,9 @@ class Messages(FleetTest):
         nodes = b"".join(
             field(7, field(2, field(1, b"n%d" % i) + field(4, b"u%d" % i)))
             for i in range(20000))
-        self.client().publish("tarn.v0.a.ModsConfigured",
+        self.client().keep("tarn.v0.a.ModsConfigured",
                               field(1, field(1, nodes)))
-        self.client().publish("tarn.v0.a.NetworkStatusReport", b"".join(
+        self.client().keep("tarn.v0.a.NetworkStatusReport", b"".join(
             field(1, field(1, b"u%d" % i) + field(2, 2))
             for i in range(20000)))
         self.await_rows(2, "SELECT 1 FROM record")
@@ -211,39 +209,10 @@ class Servers(FleetTest):
         self.await_("a sentence", lambda: 'switch on "jetstream"' in
                     self.said(office))
 
-    def key(self, name):
-        """An NKey: the seed in a file, the public key in another."""
-        def encode(prefix, key):
-            data = bytes(prefix) + key
-            crc = 0
-            for byte in data:
-                crc ^= byte << 8
-                for _ in range(8):
-                    crc = (crc << 1 ^ 0x1021 if crc & 0x8000 else crc << 1
-                           ) & 0xFFFF
-            data += crc.to_bytes(2, "little")
-            return base64.b32encode(data).decode().rstrip("=")
-
-        pem = self.folder / "key.pem"
-        self.openssl("genpkey", "-algorithm", "ed25519", "-out", pem)
-        seed = self.openssl("pkey", "-in", pem, "-outform", "DER")[-32:]
-        public = self.openssl("pkey", "-in", pem, "-pubout", "-outform",
-                              "DER")[-32:]
-        user = 20 << 3
-        path = self.folder / name
-        path.write_text(encode((18 << 3 | user >> 5, (user & 31) << 3), seed))
-        path.with_name(name + ".pub").write_text(encode((user,), public))
-        return path
-
-    def openssl(self, *words):
-        return subprocess.run(
-            ["openssl", *map(str, words)], check=True, timeout=PATIENCE,
-            cwd=self.folder, stdout=subprocess.PIPE,
-            stderr=subprocess.DEVNULL).stdout
-
     def test_that_do_not_know_the_key_are_named(self):
-        right, wrong = self.key("right"), self.key("wrong")
-        public = right.with_name("right.pub").read_text()
+        self.make_keys("--sites", "right", "wrong")
+        right, wrong = self.folder / "right.nk", self.folder / "wrong.nk"
+        public = (self.folder / "right.nk.pub").read_text().strip()
         self.server(f'authorization {{ users: [ {{ nkey: "{public}" }} ] }}\n')
         sentence = "the server refuses the key; see whether it knows that of"
         self.assertIn(sentence, self.refused("--nkey", str(wrong)))
@@ -256,35 +225,19 @@ class Servers(FleetTest):
         self.site(self.examples, "--nkey", right)
         self.await_rows(11, "SELECT 1 FROM message")
 
-    def certificate(self, end):
-        """A certificate of its own for this machine, until a day."""
-        (self.folder / "index.txt").write_text("")
-        (self.folder / "serial").write_text("01\n")
-        (self.folder / "ca.conf").write_text(
-            "[ca]\ndefault_ca = own\n[own]\ndatabase = index.txt\n"
-            "serial = serial\nnew_certs_dir = .\ndefault_md = sha256\n"
-            "policy = any\nx509_extensions = names\nunique_subject = no\n"
-            "[any]\ncommonName = supplied\n"
-            "[names]\nsubjectAltName = IP:127.0.0.1\n"
-            "basicConstraints = CA:TRUE\n"
-            "[req]\ndistinguished_name = dn\n[dn]\n")
-        self.openssl("req", "-new", "-newkey", "rsa:2048", "-nodes", "-subj",
-                     "/CN=127.0.0.1", "-keyout", "tls.key", "-out", "tls.csr",
-                     "-config", "ca.conf")
-        self.openssl("ca", "-batch", "-selfsign", "-config", "ca.conf", "-in",
-                     "tls.csr", "-keyfile", "tls.key", "-out", "tls.pem",
-                     "-notext", "-startdate", "20200101000000Z", "-enddate",
-                     end)
-        return 'tls { cert_file: "tls.pem", key_file: "tls.key" }\n'
+    def certificate(self, days):
+        """A certificate of this machine, which is good for some days."""
+        self.make_keys("--hosts", "127.0.0.1", "--days", str(days))
+        return 'tls { cert_file: "server.pem", key_file: "server.key" }\n'
 
     def test_with_an_expired_certificate_are_named(self):
-        self.server(self.certificate("20210101000000Z"))
+        self.server(self.certificate(0))
         self.assertIn("no trust in the server's certificate; see its date, and "
-                      "--tls-ca", self.refused("--tls-ca", "tls.pem"))
+                      "--tls-ca", self.refused("--tls-ca", "ca.pem"))
 
     def test_with_a_good_certificate_are_trusted(self):
-        self.server(self.certificate("20991231000000Z"))
-        self.ready_office("--tls-ca", "tls.pem")
+        self.server(self.certificate(365))
+        self.ready_office("--tls-ca", "ca.pem")
         self.assertIn("no trust in the server's certificate", self.refused())
 
 
@@ -343,7 +296,7 @@ class Databases(FleetTest):
     def test_that_are_full_end_the_office_and_nothing_is_lost(self):
         office = self.ready_office(preexec=limit_files(2 << 20))
         client = self.client()
-        sequences = [client.publish("tarn.v0.a.DisplayMsg",
+        sequences = [client.keep("tarn.v0.a.DisplayMsg",
                                     field(1, b"x" * 100000))
                      for _ in range(40)]
         self.assertEqual(office.wait(PATIENCE), INPUT_OUTPUT)
