@@ -154,7 +154,7 @@ void Worker::OrderPrices() {
 void Worker::AnswerOrder(Resident* resident) {
   Msg order;
   if (LastOrder(context_.get(), resident->site->name(), &order) != NATS_OK) {
-    return;  // none stands, or no server is there: Settle() asks again
+    return;  // none stands, or no server is there: AwaitAnswers() asks again
   }
   const uint64_t sequence = natsMsg_GetSequence(order.get());
   tarn::Prices prices;
@@ -178,7 +178,7 @@ void Worker::AnswerOrders() {
   for (const std::string& name : names) AnswerOrder(by_name_[name]);
 }
 
-void Worker::Settle() {
+void Worker::AwaitAnswers() {
   const auto deadline = After(Clock::now(), plan_.patience);
   for (Resident& resident : residents_) {
     AnswerOrder(&resident);
@@ -236,7 +236,7 @@ void Worker::Live(Clock::time_point begin, const std::atomic<bool>& stop) {
   if (stop) return;
   while (hostile_ < Share(plan_.hostile, 1)) SendHostile();
   while (orders_ < Share(plan_.prices, 1)) OrderPrices();
-  Settle();
+  AwaitAnswers();
 }
 
 }  // namespace fleet

@@ -70,7 +70,7 @@ class Worker {
   void AnswerOrder(Resident* resident);
   void AnswerOrders();
   // Answers every order made here; there may be others as well.
-  void Settle();
+  void AwaitAnswers();
   Resident* Any();
   // How many of `all` things this worker has done when `part` is over.
   int Share(int all, double part) const;
