@@ -1,6 +1,7 @@
 // The schema files as they are written, read from the installed descriptor set.
 // Their comments are the only documentation, so each must be there and say
 // something.
+#include <gmock/gmock.h>
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/descriptor.pb.h>
 #include <gtest/gtest.h>
@@ -25,6 +26,8 @@ using google::protobuf::EnumDescriptor;
 using google::protobuf::FileDescriptor;
 using google::protobuf::FileDescriptorSet;
 using google::protobuf::SourceLocation;
+using testing::AnyOf;
+using testing::EndsWith;
 
 // Lower-case words of a text or of a name in any spelling: "fwRev", "fw_rev"
 // and "FW rev." all give {"fw", "rev"}.
@@ -213,6 +216,30 @@ TEST_F(CommentsTest, WhatIsLeftToTheProgramsIsSaidToBeAsAgreed) {
     EXPECT_NE(Line(comment).find("as agreed"), std::string::npos) << full_name;
   });
   EXPECT_TRUE(open.empty()) << *open.begin();
+}
+
+// tarn describe --agreement takes apart what these words end.
+TEST_F(CommentsTest, AsAgreedEndsAClauseThatSaysWhatIsOpen) {
+  int open = 0;
+  ForEach([&](const std::string& full_name, const std::string&,
+              const std::string& comment) {
+    const std::string line = Line(comment);
+    const std::string agreed = "agreed";
+    for (size_t at = line.find(agreed); at != std::string::npos;
+         at = line.find(agreed, at + 1)) {
+      ++open;
+      const std::string before = line.substr(0, at);
+      EXPECT_THAT(before, AnyOf(EndsWith(" is as "), EndsWith(" are as ")))
+          << full_name;
+      EXPECT_THAT(line[at + agreed.size()], AnyOf('.', ';')) << full_name;
+      // More than the verb, after the end of the clause before.
+      const size_t start = before.find_last_of(".;");
+      const size_t clause = start == std::string::npos ? 0 : start + 1;
+      EXPECT_GE(Words(before.substr(clause)).size(), 4u) << full_name;
+    }
+    EXPECT_EQ(line.find('|'), std::string::npos) << full_name;
+  });
+  EXPECT_GE(open, 60);
 }
 
 TEST_F(CommentsTest, WhatIsKnownIsNotSaidOtherwise) {
