@@ -1,6 +1,6 @@
 #!/usr/bin/python3
 """Holds the pages for people to the truth: what their blocks print, where
-their links lead, the scripts and folders they name, what they count.
+their links lead, the scripts and folders they name, what they count and list.
 
 Usage: pages_test.py [--update] TARN TREE
 --update writes what tarn prints now into the blocks. Read the difference.
@@ -157,6 +157,15 @@ def counts(update):
     check(right == page.read_text(), f'README.md: not {there} messages')
 
 
+def agreement(update):
+    """The page that tarn writes."""
+    page = TREE / 'docs/agreement.md'
+    right = printed_by('tarn describe --agreement')
+    if update:
+        page.write_text(right)
+    check(right == page.read_text(), 'docs/agreement.md: not what tarn prints')
+
+
 def nothing_by_hand():
     """What CONTRIBUTING says of proto/schema.cc."""
     text = (TREE / 'proto/schema.cc').read_text()
@@ -200,6 +209,7 @@ TARN, TREE = (pathlib.Path(path).resolve() for path in arguments[UPDATE:])
 pages = [page for pattern in PAGES for page in sorted(TREE.glob(pattern))]
 total = sum(page_test(page, UPDATE) for page in pages)
 counts(UPDATE)
+agreement(UPDATE)
 nothing_by_hand()
 check(total >= 8, f'only {total} blocks in {len(pages)} pages')
 if not UPDATE:

@@ -1,4 +1,6 @@
-// tarn describe: explains a message, field, enum or value.
+// tarn describe: explains a message, field, enum or value, or lists what the
+// schema leaves open.
+#include "agreement.h"
 #include "command.h"
 #include "command_line.h"
 #include "description.h"
@@ -9,16 +11,33 @@ namespace {
 
 enum class Form { kPage, kJson, kTemplate };
 
+void Describe(Form form, const std::string& name, Output* output) {
+  Schema schema;
+  const Entity entity = FindEntity(schema, name);
+  if (form == Form::kTemplate && entity.message == nullptr) {
+    throw Failure(kUsage,
+                  "--template is for messages; " + name + " is not one");
+  }
+  switch (form) {
+    case Form::kPage:
+      PrintPage(entity, &schema, output);
+      break;
+    case Form::kJson:
+      PrintDescription(entity, &schema, output);
+      break;
+    case Form::kTemplate:
+      PrintSkeleton(*entity.message, output);
+  }
+}
+
 }  // namespace
 
 ExitCode RunDescribe(const Command& command, const Arguments& arguments) {
   CommandLine line(command.name, command.summary, arguments);
   std::string name;
-  line.app()
-      .add_option("NAME", name,
-                  "Message, field, enum or value: Server, Server.status, "
-                  "StatusCodes, ok")
-      ->required();
+  auto* named = line.app().add_option(
+      "NAME", name,
+      "Message, field, enum or value: Server, Server.status, StatusCodes, ok");
   OutputOptions options;
   CLI::Option* json = line.Json(&options);
   auto* fill_in =
@@ -26,28 +45,29 @@ ExitCode RunDescribe(const Command& command, const Arguments& arguments) {
           .add_flag("--template", "Print an empty message as JSON, to fill in")
           ->excludes(json)
           ->group("Output");
+  auto* agreement =
+      line.app()
+          .add_flag("--agreement",
+                    "Print all that the schema leaves to the programs, as a "
+                    "page to fill in; takes no NAME")
+          ->excludes(named)
+          ->excludes(json)
+          ->excludes(fill_in)
+          ->group("Output");
   line.Color(&options);
   line.Parse();
 
-  const Form form = options.json           ? Form::kJson
-                    : fill_in->count() > 0 ? Form::kTemplate
-                                           : Form::kPage;
-  Schema schema;
-  const Entity entity = FindEntity(schema, name);
   Output output(options.color);
-  if (form == Form::kTemplate && entity.message == nullptr) {
-    throw Failure(kUsage,
-                  "--template is for messages; " + name + " is not one");
-  }
-  switch (form) {
-    case Form::kPage:
-      PrintPage(entity, &schema, &output);
-      break;
-    case Form::kJson:
-      PrintDescription(entity, &schema, &output);
-      break;
-    case Form::kTemplate:
-      PrintSkeleton(*entity.message, &output);
+  if (agreement->count() > 0) {
+    Schema schema;
+    PrintAgreement(&schema, &output);
+  } else if (named->count() == 0) {
+    throw Failure(kUsage, "NAME is required; see tarn describe --help");
+  } else {
+    Describe(options.json           ? Form::kJson
+             : fill_in->count() > 0 ? Form::kTemplate
+                                    : Form::kPage,
+             name, &output);
   }
   output.Flush();
   return kFine;
