@@ -2,7 +2,9 @@
 """The questions of examples/fleet/questions.sql have answers on a simulated
 fleet, and those that can be counted from the messages are right.
 
-usage: questions_test.py PROGRAMS EXAMPLES
+usage: questions_test.py PROGRAMS EXAMPLES [COPY]
+
+COPY is a file that gets the database of that fleet.
 """
 import collections
 import pathlib
@@ -14,7 +16,7 @@ import unittest
 
 from servers import Servers, wait_until
 
-PROGRAMS, EXAMPLES = (pathlib.Path(argument).resolve() for argument in sys.argv[1:3])
+PROGRAMS, EXAMPLES, *COPY = (pathlib.Path(argument).resolve() for argument in sys.argv[1:])
 SITES = 200
 DAY = 4  # seconds that a day of the simulation takes
 END = 300
@@ -54,6 +56,9 @@ class Questions(unittest.TestCase):
     def test_have_answers(self):
         database = self.run_fleet()
         stretch(database)
+        database.commit()
+        for copy in COPY:
+            database.execute('VACUUM INTO ?', (str(copy),))
         text = (EXAMPLES / 'fleet/questions.sql').read_text()
         answers = []
         for part in text.split('\n-- ')[1:]:
