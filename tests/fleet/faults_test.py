@@ -9,16 +9,14 @@ PROGRAMS is the folder in which examples/fleet is built. Without --full each cas
 short one; with it there are 2,000 sites for a minute.
 """
 import json
-import os
 import pathlib
-import re
 import signal
 import subprocess
 import sys
 import unittest
 
 from ledger import differences
-from servers import Servers, version, wait_until
+from servers import Servers, spent, version, wait_until
 
 FULL = '--full' in sys.argv
 if FULL:
@@ -29,14 +27,6 @@ SITES, SECONDS, RATE, HOSTILE, PRICES = ((2000, 60, 1500, 1000, 500) if FULL els
 MESSAGES = 3 * SITES + SECONDS * RATE
 # Seconds after which a program counts as hanging.
 END = 600
-
-
-def spent(process):
-    """Seconds of a processor that a process has taken, and its peak of memory."""
-    folder = pathlib.Path(f'/proc/{process.pid}')
-    times = (folder / 'stat').read_text().rpartition(')')[2].split()
-    peak = re.search(r'VmHWM:\s*(.*)', (folder / 'status').read_text())[1]
-    return (int(times[11]) + int(times[12])) / os.sysconf('SC_CLK_TCK'), peak
 
 
 class Faults(unittest.TestCase):
@@ -109,12 +99,18 @@ class Faults(unittest.TestCase):
         for name, list_of in (('office', offices), ('server', running)):
             for seconds, peak in list_of:
                 print(f'{name}: {seconds / sums["acknowledged"] * 1e6:.0f} µs of a processor for '
-                      f'each message, {peak} at most', file=sys.stderr)
+                      f'each message, {peak:.0f} MiB at most', file=sys.stderr)
 
     def test_many_sites(self):
         servers = self.serve()
         self.office(servers)
         self.check(servers, self.simulate(servers))
+
+    def test_many_are_sent_at_once(self):
+        servers = self.serve()
+        self.office(servers)
+        wait_until('the streams are there', lambda: self.streams_are_there(servers))
+        self.check(servers, self.simulate(servers, '--window', '50'))
 
     @unittest.skipIf(version() < (2, 10), 'with this server acknowledged messages can be lost')
     def test_leader_is_killed_twice(self):

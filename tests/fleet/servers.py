@@ -36,6 +36,14 @@ def wait_until(what, condition, progress=lambda: None, report=lambda: ''):
     return result
 
 
+def spent(process):
+    """Seconds of a processor that a process has taken, and its peak of memory in MiB."""
+    folder = pathlib.Path(f'/proc/{process.pid}')
+    times = (folder / 'stat').read_text().rpartition(')')[2].split()
+    peak = re.search(r'VmHWM:\s*(\d+)', (folder / 'status').read_text())[1]
+    return (int(times[11]) + int(times[12])) / os.sysconf('SC_CLK_TCK'), int(peak) / 1024
+
+
 class Servers:
     """One server or three. Each has an address of its own in 127.0.0.0/8, made
     from the number of this process, so that tests beside one another do not

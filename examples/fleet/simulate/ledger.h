@@ -20,6 +20,7 @@ struct Counts {
   std::atomic<uint64_t> ordered{0};   // prices ordered
   std::atomic<uint64_t> taken{0};     // orders that a site took
   std::atomic<uint64_t> answered{0};  // and answered to the end
+  std::atomic<uint64_t> milliseconds{0};
 };
 
 class Ledger {

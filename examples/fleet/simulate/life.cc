@@ -132,6 +132,16 @@ std::vector<Outgoing> Site::Step(int hour) {
   return out;
 }
 
+Outgoing Site::Report(size_t bytes) {
+  constexpr size_t kEntry = 42;  // a key of 36 bytes, its status, three tags
+  tarn::NetworkStatusReport report;
+  auto& statuses = *report.mutable_status_packet();
+  do {
+    statuses[Uuid()] = tarn::comm_error;
+  } while ((statuses.size() + 1) * kEntry <= bytes);
+  return {"NetworkStatusReport", report.SerializeAsString()};
+}
+
 std::vector<Outgoing> Site::Apply(const std::string& key,
                                   const tarn::Prices& prices) {
   std::vector<Outgoing> out;

@@ -6,6 +6,7 @@
 #include <tarn/Network.pb.h>
 #include <tarn/Tarn.pb.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -49,6 +50,10 @@ class Site {
   // What the next moment brings; often nothing. `hour` is the hour of the day,
   // 0 to 23: some radios lose contact more often at night.
   std::vector<Outgoing> Step(int hour);
+
+  // A report of as many keys as these bytes hold, at least one; each report has
+  // other keys.
+  Outgoing Report(size_t bytes);
 
   // What the site answers to an order of prices: that they are pending for each
   // display that they concern, and under the key of the order; then that they

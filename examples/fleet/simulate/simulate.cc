@@ -25,6 +25,13 @@ const char kHelp[] =
     "  --connections N        connections that they share, by default 8\n"
     "  --seconds N            how long they live, by default 10\n"
     "  --messages N           or how many messages they send\n"
+    "  --size N               reports of at most so many bytes and nothing "
+    "else,\n"
+    "                         with other keys each time\n"
+    "  --window N             messages that each connection sends before the\n"
+    "                         first is acknowledged, by default 1; with more, "
+    "a\n"
+    "                         message that is not acknowledged ends it\n"
     "  --rate N               messages a second of all; 0, the default: as "
     "many\n"
     "                         as are acknowledged\n"
@@ -87,6 +94,10 @@ void SetOption(const std::string& name, const std::string& value,
     plan.seconds = Number(name, value, 0);
   } else if (name == "messages") {
     plan.messages = static_cast<int>(Number(name, value, 1));
+  } else if (name == "size") {
+    plan.size = static_cast<int>(Number(name, value, 1));
+  } else if (name == "window") {
+    plan.window = static_cast<int>(Number(name, value, 1));
   } else if (name == "rate") {
     plan.rate = Number(name, value, 0);
   } else if (name == "day") {
@@ -106,6 +117,7 @@ Command ReadCommand(int argc, char** argv) {
       {"rate", kText, nullptr, 0},       {"day", kText, nullptr, 0},
       {"prices", kText, nullptr, 0},     {"hostile", kText, nullptr, 0},
       {"seed", kText, nullptr, 0},       {"patience", kText, nullptr, 0},
+      {"size", kText, nullptr, 0},       {"window", kText, nullptr, 0},
       {"ledger", kText, nullptr, 0},     {"server", kText, nullptr, 0},
       {"creds", kText, nullptr, 0},      {"nkey", kText, nullptr, 0},
       {"tls-ca", kText, nullptr, 0},     {"json", no_argument, nullptr, 0},
@@ -124,6 +136,10 @@ Command ReadCommand(int argc, char** argv) {
   }
   Plan& plan = command.plan;
   if (plan.connections > plan.sites) plan.connections = plan.sites;
+  if (plan.size > 0 && (plan.rate > 0 || plan.hostile > 0 || plan.prices > 0)) {
+    throw Failure(kUsage,
+                  "--size leaves no room for --rate, --hostile or --prices");
+  }
   if (plan.server.inbox.empty()) plan.server.inbox = "_INBOX";
   return command;
 }
@@ -140,7 +156,8 @@ void Print(const Command& command, const Counts& counts) {
                 {"hostile", counts.hostile},
                 {"prices ordered", counts.ordered},
                 {"prices taken", counts.taken},
-                {"prices answered", counts.answered}};
+                {"prices answered", counts.answered},
+                {"milliseconds", counts.milliseconds}};
   const char* before = "{";
   for (const auto& line : kLines) {
     if (command.json) {
@@ -169,6 +186,7 @@ bool RunAll(const Plan& plan, Counts* counts, Ledger* ledger) {
     threads.emplace_back([&, worker = worker.get()] {
       try {
         worker->Live(begin, stop);
+        worker->Finish();
       } catch (const std::exception& error) {
         // One sentence is enough; the others would say the same.
         if (good.exchange(false)) {
@@ -179,6 +197,10 @@ bool RunAll(const Plan& plan, Counts* counts, Ledger* ledger) {
     });
   }
   for (std::thread& thread : threads) thread.join();
+  counts->milliseconds = static_cast<uint64_t>(
+      std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() -
+                                                            begin)
+          .count());
   return good;
 }
 

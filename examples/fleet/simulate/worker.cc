@@ -60,6 +60,10 @@ Worker::Worker(const Plan& plan, int index, const std::string& run,
       chance_(plan.seed + static_cast<uint64_t>(index)),
       connection_(Connect(plan.server, "simulate", true)),
       context_(Streams(connection_.get())) {
+  if (plan.window > 1) {
+    window_ = std::make_unique<Window>(connection_.get(), plan.window,
+                                       plan.patience, counts, ledger);
+  }
   for (int i = index; i < plan.sites; i += plan.connections) {
     residents_.emplace_back(std::make_unique<Site>(plan.seed, i));
   }
@@ -89,7 +93,7 @@ void Worker::OnOrder(natsConnection*, natsSubscription*, natsMsg* message,
 
 uint64_t Worker::Publish(const std::string& subject, const std::string& bytes,
                          const char* fate) {
-  const std::string id = run_ + std::to_string(messages_++);
+  const std::string id = NextId();
   const auto deadline = After(Clock::now(), plan_.patience);
   ++counts_->sent;
   while (true) {
@@ -121,8 +125,20 @@ uint64_t Worker::Publish(const std::string& subject, const std::string& bytes,
 void Worker::Send(const Resident& resident,
                   const std::vector<Outgoing>& messages) {
   for (const Outgoing& message : messages) {
-    Publish(Subject(resident.site->name(), message.type), message.bytes,
-            Name(Fate::kStored));
+    const std::string subject = Subject(resident.site->name(), message.type);
+    if (window_) {
+      window_->Publish(subject, message.bytes, NextId());
+    } else {
+      Publish(subject, message.bytes, Name(Fate::kStored));
+    }
+  }
+}
+
+void Worker::SendReports(Clock::time_point begin,
+                         const std::atomic<bool>& stop) {
+  for (size_t next = 0; !stop && Progress(begin) < 1; ++next) {
+    const Resident& resident = residents_[next % residents_.size()];
+    Send(resident, {resident.site->Report(static_cast<size_t>(plan_.size))});
   }
 }
 
@@ -212,6 +228,7 @@ double Worker::Progress(Clock::time_point begin) const {
 }
 
 void Worker::Live(Clock::time_point begin, const std::atomic<bool>& stop) {
+  if (plan_.size > 0) return SendReports(begin, stop);
   for (Resident& resident : residents_) {
     if (stop) return;
     Send(resident, resident.site->WholeState());
@@ -237,6 +254,10 @@ void Worker::Live(Clock::time_point begin, const std::atomic<bool>& stop) {
   while (hostile_ < Share(plan_.hostile, 1)) SendHostile();
   while (orders_ < Share(plan_.prices, 1)) OrderPrices();
   AwaitAnswers();
+}
+
+void Worker::Finish() {
+  if (window_) window_->Finish();
 }
 
 }  // namespace fleet

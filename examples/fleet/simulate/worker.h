@@ -16,6 +16,7 @@
 #include "hostile.h"
 #include "ledger.h"
 #include "life.h"
+#include "window.h"
 
 namespace fleet {
 
@@ -26,6 +27,8 @@ struct Plan {
   int connections = 8;
   double seconds = 10;    // how long the sites live
   int messages = 0;       // until so many are sent, instead of a time
+  int size = 0;           // bytes of each report if sites send nothing else
+  int window = 1;         // messages that wait for an acknowledgement at once
   double rate = 0;        // messages a second of all sites; 0: no limit
   double day = 60;        // seconds that a day takes
   int hostile = 0;        // hostile messages in between
@@ -48,6 +51,8 @@ class Worker {
   // Lives until the time is over or `stop` is set; then answers the prices that
   // are open. Throws a Failure if a message is not acknowledged in time.
   void Live(Clock::time_point begin, const std::atomic<bool>& stop);
+  // Waits for what is on its way. Throws a Failure as Live().
+  void Finish();
 
  private:
   struct Resident {
@@ -57,6 +62,7 @@ class Worker {
     uint64_t answered = 0;  // sequence of the last order answered
   };
 
+  std::string NextId() { return run_ + std::to_string(messages_++); }
   static void OnOrder(natsConnection*, natsSubscription*, natsMsg* message,
                       void* worker);
   // Publishes until it is acknowledged; returns the sequence. 0: the server
@@ -64,6 +70,8 @@ class Worker {
   uint64_t Publish(const std::string& subject, const std::string& bytes,
                    const char* fate);
   void Send(const Resident& resident, const std::vector<Outgoing>& messages);
+  // Reports of one size, of one site after the other, and nothing else.
+  void SendReports(Clock::time_point begin, const std::atomic<bool>& stop);
   void SendHostile();
   void OrderPrices();
   // Takes the order that stands for a site, and answers it if it is new.
@@ -85,6 +93,7 @@ class Worker {
   Chance chance_;
   Connection connection_;
   Context context_;
+  std::unique_ptr<Window> window_;  // null: one message after the other
   std::vector<Resident> residents_;
   std::map<std::string, Resident*> by_name_;
   uint64_t messages_ = 0;
