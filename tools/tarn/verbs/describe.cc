@@ -49,7 +49,7 @@ ExitCode RunDescribe(const Command& command, const Arguments& arguments) {
       line.app()
           .add_flag("--agreement",
                     "Print all that the schema leaves to the programs, as a "
-                    "page to fill in; takes no NAME")
+                    "page to fill in")
           ->excludes(named)
           ->excludes(json)
           ->excludes(fill_in)
