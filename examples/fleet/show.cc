@@ -276,19 +276,33 @@ void Picture::Print() {
   }
 }
 
-// The newest message of each type, one a line. A pass phrase is never shown.
+// What the messages of one type say: the newest one, or all reports as one,
+// with the last word on each key. Null where the schema has no such type.
+std::unique_ptr<google::protobuf::Message> Current(const std::string& site,
+                                                   const std::string& type,
+                                                   Database* database) {
+  std::unique_ptr<google::protobuf::Message> message(NewMessage(type, nullptr));
+  const char* const part = type == "NetworkStatusReport" ? "" : " DESC LIMIT 1";
+  Statement stored(database->get(),
+                   std::string("SELECT bytes FROM message WHERE site = ? AND "
+                               "type = ? ORDER BY time") +
+                       part);
+  stored.Bind(site).Bind(type);
+  while (message != nullptr && stored.Step()) {
+    message->MergeFromString(std::string(stored.Text(0)));
+  }
+  return message;
+}
+
+// What a site has said last, a type a line. A pass phrase is never shown.
 void PrintJson(const std::string& site, Database* database, Output* output) {
   Statement newest(database->get(),
-                   "SELECT type, sequence, max(time), bytes FROM message WHERE "
+                   "SELECT type, sequence, max(time) FROM message WHERE "
                    "site = ? GROUP BY type ORDER BY type");
   newest.Bind(site);
   while (newest.Step()) {
-    const std::unique_ptr<google::protobuf::Message> message(
-        NewMessage(newest.Text(0), nullptr));
-    if (message == nullptr ||
-        !message->ParseFromString(std::string(newest.Text(3)))) {
-      continue;
-    }
+    const auto message = Current(site, std::string(newest.Text(0)), database);
+    if (message == nullptr) continue;
     auto* const wifi = dynamic_cast<tarn::Wifi*>(message.get());
     if (wifi != nullptr && !wifi->pass().empty()) wifi->set_pass("***");
     std::string json;

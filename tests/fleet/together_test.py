@@ -37,6 +37,12 @@ class Site(FleetTest):
         self.assertEqual([name for _, name in keys],
                          ["price_sync_pending", "comm_error"])
         self.assertEqual(len({key for key, _ in keys}), 1)
+        status, said = self.run_office("--json", "show", "kiosk")
+        reports = [message["message"] for message in map(
+            json.loads, said.splitlines())
+                   if message["type"] == "NetworkStatusReport"]
+        self.assertEqual(len(reports), 1)
+        self.assertGreater(len(reports[0]["status_packet"]), len(keys))
         said = self.end(site)
         self.assertRegex(said, r"sent +12\nacknowledged +12\n")
         status, said = self.run_office("--json", "compare", str(ledger))
