@@ -59,15 +59,18 @@ int Compare(const std::string& path, bool json, Database* database) {
     std::string subject, hex;
     line >> sequence >> subject >> hex;
     find.Bind(sequence);
-    if (!find.Step()) continue;
-    ++read_back;
     const std::unique_ptr<google::protobuf::Message> message(
         NewMessage(subject.substr(subject.rfind('.') + 1), nullptr));
-    equal += message != nullptr && find.Text(0) == subject &&
-             message->ParseFromString(std::string(find.Text(1))) &&
-             Hex(find.Text(1)) == hex;
+    // A stream that is made anew begins at 1 again.
+    bool there = false, same = false;
     while (find.Step()) {
+      there = true;
+      same |= message != nullptr && find.Text(0) == subject &&
+              message->ParseFromString(std::string(find.Text(1))) &&
+              Hex(find.Text(1)) == hex;
     }
+    read_back += there;
+    equal += same;
   }
   Print({{"acknowledged", acknowledged},
          {"stored", database->Count("message")},

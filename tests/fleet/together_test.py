@@ -168,6 +168,12 @@ class Office(FleetTest):
         self.await_rows(2, "SELECT 1 FROM message")
         self.assertEqual(len(self.rows("SELECT DISTINCT sequence FROM message")),
                          1)
+        ledger = self.folder / "ledger"
+        ledger.write_text("".join(f"1 tarn.v0.a.Prices {price(i).hex()}\n"
+                                  for i in (1, 2)))
+        self.assertEqual(self.run_office("compare", str(ledger)), (
+            0, "acknowledged     2\nstored           2\n"
+            "read back        2\nequal            2\n"))
         self.assertIsNone(office.poll())
 
     def test_shows_a_site_and_counts_for_people_and_programs(self):
