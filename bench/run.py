@@ -35,6 +35,7 @@ PARTS = {
     'growth': 'cost/growth.py',
     'worst': 'cost/worst.py',
     'tarn': 'tarn/tarn.py',
+    'fleet': 'fleet/fleet.py',
 }
 
 
@@ -107,23 +108,33 @@ def document_of(about, results):
 
 def kept(part):
     """What the last run that was published said of its surroundings, and what
-    it measured."""
-    document = json.loads((HERE / 'results' / f'{part}.json').read_text())
+    it measured; None if none was."""
+    file = HERE / 'results' / f'{part}.json'
+    if not file.exists():
+        return None
+    document = json.loads(file.read_text())
     return document['about'], document['results']
+
+
+def shown(part, module):
+    """What the page shows of what is kept."""
+    found = kept(part)
+    return (section(module, *found) if found else
+            f'Not measured yet: `script/bench --part {part} --update` does it.')
 
 
 def publish(part, module):
     """Writes what the documentation shows of the results that are kept."""
-    about, results = kept(part)
+    found = kept(part)
     figures = DOCS / 'performance'
     figures.mkdir(exist_ok=True)
     for old in figures.glob(f'{part}-*.svg'):
         old.unlink()
-    if hasattr(module, 'draw'):
-        module.draw(results, figures)
+    if found and hasattr(module, 'draw'):
+        module.draw(found[1], figures)
     page = DOCS / 'performance.md'
     page.write_text(replace_section(page.read_text(), part,
-                                    section(module, about, results)))
+                                    shown(part, module)))
 
 
 def arguments():
