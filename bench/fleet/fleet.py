@@ -21,7 +21,7 @@ sys.path.append(str(TREE / 'tests/fleet'))
 from servers import Servers, spent, wait_until
 
 PASSES = 5  # at most: each takes almost a minute
-BASE = {'sites': 1000, 'messages': 10000, 'size': 126, 'window': 1}
+BASE = {'sites': 1000, 'connections': 8, 'messages': 10000, 'size': 126, 'window': 1}
 # What differs from BASE. A size of 0: each site sends its whole state, once.
 ALONE = {'office': False, 'messages': 50000}
 SYNC = {**ALONE, 'messages': 4000}
@@ -36,6 +36,10 @@ CASES = {
         '1,000 sites': {},
         '10,000 sites': {'sites': 10000},
         '10,000 sites, their whole state': {'sites': 10000, 'messages': 30000, 'size': 0}},
+    'connections': {
+        '8 connections': {},
+        '100 connections': {'connections': 100},
+        '500 connections': {'connections': 500}},
     'size': {
         '126 bytes': {},
         '10 KB': {'messages': 1000, 'size': 10000},
@@ -101,8 +105,8 @@ def end_office(office):
 def simulate(programs, servers, case):
     size = ('--size', case['size']) if case['size'] else ()
     command = (programs / 'simulate/simulate', '--server', servers.urls, '--json',
-               '--sites', case['sites'], '--messages', case['messages'],
-               '--window', case['window'], *size)
+               '--sites', case['sites'], '--connections', case['connections'],
+               '--messages', case['messages'], '--window', case['window'], *size)
     return json.loads(subprocess.run(list(map(str, command)), check=True, timeout=END,
                                      stdout=subprocess.PIPE).stdout)
 
@@ -208,6 +212,8 @@ nats-server {results['server']}, office and sites on {results['cores']} cores:
 {table(cases['way'])}
 
 {table(cases['sites'])}
+
+{table(cases['connections'])}
 
 {table(cases['size'], 'MB/s', ('MB/s', *HEADS))}
 
