@@ -135,7 +135,8 @@ def measure_case(programs, case):
         ended, seconds = time.monotonic(), counts['milliseconds'] / 1000
         messages, found = counts['acknowledged'], {}
         if case['office']:
-            wait_until('the office has stored all', lambda: servers.left() == 0, END)
+            wait_until('the office has stored all', lambda: servers.left() == 0,
+                       servers.left, servers.report)
             seconds += time.monotonic() - ended
         for name, process in processes.items():
             taken, peak = spent(process)

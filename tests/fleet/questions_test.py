@@ -46,7 +46,8 @@ class Questions(unittest.TestCase):
                         '--sites', str(SITES), '--seconds', str(3 * DAY), '--day', str(DAY),
                         '--rate', '500', '--prices', '4000'],
                        check=True, timeout=END, stdout=subprocess.DEVNULL)
-        wait_until('the office has stored everything', lambda: servers.left() == 0)
+        wait_until('the office has stored everything', lambda: servers.left() == 0,
+                   servers.left, servers.report)
         office.send_signal(signal.SIGTERM)
         self.assertEqual(office.wait(END), 0)
         database = sqlite3.connect(file)
