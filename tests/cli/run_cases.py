@@ -7,7 +7,8 @@ A case is a folder; tarn runs inside of it. Its files:
   args     arguments of tarn, quoted as for a shell
   command  instead of args: a shell script, with tarn on its path
   stdin    standard input; nothing when it is left out
-  tty      which of stdin, stdout and stderr are a terminal
+  tty      which of stdin, stdout and stderr are a terminal; and its size, such
+           as 80x24, if programs are to know it
   env      NAME=VALUE lines
   stdout, stderr, exit
            what is expected; a file left out stands for nothing, or for 0.
@@ -15,12 +16,15 @@ A case is a folder; tarn runs inside of it. Its files:
 --update writes these from what tarn does now. Read the difference.
 """
 import difflib
+import fcntl
 import os
 import pathlib
 import pty
 import shlex
+import struct
 import subprocess
 import sys
+import termios
 import threading
 import tty
 
@@ -58,7 +62,9 @@ def run(tarn, case):
     if terminal:
         master, slave = pty.openpty()
         tty.setraw(slave)
-        files.update(dict.fromkeys(terminal, slave))
+        for columns, rows in (word.split("x") for word in terminal if "x" in word):
+            fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("4H", int(rows), int(columns), 0, 0))
+        files.update({name: slave for name in terminal if name in STREAMS})
     process = subprocess.Popen(command, cwd=case, env=environment, **files)
     if terminal:
         os.close(slave)

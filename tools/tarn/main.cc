@@ -17,6 +17,7 @@
 #include "fingerprint.h"
 #include "hidden.h"
 #include "output.h"
+#include "pager.h"
 #include "schema.h"
 
 namespace tarn::tool {
@@ -116,6 +117,7 @@ bool RunHidden(const std::string& verb, const Arguments& arguments) {
   constexpr std::string_view kLine = "tarn: out of memory\n";
   [[maybe_unused]] const ssize_t written =
       ::write(STDERR_FILENO, kLine.data(), kLine.size());
+  EndPager();
   ::_exit(kInputOutput);
 }
 
@@ -142,6 +144,21 @@ ExitCode Run(Arguments arguments) {
   return command.run(command, arguments);
 }
 
+// Runs the command, and reports why it fails.
+ExitCode RunAndReport(const Arguments& arguments) {
+  try {
+    return Run(arguments);
+  } catch (const HelpGiven&) {
+    return kFine;
+  } catch (const Failure& failure) {
+    Complain(failure.what());
+    return failure.code();
+  } catch (const std::bad_alloc&) {
+    // The size asked for is more than any memory has.
+    EndWithoutMemory();
+  }
+}
+
 }  // namespace
 }  // namespace tarn::tool
 
@@ -151,15 +168,8 @@ int main(int argc, char* argv[]) {
   std::signal(SIGPIPE, SIG_IGN);
   // The runtime's messages about bad input would only repeat those of tarn.
   google::protobuf::SetLogHandler(nullptr);
-  try {
-    return tool::Run(tool::Arguments(argv + 1, argv + argc));
-  } catch (const tool::HelpGiven&) {
-    return tool::kFine;
-  } catch (const tool::Failure& failure) {
-    tool::Complain(failure.what());
-    return failure.code();
-  } catch (const std::bad_alloc&) {
-    // The size asked for is more than any memory has.
-    tool::EndWithoutMemory();
-  }
+  const tool::ExitCode status =
+      tool::RunAndReport(tool::Arguments(argv + 1, argv + argc));
+  tool::EndPager();
+  return status;
 }

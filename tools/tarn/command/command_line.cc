@@ -7,6 +7,7 @@
 #include "declaration.h"
 #include "failure.h"
 #include "output.h"
+#include "pager.h"
 
 namespace tarn::tool {
 
@@ -138,6 +139,9 @@ void CommandLine::Secrets(OutputOptions* options) {
 }
 
 void CommandLine::Parse() {
+  app_.add_flag_callback("--no-pager", ForbidPager,
+                         "Show long output on a terminal without a pager")
+      ->group("Output");
   if (AsksForDeclaration(arguments_)) throw DeclarationOf(app_);
   try {
     app_.parse(arguments_);

@@ -13,8 +13,9 @@
 #include <cstdlib>
 #include <limits>
 
+#include "characters.h"
 #include "failure.h"
-#include "utf8.h"
+#include "pager.h"
 
 namespace tarn::tool {
 namespace {
@@ -35,44 +36,6 @@ constexpr std::array<bool, 256> kPlain = MakePlain();
 const char* SkipPlain(const char* p, const char* end) {
   while (p < end && kPlain[static_cast<unsigned char>(*p)]) ++p;
   return p;
-}
-
-// Characters that text for people must not hold unescaped: the general
-// categories Cc, Cf, Zl and Zp of Unicode 15. They are invisible, end lines, or
-// change the direction of the text after them. Surrogates (Cs) are not valid
-// UTF-8.
-bool Invisible(uint32_t c) {
-  constexpr struct {
-    uint32_t first, last;
-  } kRanges[] = {{0x00, 0x1F},       {0x7F, 0x9F},       {0xAD, 0xAD},
-                 {0x600, 0x605},     {0x61C, 0x61C},     {0x6DD, 0x6DD},
-                 {0x70F, 0x70F},     {0x890, 0x891},     {0x8E2, 0x8E2},
-                 {0x180E, 0x180E},   {0x200B, 0x200F},   {0x2028, 0x202E},
-                 {0x2060, 0x2064},   {0x2066, 0x206F},   {0xFEFF, 0xFEFF},
-                 {0xFFF9, 0xFFFB},   {0x110BD, 0x110BD}, {0x110CD, 0x110CD},
-                 {0x13430, 0x1343F}, {0x1BCA0, 0x1BCA3}, {0x1D173, 0x1D17A},
-                 {0xE0001, 0xE0001}, {0xE0020, 0xE007F}};
-  for (const auto& range : kRanges) {
-    if (c >= range.first && c <= range.last) return true;
-  }
-  // The runtime's JSON escapes these invisible characters, too.
-  return c == 0x17B4 || c == 0x17B5;
-}
-
-// The character at p and its size in bytes; size 0 where it is not UTF-8.
-struct Character {
-  uint32_t code;
-  int size;
-};
-
-Character CharacterAt(const char* p, const char* end) {
-  const unsigned char lead = *p;
-  if (lead < 0x80) return {lead, 1};
-  const int size = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-  if (end - p < size || FindInvalidUtf8(p, p + size) != nullptr) return {0, 0};
-  uint32_t code = lead & (0xFF >> (size + 1));
-  for (int i = 1; i < size; ++i) code = code << 6 | (p[i] & 0x3F);
-  return {code, size};
 }
 
 // The letter after the backslash in the escape of a character; 0 if there is no
@@ -118,13 +81,14 @@ Output::Output(int fd, const std::string& name)
       capacity_(kBufferSize),
       end_(buffer_.get()),
       limit_(end_ + kBufferSize),
-      terminal_(::isatty(fd) != 0),
+      screen_(Screen::Of(fd)),
+      ascii_(screen_ != nullptr && screen_->ascii()),
       color_(false) {}
 
 Output::Output(const std::string& color)
     : Output(STDOUT_FILENO, "standard output") {
   const char* no_color = std::getenv("NO_COLOR");
-  color_ = color == "always" || (color == "auto" && terminal_ &&
+  color_ = color == "always" || (color == "auto" && terminal() &&
                                  (no_color == nullptr || *no_color == '\0'));
 }
 
@@ -146,6 +110,7 @@ void Output::WriteOut(const char* p, size_t size) const {
       if (errno == EINTR) continue;
       if (errno == EPIPE && fd_ == STDOUT_FILENO) {
         reader_has_gone = true;
+        EndPager();
         return;
       }
       throw Failure(kInputOutput, name_ + ": " + std::strerror(errno));
@@ -156,7 +121,7 @@ void Output::WriteOut(const char* p, size_t size) const {
 }
 
 void Output::MakeRoom(size_t size) {
-  Flush();
+  Drain(false);
   if (size <= capacity_) return;
   capacity_ = size;
   buffer_.reset(new char[size]);
@@ -164,16 +129,28 @@ void Output::MakeRoom(size_t size) {
   limit_ = end_ + size;
 }
 
-void Output::Flush() {
+void Output::Flush() { Drain(true); }
+
+void Output::Drain(bool all) {
   const size_t size = end_ - buffer_.get();
   end_ = buffer_.get();
-  WriteOut(end_, size);
+  if (screen_ == nullptr) return WriteOut(end_, size);
+  const std::string shown = screen_->Show({end_, size}, all);
+  WriteOut(shown.data(), shown.size());
+}
+
+size_t Output::columns() const {
+  return screen_ == nullptr ? std::string_view::npos : screen_->columns();
+}
+
+void Output::ClipLines() {
+  if (screen_ != nullptr) screen_->ClipLines();
 }
 
 bool ReaderHasGone() { return reader_has_gone; }
 
 void Output::ExpectRawBytes() const {
-  if (!terminal_) return;
+  if (!terminal()) return;
   throw Failure(kUsage,
                 "raw bytes do no good on a terminal: send them to a file or a "
                 "pipe, or ask for --to hex");
@@ -227,7 +204,8 @@ void Output::JsonText(std::string_view text) {
     if (const char letter = JsonEscape(c); letter != 0) {
       *out++ = '\\';
       *out++ = letter;
-    } else if (c == '<' || c == '>' || Invisible(character.code)) {
+    } else if (c == '<' || c == '>' || Invisible(character.code) ||
+               (ascii_ && character.code >= 0x80)) {
       if (character.code < 0x10000) {
         out = PutUnicodeEscape(out, character.code);
       } else {
@@ -262,7 +240,8 @@ void Output::TextString(std::string_view text) {
     } else if (c == '"' || c == '\'' || c == '\\') {
       *out++ = '\\';
       *out++ = c;
-    } else if (character.size == 0 || Invisible(character.code)) {
+    } else if (character.size == 0 || Invisible(character.code) ||
+               (ascii_ && character.code >= 0x80)) {
       for (; p < next; ++p) {
         const unsigned char byte = *p;
         *out++ = '\\';
@@ -308,7 +287,7 @@ std::string Escaped(std::string_view text, std::string_view marked,
     const char* next = p + std::max(character.size, 1);
     const bool hidden = character.size == 0 || Invisible(character.code);
     const bool slash = !hidden && marked.find(*p) != marked.npos;
-    width += hidden ? 4 * (next - p) : slash ? 2 : 1;
+    width += hidden ? 4 * (next - p) : slash ? 2 : ColumnsOf(character.code);
     if (width > columns) return escaped + "\\…";
     if (hidden) {
       for (; p < next; ++p) {
@@ -332,13 +311,11 @@ std::string Clipped(std::string_view name) {
   return Escaped(name, "\\", kNameColumns);
 }
 
-size_t Width(std::string_view utf8) {
-  return std::count_if(utf8.begin(), utf8.end(),
-                       [](char c) { return (c & 0xC0) != 0x80; });
-}
-
 void Complain(const std::string& message) {
-  const std::string line = "tarn: " + Escaped(message) + "\n";
+  static const bool ascii =
+      (::isatty(STDERR_FILENO) != 0 || PagerRuns()) && !LocaleHasUtf8();
+  std::string line = "tarn: " + Escaped(message) + "\n";
+  if (ascii) line = InAscii(line);
   // If stderr fails, there is no way left to report it.
   [[maybe_unused]] const ssize_t written =
       ::write(STDERR_FILENO, line.data(), line.size());

@@ -10,6 +10,9 @@
 #include <string>
 #include <string_view>
 
+#include "characters.h"
+#include "screen.h"
+
 namespace tarn::tool {
 
 enum class Color { kNone, kRed, kGreen, kYellow, kBlue, kCyan, kDim, kBold };
@@ -25,8 +28,12 @@ class Output {
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
 
-  bool terminal() const { return terminal_; }
+  bool terminal() const { return screen_ != nullptr; }
   bool color() const { return color_; }
+  // Of a line on the terminal; npos if there is no limit.
+  size_t columns() const;
+  // Cuts off lines that are longer than the terminal is wide.
+  void ClipLines();
 
   // At least `size` bytes of room; Advance() tells how many were written.
   char* Reserve(size_t size) {
@@ -87,6 +94,7 @@ class Output {
  private:
   Output(int fd, const std::string& name);
   void MakeRoom(size_t size);
+  void Drain(bool all);
   void WriteOut(const char* p, size_t size) const;
 
   const int fd_;
@@ -95,7 +103,8 @@ class Output {
   size_t capacity_;
   char* end_;
   char* limit_;
-  bool terminal_;
+  const std::unique_ptr<Screen> screen_;  // null: no terminal
+  const bool ascii_;  // whether the terminal shows nothing else
   bool color_;
 };
 
@@ -117,9 +126,6 @@ std::string InQuotes(std::string_view text,
 // escaped and cut off.
 inline constexpr size_t kNameColumns = 64;
 std::string Clipped(std::string_view name);
-
-// The number of characters of a text, for the columns of a table.
-size_t Width(std::string_view utf8);
 
 }  // namespace tarn::tool
 
