@@ -20,7 +20,8 @@ LISTS = {"spans", "notes", "findings", "usedIn", "fields", "values", "accessors"
          "candidates", "parts", "types", "children", "columns"}
 # Members that are one of the words that the manual lists.
 CODES = {("annotate", "kind"), ("annotate", "problem"), ("annotate", "wireType"),
-         ("check", "kind"), ("check", "problem"), ("check", "severity"), ("diff", "change")}
+         ("check", "kind"), ("check", "problem"), ("check", "severity"), ("diff", "change"),
+         ("tree", "problem")}
 FRAMED = ["--frame=varint", "--keep-going"]
 
 
@@ -87,6 +88,8 @@ def outputs():
     yield "status", run(["status", *FRAMED], stream_of("NetworkStatusReport")[0]), None
     nodes, _ = stream_of("ModsConfigured")
     yield "tree", run(["tree", "--type=ModsConfigured", *FRAMED], nodes), None
+    nodes, count = stream_of("Server")
+    yield "tree", run(["tree", "--type=Server", "--partial", *FRAMED], nodes), count
     yield "tree", run(["tree"]), 1
     yield "rows", run(["rows", "--columns"]), None
     network = CORPUS / "valid" / "ModsConfigured"

@@ -87,6 +87,7 @@ def check_closed_pipe(fine, other, broken):
     for arguments in ["list"], ["--version"], ["help"], ["sample", "Server"], ["guess"]:
         unread(arguments, 0, FINE)
     unread(["tree", "--type=ModsConfigured"], 0, NODES)
+    unread(["tree", "--type=Server", "--partial"], 3, MALFORMED)
     unread(["rows", "ModsConfigured", "--table=node"], 0, NODES)
     unread(["rows", "Server", "--to=ndjson"], 3, MALFORMED)
     unread(["status"], 0, REPORT)

@@ -51,7 +51,7 @@ std::string Usage() {
          "runtime\n"
          "\nExit status: 0 fine, 1 findings or differences, 2 usage, 3 "
          "malformed"
-         "\ninput, 4 unknown type or field, 5 input or output failed.\n"
+         "\ninput, 4 unknown type, field or node, 5 input or output failed.\n"
          "\nForms of input, streams and examples: man tarn\n";
   return out.str();
 }

@@ -1,6 +1,9 @@
 // Names nodes by their fields.
 #include "node_name.h"
 
+#include <charconv>
+
+#include "failure.h"
 #include "output.h"
 #include "value_text.h"
 
@@ -57,16 +60,39 @@ void WriteName(const NodeName& name, JsonWriter* json) {
   if (!name.uuid.empty()) json->Key("uuid").String(name.uuid);
 }
 
-std::string LabelOf(const std::string& kind, const Message* node) {
+std::string LabelOf(const std::string& kind, const Message* node,
+                    size_t columns) {
   std::string word = KindWord(kind);
   if (node == nullptr) return word;
   const std::string name = TextField(*node, "name");
-  if (!name.empty()) return word + ' ' + InQuotes(name, kNameColumns);
+  if (!name.empty()) return word + ' ' + InQuotes(name, columns);
   for (const char* field : {"hwId", "uuid"}) {
     const std::string text = TextField(*node, field);
-    if (!text.empty()) return word + ' ' + Clipped(text);
+    if (!text.empty()) return word + ' ' + Escaped(text, "\\", columns);
   }
   return word;
+}
+
+void AppendPlace(int place, std::string* path) {
+  if (!path->empty()) *path += '.';
+  *path += std::to_string(place);
+}
+
+std::vector<int> ParsePath(const std::string& path) {
+  std::vector<int> places;
+  const char* p = path.data();
+  const char* const end = p + path.size();
+  while (true) {
+    int place;
+    const auto [next, error] = std::from_chars(p, end, place);
+    const bool digit = p < end && *p >= '0' && *p <= '9';
+    if (error != std::errc() || !digit) break;
+    places.push_back(place);
+    if (next == end) return places;
+    if (*next != '.') break;
+    p = next + 1;
+  }
+  throw Failure(kUsage, path + " is no path of a node, such as 0.3.2");
 }
 
 std::vector<std::pair<std::string, std::string>> AddressOf(

@@ -30,9 +30,17 @@ NodeName NameNode(const std::string& kind,
 void WriteName(const NodeName& name, JsonWriter* json);
 
 // The kind and one name, for where the node is shown at its place:
-// `client "North"`. Safe to print; of a long name the beginning.
+// `client "North"`. Safe to print; of a name that takes more than `columns` the
+// beginning.
 std::string LabelOf(const std::string& kind,
-                    const google::protobuf::Message* node);
+                    const google::protobuf::Message* node, size_t columns);
+
+// Makes the path of a node of that of the node above, which is empty above a
+// top node. A path is the way from the top of the message, such as 0.3.2: the
+// place of each node among its siblings, from 0.
+void AppendPlace(int place, std::string* path);
+// Throws a Failure where the text is no such path.
+std::vector<int> ParsePath(const std::string& path);
 
 // What is set of the fields that tell where a node is, as {"port", "ttyS0"} or
 // {"nodeAddr", "12"}. Long texts are cut off.

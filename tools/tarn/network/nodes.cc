@@ -7,6 +7,7 @@
 #include <set>
 
 #include "node_name.h"
+#include "status_words.h"
 
 namespace tarn::tool {
 namespace {
@@ -113,9 +114,26 @@ bool Reaches(const Descriptor& type, std::set<const Descriptor*>* met) {
 
 }  // namespace
 
+bool IsWell(const Node& node) {
+  return node.broken.empty() && !node.error &&
+         (!node.has_status || IsWell(node.status));
+}
+
 bool HoldsNodes(const Descriptor& type) {
   std::set<const Descriptor*> met;
   return Reaches(type, &met);
+}
+
+int NodesAround(const std::vector<const Descriptor*>& types) {
+  const Descriptor* const wrapper = tarn::ChildTypes::descriptor();
+  int nodes = 0;
+  for (const Descriptor* type : types) {
+    // Inside of a ChildTypes is the same node, and the record of a module is
+    // part of it.
+    const bool bare = nodes == 0 && MemberFor(*type) != nullptr;
+    if (type == wrapper || bare) ++nodes;
+  }
+  return nodes;
 }
 
 std::vector<Node> NodesOf(const Message& message) {

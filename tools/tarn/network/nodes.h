@@ -25,11 +25,21 @@ struct Node {
   int32_t status = 0;
   bool has_status = false;  // whether this kind of node has one
   bool error = false;
+  // Where and why the message breaks off inside of this node, but not inside of
+  // one below it; else empty.
+  std::string broken;
   std::vector<Node> children;
 };
 
+// Whether status and error flag of a node say that all is well.
+bool IsWell(const Node& node);
+
 // Whether messages of the type can hold nodes, or are nodes themselves.
 bool HoldsNodes(const google::protobuf::Descriptor& type);
+
+// How many nodes are around a place in a message, one in the other. `types` are
+// those of the messages around it, the outermost first.
+int NodesAround(const std::vector<const google::protobuf::Descriptor*>& types);
 
 // The top nodes of a message, each with those below it. They refer to the
 // message.

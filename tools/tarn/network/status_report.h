@@ -9,11 +9,16 @@
 
 namespace tarn::tool {
 
-// Prints a table for people. Long keys are cut off.
-void PrintReport(const tarn::NetworkStatusReport& report, Output* output);
+// Both leave out the parts that are well if only `errors` are to be shown.
+
+// Prints a table for people. A terminal cuts long keys off. `record`: number of
+// the report in a stream; 0: the only one.
+void PrintReport(const tarn::NetworkStatusReport& report, bool errors,
+                 uint64_t record, Output* output);
 
 // Writes the members "parts" and "priceLifecycle" of a JSON object.
-void WriteReport(const tarn::NetworkStatusReport& report, JsonWriter* json);
+void WriteReport(const tarn::NetworkStatusReport& report, bool errors,
+                 JsonWriter* json);
 
 }  // namespace tarn::tool
 

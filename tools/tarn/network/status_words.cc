@@ -1,4 +1,5 @@
-// The words for each declared status.
+// The words for each declared status, and how good it is: the schema's comments
+// say what it means.
 #include "status_words.h"
 
 #include <tarn/Network.pb.h>
@@ -44,6 +45,11 @@ Words WordsOf(tarn::StatusCodes status) {
   }
 }
 
+// As the schema declares it; empty where it does not.
+const std::string& NameOf(int32_t status) {
+  return tarn::StatusCodes_Name(static_cast<tarn::StatusCodes>(status));
+}
+
 Color ColorOf(Condition condition) {
   switch (condition) {
     case Condition::kFault:
@@ -69,14 +75,34 @@ StatusLook LookOf(int32_t status) {
           condition, ColorOf(condition)};
 }
 
+bool IsWell(int32_t status) {
+  const Condition condition = LookOf(status).condition;
+  return condition != Condition::kFault && condition != Condition::kOdd;
+}
+
+const char kWhatIsWell[] =
+    "Not well: failed, retrying, not a declared status, an error flag. Well: "
+    "ok, updated, waiting, blanked by command, no status";
+
+std::string WordsBesideName(int32_t status) {
+  std::string words = LookOf(status).words;
+  const std::string& name = NameOf(status);
+  return name.empty() || name == words ? "" : words;
+}
+
+std::string WordsAndName(int32_t status) {
+  const std::string words = WordsBesideName(status);
+  return words.empty() ? LookOf(status).words
+                       : words + " (" + NameOf(status) + ")";
+}
+
 bool WorseStatus::operator()(int32_t a, int32_t b) const {
   return std::make_pair(LookOf(a).condition, a) <
          std::make_pair(LookOf(b).condition, b);
 }
 
 void WriteStatus(const char* key, int32_t status, JsonWriter* json) {
-  const std::string& name =
-      tarn::StatusCodes_Name(static_cast<tarn::StatusCodes>(status));
+  const std::string& name = NameOf(status);
   json->Key(key);
   name.empty() ? json->Number(status) : json->String(name);
 }
@@ -84,10 +110,9 @@ void WriteStatus(const char* key, int32_t status, JsonWriter* json) {
 void PrintTally(const StatusTally& tally, Output* output) {
   for (const auto& entry : tally) {
     if (entry.first != tally.begin()->first) output->Write(", ");
-    const StatusLook look = LookOf(entry.first);
     output->Number(entry.second);
     output->Write(' ');
-    output->Painted(look.color, look.words);
+    output->Painted(LookOf(entry.first).color, WordsAndName(entry.first));
   }
 }
 

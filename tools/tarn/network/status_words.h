@@ -11,7 +11,8 @@
 
 namespace tarn::tool {
 
-// From bad to good, as a table orders them.
+// From bad to good, as a table orders them. With the first two, not all is
+// well.
 enum class Condition { kFault, kOdd, kWaiting, kGood, kNone };
 
 struct StatusLook {
@@ -23,6 +24,18 @@ struct StatusLook {
 // Works for any number; a number that is not declared is odd.
 StatusLook LookOf(int32_t status);
 
+bool IsWell(int32_t status);
+
+// What is well and what is not, in words for the help.
+extern const char kWhatIsWell[];
+
+// The words, unless the name that the schema declares is the same.
+std::string WordsBesideName(int32_t status);
+
+// The words with the name that the schema declares:
+// "communication error (comm_error)". Only the words where they are the name.
+std::string WordsAndName(int32_t status);
+
 // Orders statuses from bad to good.
 struct WorseStatus {
   bool operator()(int32_t a, int32_t b) const;
@@ -32,7 +45,8 @@ struct WorseStatus {
 // declares, or else the number.
 void WriteStatus(const char* key, int32_t status, JsonWriter* json);
 
-// How many there are of each status. Printed as "2 retrying, 5 ok".
+// How many there are of each status. Printed with their names, as
+// "2 retrying (retry_mode), 5 ok".
 using StatusTally = std::map<int32_t, int, WorseStatus>;
 void PrintTally(const StatusTally& tally, Output* output);
 

@@ -4,25 +4,71 @@
 #include <utility>
 
 #include "node_name.h"
+#include "status_words.h"
 
 namespace tarn::tool {
+namespace {
 
-std::vector<Branch> SelectBranches(const std::vector<Node>& nodes, int depth,
-                                   const std::set<int32_t>& statuses) {
-  std::vector<Branch> branches;
-  if (depth == 0) return branches;
-  if (statuses.empty()) branches.reserve(nodes.size());
-  for (const Node& node : nodes) {
-    Branch branch;
-    branch.node = &node;
-    branch.selected = statuses.empty() ||
-                      (node.has_status && statuses.count(node.status) != 0);
-    branch.branches = SelectBranches(node.children, depth - 1, statuses);
-    if (branch.selected || !branch.branches.empty()) {
-      branches.push_back(std::move(branch));
+class Selector {
+ public:
+  explicit Selector(const Selection& selection) : selection_(selection) {}
+
+  // Where nodes are.
+  struct Level {
+    size_t above;  // how many levels
+    int depth;     // how many levels can be shown, from here if `inside`
+    bool inside;   // of what is to be shown
+  };
+
+  std::vector<Branch> Select(const std::vector<Node>& nodes,
+                             const Level& level) const {
+    std::vector<Branch> branches;
+    if (level.inside && level.depth == 0) return branches;
+    if (level.inside && !Chooses()) branches.reserve(nodes.size());
+    for (size_t i = 0; i < nodes.size(); ++i) {
+      const Node& node = nodes[i];
+      const int place = static_cast<int>(i);
+      if (!level.inside && !IsOnTheWay(place, level.above)) continue;
+      const bool named = !level.inside && IsNamed(node, level.above);
+      const bool inside = level.inside || named;
+      Branch branch{&node, place, inside && IsChosen(node), {}};
+      branch.branches = Select(
+          node.children,
+          {level.above + 1, inside ? level.depth - 1 : level.depth, inside});
+      if (named || branch.selected || !branch.branches.empty()) {
+        branches.push_back(std::move(branch));
+      }
     }
+    return branches;
   }
-  return branches;
+
+ private:
+  bool Chooses() const {
+    return selection_.errors || !selection_.statuses.empty();
+  }
+  bool IsChosen(const Node& node) const {
+    if (selection_.errors) return !IsWell(node);
+    return selection_.statuses.empty() || !node.broken.empty() ||
+           (node.has_status && selection_.statuses.count(node.status) != 0);
+  }
+  bool IsOnTheWay(int place, size_t above) const {
+    return selection_.at.empty() || selection_.at[above] == place;
+  }
+  // Of a node on the way: whether the way ends there.
+  bool IsNamed(const Node& node, size_t above) const {
+    return selection_.at.empty() ? node.uuid == selection_.uuid
+                                 : above + 1 == selection_.at.size();
+  }
+
+  const Selection& selection_;
+};
+
+}  // namespace
+
+std::vector<Branch> SelectBranches(const std::vector<Node>& nodes,
+                                   const Selection& selection) {
+  const bool all = selection.at.empty() && selection.uuid.empty();
+  return Selector(selection).Select(nodes, {0, selection.depth, all});
 }
 
 std::string AddressInWords(const Node& node) {

@@ -3,6 +3,7 @@
 #ifndef TOOLS_TARN_TREE_H_
 #define TOOLS_TARN_TREE_H_
 
+#include <climits>
 #include <cstdint>
 #include <set>
 #include <string>
@@ -17,29 +18,48 @@ namespace tarn::tool {
 // A node that is shown, with those below it that are shown too.
 struct Branch {
   const Node* node;
+  int place;      // among the siblings, from 0
   bool selected;  // false: shown only because of a node below it
   std::vector<Branch> branches;
 };
 
-// The nodes of these statuses down to a depth, and all that are above them. No
-// status selects all nodes.
-std::vector<Branch> SelectBranches(const std::vector<Node>& nodes, int depth,
-                                   const std::set<int32_t>& statuses);
+// Which nodes are shown, with all that are above them. Each member that is set
+// leaves nodes out.
+struct Selection {
+  std::vector<int> at;  // only the node at these places, and what is below it
+  std::string uuid;     // only nodes with this uuid, and what is below them
+  int depth = INT_MAX;  // levels; with `at` or `uuid` from that node down
+  std::set<int32_t> statuses;  // only nodes with one of them; empty: with any
+  bool errors = false;         // only nodes that are not well
+  // A node where the message breaks off is never left out for its status.
+};
+
+// The node that `at` or `uuid` names is always shown; no branches: there is
+// none.
+std::vector<Branch> SelectBranches(const std::vector<Node>& nodes,
+                                   const Selection& selection);
 
 // "chain 4, node 54, place 1 of assembly 3": what is set of the address of a
 // node. Long texts are cut off.
 std::string AddressInWords(const Node& node);
 
-// Each form counts all nodes, and shows the branches. `heading` is what the
-// message is called.
-void PrintTreeText(const std::string& heading, const std::vector<Node>& nodes,
-                   const std::vector<Branch>& branches, Output* output);
-void PrintTreeDot(const std::string& heading, const std::vector<Node>& nodes,
-                  const std::vector<Branch>& branches, Output* output);
+// A message that is drawn: all of its nodes are counted, and the branches are
+// shown.
+struct Tree {
+  std::string heading;  // what the message is called
+  uint64_t record = 0;  // its number in a stream; 0: the only one
+  std::vector<Node> nodes;
+  std::vector<Branch> branches;
+  // Where and why the message breaks off outside of all nodes; else empty.
+  std::string broken;
+  bool paths = false;  // whether text has the path of each node
+};
+
+void PrintTreeText(const Tree& tree, Output* output);
+void PrintTreeDot(const Tree& tree, Output* output);
 
 // Writes the members "below" and "children" of the object of a message.
-void WriteTree(const std::vector<Node>& nodes,
-               const std::vector<Branch>& branches, JsonWriter* json);
+void WriteTree(const Tree& tree, JsonWriter* json);
 
 }  // namespace tarn::tool
 

@@ -7,7 +7,7 @@ namespace tarn::tool {
 namespace {
 
 const char* DotColor(const Node& node) {
-  if (node.error) return "red";
+  if (node.error || !node.broken.empty()) return "red";
   switch (LookOf(node.status).condition) {
     case Condition::kFault:
       return "red";
@@ -44,12 +44,13 @@ void WriteBoxes(const std::vector<Branch>& branches, int parent, int* ids,
   for (const Branch& branch : branches) {
     const Node& node = *branch.node;
     const int id = ++*ids;
-    std::string label = LabelOf(node.kind, node.message);
+    std::string label = LabelOf(node.kind, node.message, kNameColumns);
     if (const std::string place = AddressInWords(node); !place.empty()) {
       label += '\n' + place;
     }
-    if (node.has_status) label += '\n' + LookOf(node.status).words;
+    if (node.has_status) label += '\n' + WordsAndName(node.status);
     if (node.error) label += "\nin error";
+    if (!node.broken.empty()) label += '\n' + node.broken;
     WriteBox(id, label, DotColor(node), output);
     output->Write("  n");
     output->Number(parent);
@@ -62,13 +63,16 @@ void WriteBoxes(const std::vector<Branch>& branches, int parent, int* ids,
 
 }  // namespace
 
-void PrintTreeDot(const std::string& heading, const std::vector<Node>& nodes,
-                  const std::vector<Branch>& branches, Output* output) {
+void PrintTreeDot(const Tree& tree, Output* output) {
   output->Write(
       "digraph tarn {\n  rankdir=LR;\n  node [shape=box, style=rounded];\n");
-  WriteBox(0, heading + '\n' + InWords(CountNodes(nodes)), "black", output);
+  WriteBox(0,
+           RecordStart(tree.record) + tree.heading + '\n' +
+               InWords(CountNodes(tree.nodes)) +
+               (tree.broken.empty() ? "" : '\n' + tree.broken),
+           "black", output);
   int ids = 0;
-  WriteBoxes(branches, 0, &ids, output);
+  WriteBoxes(tree.branches, 0, &ids, output);
   output->Write("}\n");
 }
 

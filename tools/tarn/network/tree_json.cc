@@ -23,19 +23,26 @@ void WriteAddress(const Node& node, JsonWriter* json) {
   json->EndObject();
 }
 
-void WriteBranches(const std::vector<Branch>& branches, JsonWriter* json) {
+// `path`: of the node above; the same again afterwards.
+void WriteBranches(const std::vector<Branch>& branches, std::string* path,
+                   JsonWriter* json) {
+  const size_t above = path->size();
   json->Key("children").BeginList();
   for (const Branch& branch : branches) {
     const Node& node = *branch.node;
+    AppendPlace(branch.place, path);
     json->BeginObject();
+    json->Key("path").Word(*path);
     json->Key("kind").String(KindName(node.kind));
     json->Key("name").String(node.name);
     json->Key("uuid").String(node.uuid);
     if (node.has_status) WriteStatus("status", node.status, json);
     json->Key("error").Bool(node.error);
+    if (!node.broken.empty()) json->Key("broken").Bool(true);
     WriteAddress(node, json);
     WriteCounts("below", CountNodes(node.children), json);
-    WriteBranches(branch.branches, json);
+    WriteBranches(branch.branches, path, json);
+    path->resize(above);
     json->EndObject();
   }
   json->EndList();
@@ -43,10 +50,10 @@ void WriteBranches(const std::vector<Branch>& branches, JsonWriter* json) {
 
 }  // namespace
 
-void WriteTree(const std::vector<Node>& nodes,
-               const std::vector<Branch>& branches, JsonWriter* json) {
-  WriteCounts("below", CountNodes(nodes), json);
-  WriteBranches(branches, json);
+void WriteTree(const Tree& tree, JsonWriter* json) {
+  WriteCounts("below", CountNodes(tree.nodes), json);
+  std::string path;
+  WriteBranches(tree.branches, &path, json);
 }
 
 }  // namespace tarn::tool

@@ -53,6 +53,11 @@ size_t Width(std::string_view utf8) {
   size_t width = 0;
   const char* const end = utf8.data() + utf8.size();
   for (const char* p = utf8.data(); p < end;) {
+    if (static_cast<unsigned char>(*p) < 0x80) {
+      ++width;
+      ++p;
+      continue;
+    }
     const Character character = CharacterAt(p, end);
     width += ColumnsOf(character.code);
     p += std::max(character.size, 1);

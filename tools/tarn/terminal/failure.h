@@ -13,7 +13,7 @@ enum ExitCode {
   kFindings = 1,     // findings, or differences
   kUsage = 2,        // invalid arguments
   kMalformed = 3,    // the input is not of the given type and form
-  kUnknownName = 4,  // no such type or field
+  kUnknownName = 4,  // no such type, field or node
   kInputOutput = 5,
 };
 

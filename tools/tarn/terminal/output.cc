@@ -143,8 +143,10 @@ size_t Output::columns() const {
   return screen_ == nullptr ? std::string_view::npos : screen_->columns();
 }
 
-void Output::ClipLines() {
-  if (screen_ != nullptr) screen_->ClipLines();
+void Output::ClipLines(bool clip) {
+  if (screen_ == nullptr) return;
+  Drain(false);
+  screen_->ClipLines(clip);
 }
 
 bool ReaderHasGone() { return reader_has_gone; }
@@ -309,6 +311,16 @@ std::string InQuotes(std::string_view text, size_t columns) {
 
 std::string Clipped(std::string_view name) {
   return Escaped(name, "\\", kNameColumns);
+}
+
+size_t RoomAfter(size_t columns, size_t used) {
+  constexpr size_t kLeast = 8;
+  if (columns == std::string_view::npos) return columns;
+  return columns > used + kLeast ? columns - used : kLeast;
+}
+
+std::string RecordStart(uint64_t number) {
+  return number == 0 ? "" : "record " + std::to_string(number) + ": ";
 }
 
 void Complain(const std::string& message) {

@@ -32,8 +32,8 @@ class Output {
   bool color() const { return color_; }
   // Of a line on the terminal; npos if there is no limit.
   size_t columns() const;
-  // Cuts off lines that are longer than the terminal is wide.
-  void ClipLines();
+  // Whether lines that are longer than the terminal is wide are cut off.
+  void ClipLines(bool clip);
 
   // At least `size` bytes of room; Advance() tells how many were written.
   char* Reserve(size_t size) {
@@ -64,6 +64,8 @@ class Output {
     std::memset(p, ' ', count);
     end_ = p + count;
   }
+  // From one column to another; nothing if that is passed already.
+  void SpacesUpTo(size_t from, size_t to) { Spaces(from < to ? to - from : 0); }
 
   // Switches the colour where there is colour; kNone is back to normal.
   void Paint(Color color);
@@ -126,6 +128,14 @@ std::string InQuotes(std::string_view text,
 // escaped and cut off.
 inline constexpr size_t kNameColumns = 64;
 std::string Clipped(std::string_view name);
+
+// What is left of `columns` for a name beside others that take `used`. There is
+// always room for the beginning of a name; npos is left of npos.
+size_t RoomAfter(size_t columns, size_t used);
+
+// "record 3: ", with which the lines about a message of a stream begin; empty
+// for 0, the only message.
+std::string RecordStart(uint64_t number);
 
 }  // namespace tarn::tool
 

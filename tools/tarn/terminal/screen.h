@@ -26,8 +26,8 @@ class Screen {
   size_t columns() const { return columns_; }
   bool ascii() const { return ascii_; }
 
-  // Cuts off lines that are longer than the screen is wide, from now on.
-  void ClipLines() { clip_ = true; }
+  // Whether lines that end from now on are cut off at the width of the screen.
+  void ClipLines(bool clip) { clip_ = clip; }
 
   // Takes text, and returns what is to be written now: nothing until it is
   // known whether a pager is needed. `all`: no more text may come.

@@ -4,16 +4,17 @@
 #include "parse.h"
 #include "record_json.h"
 #include "status_report.h"
+#include "status_words.h"
 
 namespace tarn::tool {
 namespace {
 
-void PrintJson(const tarn::NetworkStatusReport& report, const Record& record,
-               Output* output) {
+void PrintJson(const tarn::NetworkStatusReport& report, bool errors,
+               const Record& record, Output* output) {
   JsonWriter json(output);
   json.BeginObject();
   WriteRecord(record, &json);
-  WriteReport(report, &json);
+  WriteReport(report, errors, &json);
   json.EndObject();
   json.EndLine();
 }
@@ -24,6 +25,12 @@ ExitCode RunStatus(const Command& command, const Arguments& arguments) {
   CommandLine line(command.name, command.summary, arguments);
   InputOptions input;
   line.Input(&input);
+  bool errors = false;
+  line.app()
+      .add_flag(
+          "--errors", errors,
+          std::string("Show only parts that are not well. ") + kWhatIsWell)
+      ->group("Output");
   OutputOptions options;
   line.Json(&options);
   line.Color(&options);
@@ -38,10 +45,10 @@ ExitCode RunStatus(const Command& command, const Arguments& arguments) {
         const auto& report =
             static_cast<const tarn::NetworkStatusReport&>(*message);
         if (options.json) {
-          PrintJson(report, record, output);
+          PrintJson(report, errors, record, output);
         } else {
           if (record.number > 1) output->Write('\n');
-          PrintReport(report, output);
+          PrintReport(report, errors, record.number, output);
         }
         return kFine;
       });

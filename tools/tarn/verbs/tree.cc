@@ -7,10 +7,13 @@
 
 #include "command.h"
 #include "command_line.h"
+#include "node_name.h"
 #include "parse.h"
 #include "ranking.h"
+#include "reader.h"
 #include "record_json.h"
 #include "salvage.h"
+#include "status_words.h"
 #include "walker.h"
 
 namespace tarn::tool {
@@ -22,9 +25,16 @@ struct Options {
   InputOptions input;
   OutputOptions output;
   std::string type;
-  std::set<int32_t> only;  // statuses
-  int depth = kMaxDepth;
+  Selection selection;
+  std::string node;  // that --at or --uuid names, for an error
+  bool paths = false;
+  bool partial = false;
   Form form = Form::kText;
+
+  // Whether only a part of the tree is asked for.
+  bool NamesNode() const {
+    return !selection.at.empty() || !selection.uuid.empty();
+  }
 };
 
 // The types that hold nodes. ModsConfigured comes first: it is the most usual
@@ -59,9 +69,17 @@ void ExplainRefusal(const InputOptions& options,
            " (read as " + best.type->descriptor->full_name() + "; see --type)");
 }
 
+// The type that a broken message fits best; none if a type accepts it.
+std::vector<const Type*> TypeOfBroken(const std::vector<const Type*>& types,
+                                      const Record& record) {
+  const Candidate best = Rank(types, record.bytes).front();
+  if (best.evidence.accepted) return {};
+  return {best.type};
+}
+
 // The types with nodes that a message without a given type can have. If there
 // is none, the reason is on stderr.
-std::vector<const Type*> PossibleTypes(const InputOptions& options,
+std::vector<const Type*> PossibleTypes(const Options& options,
                                        const std::vector<const Type*>& types,
                                        const std::vector<const Type*>& all,
                                        const Record& record) {
@@ -71,7 +89,8 @@ std::vector<const Type*> PossibleTypes(const InputOptions& options,
   for (const Type* type : verdict) {
     if (HoldsNodes(*type->descriptor)) found.push_back(type);
   }
-  if (found.empty()) ExplainRefusal(options, types, verdict, record);
+  if (options.partial && verdict.empty()) found = TypeOfBroken(types, record);
+  if (found.empty()) ExplainRefusal(options.input, types, verdict, record);
   return found;
 }
 
@@ -101,45 +120,95 @@ std::string HeadingOf(const std::vector<const Type*>& types,
 }
 
 void PrintJson(const std::vector<const Type*>& types, const Record& record,
-               const std::vector<Node>& nodes,
-               const std::vector<Branch>& branches, Output* output) {
+               const Tree& tree, const Damage* damage, Output* output) {
   JsonWriter json(output);
   json.BeginObject();
   WriteRecord(record, &json);
+  if (damage != nullptr) {
+    json.Key("problem").Word(ProblemName(damage->problem));
+    json.Key("errorOffset").Number(record.offset + damage->offset);
+  }
   json.Key("types").BeginList();
   for (const Type* type : types) json.String(type->descriptor->full_name());
   json.EndList();
-  WriteTree(nodes, branches, &json);
+  WriteTree(tree, &json);
   json.EndObject();
   json.EndLine();
 }
 
-// Draws a message that has the same meaning in each of the types.
-ExitCode Draw(const Options& options, const std::vector<const Type*>& types,
-              const Record& record, Output* output) {
-  const auto message = ParseRecord(options.input, *types.front(), record);
-  if (message == nullptr) return kMalformed;
-  const std::vector<Node> nodes = NodesOf(*message);
-  const std::vector<Branch> branches =
-      SelectBranches(nodes, options.depth, options.only);
-  const std::string heading = HeadingOf(types, record);
-  switch (options.form) {
-    case Form::kText:
-      if (record.number > 1) output->Write('\n');
-      PrintTreeText(heading, nodes, branches, output);
-      break;
-    case Form::kJson:
-      PrintJson(types, record, nodes, branches, output);
-      break;
-    case Form::kDot:
-      PrintTreeDot(heading, nodes, branches, output);
+// Puts the words for a damage where the message breaks off.
+void MarkBreak(const Damage& damage, const Record& record, Tree* tree) {
+  std::vector<const google::protobuf::Descriptor*> around;
+  for (const Type* type : damage.around) around.push_back(type->descriptor);
+  std::string* broken = &tree->broken;
+  std::vector<Node>* nodes = &tree->nodes;
+  for (int i = NodesAround(around); i > 0 && !nodes->empty(); --i) {
+    broken = &nodes->back().broken;
+    nodes = &nodes->back().children;
   }
-  return kFine;
+  *broken = "broken at byte " + std::to_string(record.offset + damage.offset) +
+            ": " + Escaped(damage.reason);
 }
+
+// Draws messages, and notes whether any has the node that is asked for.
+class MessageDrawer {
+ public:
+  explicit MessageDrawer(const Options& options) : options_(options) {}
+
+  // Draws a message that has the same meaning in each of the types.
+  ExitCode Draw(const std::vector<const Type*>& types, const Record& record,
+                Output* output) {
+    const Type& type = *types.front();
+    const auto message = ParseRecord(options_.input, type, record);
+    if (message != nullptr) {
+      Print(types, record, *message, nullptr, output);
+      return kFine;
+    }
+    if (!options_.partial) return kMalformed;
+    const Damage damage = FindDamage(type, record.bytes, record.offset);
+    Record part = record;
+    part.bytes = damage.salvaged;
+    const auto salvaged = ParseRecord(options_.input, type, part);
+    if (salvaged != nullptr) Print(types, record, *salvaged, &damage, output);
+    return kMalformed;
+  }
+
+  bool drawn() const { return drawn_; }
+
+ private:
+  // `damage`: of the message, if it is broken.
+  void Print(const std::vector<const Type*>& types, const Record& record,
+             const google::protobuf::Message& message, const Damage* damage,
+             Output* output) {
+    Tree tree;
+    tree.heading = HeadingOf(types, record);
+    tree.record = record.number;
+    tree.paths = options_.paths;
+    tree.nodes = NodesOf(message);
+    if (damage != nullptr) {
+      if (options_.type.empty()) tree.heading += ", it seems";
+      MarkBreak(*damage, record, &tree);
+    }
+    tree.branches = SelectBranches(tree.nodes, options_.selection);
+    if (options_.NamesNode() && tree.branches.empty()) return;
+    if (options_.form == Form::kJson) {
+      PrintJson(types, record, tree, damage, output);
+    } else if (options_.form == Form::kDot) {
+      PrintTreeDot(tree, output);
+    } else {
+      if (drawn_) output->Write('\n');
+      PrintTreeText(tree, output);
+    }
+    drawn_ = true;
+  }
+
+  const Options& options_;
+  bool drawn_ = false;
+};
 
 // Draws a message in text or JSON, if only one type has the names in it.
 ExitCode DrawWritten(const Options& options, const Record& record,
-                     Output* output) {
+                     MessageDrawer* drawer, Output* output) {
   std::vector<const Type*> types;
   for (const Written& message : *record.written) types.push_back(message.type);
   if (types.size() > 1 && !record.bytes.empty()) {
@@ -147,36 +216,80 @@ ExitCode DrawWritten(const Options& options, const Record& record,
                               "this can be " + NamesOf(types) +
                               ": say with --type which it is");
   }
-  return Draw(options, types, record, output);
+  return drawer->Draw(types, record, output);
 }
 
-}  // namespace
+CLI::Validator NotEmpty() {
+  return CLI::Validator(
+      [](std::string& value) -> std::string {
+        return value.empty() ? "it is empty" : "";
+      },
+      "");
+}
 
-ExitCode RunTree(const Command& command, const Arguments& arguments) {
-  CommandLine line(command.name, command.summary, arguments);
-  Options options;
-  line.Input(&options.input);
-  line.app()
-      .add_option("--type", options.type,
-                  "Type of the message; if not given, tarn finds it")
-      ->type_name("TYPE")
-      ->group("Input");
+// Options that are read further after parsing.
+struct Chosen {
+  std::string at;
   std::vector<std::string> only;
-  line.app()
-      .add_option("--only", only,
-                  "Draw only nodes with one of these statuses, and the nodes "
-                  "above them: comm_error,power_outage")
-      ->delimiter(',')
-      ->allow_extra_args(false)
-      ->type_name("STATUS,...")
+};
+
+// The options that choose nodes.
+void DeclareSelection(CLI::App& app, Chosen* chosen, Selection* selection) {
+  auto* at = app.add_option("--at", chosen->at,
+                            "Draw only the node with this path, as --path "
+                            "shows it, and those below and above it")
+                 ->check(NotEmpty())
+                 ->type_name("PATH")
+                 ->group("Output");
+  app.add_option("--uuid", selection->uuid,
+                 "Draw only nodes with this uuid, and those below and above "
+                 "them")
+      ->check(NotEmpty())
+      ->excludes(at)
+      ->type_name("UUID")
       ->group("Output");
-  line.app()
-      .add_option("--depth", options.depth, "Number of levels to draw")
+  auto* only = app.add_option("--only", chosen->only,
+                              "Draw only nodes with one of these statuses, and "
+                              "the nodes above them: comm_error,power_outage")
+                   ->delimiter(',')
+                   ->allow_extra_args(false)
+                   ->type_name("STATUS,...")
+                   ->group("Output");
+  app.add_flag("--errors", selection->errors,
+               std::string("Draw only nodes that are not well, and the nodes "
+                           "above them. ") +
+                   kWhatIsWell)
+      ->excludes(only)
+      ->group("Output");
+  app.add_option("--depth", selection->depth,
+                 "Number of levels to draw, from the top or from the node of "
+                 "--at and --uuid")
       ->check(WholeNumber(1, INT_MAX))
       ->type_name("N")
       ->group("Output");
-  auto* dot = line.app()
-                  .add_flag("--dot", "Print a drawing for Graphviz")
+}
+
+Options ParseOptions(const Command& command, const Arguments& arguments) {
+  CommandLine line(command.name, command.summary, arguments);
+  Options options;
+  Chosen chosen;
+  line.Input(&options.input);
+  CLI::App& app = line.app();
+  app.add_option("--type", options.type,
+                 "Type of the message; if not given, tarn finds it")
+      ->type_name("TYPE")
+      ->group("Input");
+  DeclareSelection(app, &chosen, &options.selection);
+  app.add_flag("--partial", options.partial,
+               "Draw a broken message as far as it goes, and where it breaks "
+               "off")
+      ->group("Output");
+  auto* path = app.add_flag("--path", options.paths,
+                            "Show the path of each node, such as 0.3.2: the "
+                            "place of each node among its siblings, from 0")
+                   ->group("Output");
+  auto* dot = app.add_flag("--dot", "Print a drawing for Graphviz")
+                  ->excludes(path)
                   ->group("Output");
   line.Json(&options.output)->excludes(dot);
   line.Color(&options.output);
@@ -184,9 +297,18 @@ ExitCode RunTree(const Command& command, const Arguments& arguments) {
   options.form = options.output.json ? Form::kJson
                  : dot->count() > 0  ? Form::kDot
                                      : Form::kText;
+  options.selection.statuses = StatusesOf(chosen.only);
+  if (!chosen.at.empty()) options.selection.at = ParsePath(chosen.at);
+  options.node =
+      chosen.at.empty() ? "with uuid " + options.selection.uuid : chosen.at;
+  return options;
+}
 
+}  // namespace
+
+ExitCode RunTree(const Command& command, const Arguments& arguments) {
+  const Options options = ParseOptions(command, arguments);
   Schema schema;
-  options.only = StatusesOf(only);
   const Type* type = nullptr;
   if (!options.type.empty()) {
     type = &schema.Find(options.type);
@@ -198,19 +320,20 @@ ExitCode RunTree(const Command& command, const Arguments& arguments) {
                                              ? std::vector<const Type*>{type}
                                              : TypesWithNodes(&schema);
   const std::vector<const Type*> all = AllTypes(&schema);
-  return PrintEachRecord(options.input, options.output, types,
-                         [&](const Record& record, Output* output) {
-                           if (type != nullptr) {
-                             return Draw(options, types, record, output);
-                           }
-                           if (record.written != nullptr) {
-                             return DrawWritten(options, record, output);
-                           }
-                           const auto found =
-                               PossibleTypes(options.input, types, all, record);
-                           if (found.empty()) return kMalformed;
-                           return Draw(options, found, record, output);
-                         });
+  MessageDrawer drawer(options);
+  const ExitCode status = PrintEachRecord(
+      options.input, options.output, types,
+      [&](const Record& record, Output* output) {
+        if (type != nullptr) return drawer.Draw(types, record, output);
+        if (record.written != nullptr) {
+          return DrawWritten(options, record, &drawer, output);
+        }
+        const auto found = PossibleTypes(options, types, all, record);
+        return found.empty() ? kMalformed : drawer.Draw(found, record, output);
+      });
+  if (status != kFine || drawer.drawn() || !options.NamesNode()) return status;
+  throw Failure(kUnknownName,
+                InputName(options.input.file) + ": no node " + options.node);
 }
 
 }  // namespace tarn::tool

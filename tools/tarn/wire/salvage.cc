@@ -31,6 +31,10 @@ class FirstErrorFinder : public WalkVisitor {
     damage_.offset = error.at - bytes_.data();
     damage_.path = ErrorPath(error, stack);
     damage_.reason = Reason(error, stack, bytes_.data(), start_);
+    damage_.problem = error.problem;
+    for (int i = 0; i <= stack.depth() && stack.at(i).group == 0; ++i) {
+      damage_.around.push_back(stack.at(i).type);
+    }
     const char* end = list_ != nullptr ? list_ : error.item.begin;
     // A group cannot be closed; it is left out completely.
     int depth = stack.depth();

@@ -5,8 +5,10 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "schema.h"
+#include "walk_visitor.h"
 
 namespace tarn::tool {
 
@@ -14,6 +16,9 @@ struct Damage {
   uint64_t offset = 0;  // of the byte that is wrong, in the message
   std::string path;     // may be empty
   std::string reason;
+  Problem problem = Problem::kCutOff;
+  std::vector<const Type*> around;  // types of the records around the byte, the
+                                    // outermost first
   std::string salvaged;  // a complete message made of the bytes before it
 };
 
