@@ -99,7 +99,9 @@ def outputs():
             yield "diff", run(["diff", "ModsConfigured", "--from=binary", before, after]), 1
     cases = pathlib.Path(__file__).resolve().parent
     for kind, case, names in (("Price", "diff_unknown_fields", ("a", "b")),
-                              ("AddressingStatus", "diff_lists_of_lists", ("a.txtpb", "b.txtpb"))):
+                              ("AddressingStatus", "diff_lists_of_lists", ("a.txtpb", "b.txtpb")),
+                              ("ModsConfigured", "diff_path_is_one_of_tree",
+                               ("before.txtpb", "after.txtpb"))):
         yield "diff", run(["diff", kind, *(cases / case / name for name in names)]), 1
 
 

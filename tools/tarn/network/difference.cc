@@ -11,6 +11,7 @@
 #include "node_match.h"
 #include "same_value.h"
 #include "schema.h"
+#include "status_words.h"
 
 namespace tarn::tool {
 namespace {
@@ -48,6 +49,19 @@ NodeParent ParentOf(const Above& above) {
   return parent;
 }
 
+// A node, and all that are above it from the top down.
+struct Step {
+  const NodeItem* item;
+  int place;
+};
+using Way = std::vector<Step>;
+
+std::string PathOf(const Way& way) {
+  std::string path;
+  for (const Step& step : way) AppendPlace(step.place, &path);
+  return path;
+}
+
 // Compares messages, but not the nodes in them.
 class Comparison {
  public:
@@ -56,8 +70,10 @@ class Comparison {
 
   void Messages(const Message& a, const Message& b) { Fields(a, b); }
 
-  void Nodes(const NodeItem& a, const NodeItem& b) {
+  // `way` leads to b.
+  void Nodes(const NodeItem& a, const NodeItem& b, const Way& way) {
     node_ = &a;
+    way_ = &way;
     const NodeParts in_a = PartsOf(a);
     const NodeParts in_b = PartsOf(b);
     if (in_a.message != nullptr) Fields(*in_a.message, *in_b.message);
@@ -66,16 +82,16 @@ class Comparison {
 
  private:
   // Adds a step to the path, and removes it when destroyed.
-  class Step {
+  class PathStep {
    public:
-    Step(std::string* path, std::string_view step)
+    PathStep(std::string* path, std::string_view step)
         : path_(*path), size_(path->size()) {
       if (size_ > 0 && step.front() != '[') path_ += '.';
       path_ += step;
     }
-    ~Step() { path_.resize(size_); }
-    Step(const Step&) = delete;
-    Step& operator=(const Step&) = delete;
+    ~PathStep() { path_.resize(size_); }
+    PathStep(const PathStep&) = delete;
+    PathStep& operator=(const PathStep&) = delete;
 
    private:
     std::string& path_;
@@ -84,9 +100,20 @@ class Comparison {
 
   void Add(Difference difference) {
     NodeName name;
+    NodeName above;
+    NodeName top;
     if (node_ != nullptr) {
       name = NameOfItem(*node_);
       difference.node = &name;
+      difference.node_path = PathOf(*way_);
+      if (const size_t depth = way_->size(); depth > 1) {
+        above = NameOfItem(*(*way_)[depth - 2].item);
+        difference.above = &above;
+        if (depth > 2) {
+          top = NameOfItem(*way_->front().item);
+          difference.top = &top;
+        }
+      }
     }
     difference.path = path_;
     report_(difference);
@@ -101,8 +128,19 @@ class Comparison {
     Add(Difference::kRemoved, std::move(before), nullptr);
   }
   void Added(Text after) { Add(Difference::kAdded, nullptr, std::move(after)); }
-  void Changed(Text before, Text after) {
-    Add(Difference::kChanged, std::move(before), std::move(after));
+  void Changed(Text before, Text after, std::string words = "") {
+    Difference difference{Difference::kChanged};
+    difference.before = std::move(before);
+    difference.after = std::move(after);
+    difference.words = std::move(words);
+    Add(std::move(difference));
+  }
+  // The words for a status; nothing for other values.
+  static std::string WordsFor(const Message& message,
+                              const FieldDescriptor& field) {
+    if (field.enum_type() != tarn::StatusCodes_descriptor()) return "";
+    return WordsBesideName(
+        message.GetReflection()->GetEnumValue(message, &field));
   }
 
   void Unknown(const Message& a, const Message& b) {
@@ -131,7 +169,7 @@ class Comparison {
     const Descriptor& type = *a.GetDescriptor();
     for (int i = 0; i < type.field_count(); ++i) {
       const FieldDescriptor& field = *type.field(i);
-      const Step step(&path_, field.name());
+      const PathStep step(&path_, field.name());
       if (field.is_map()) {
         MapEntries(MapOf(a, field), MapOf(b, field), field);
       } else if (HoldsOtherNodes(field)) {
@@ -164,7 +202,7 @@ class Comparison {
       Add(std::move(difference));
     }
     for (int i = 0; i < std::min(size_a, size_b); ++i) {
-      const Step step(&path_, "[" + std::to_string(i) + "]");
+      const PathStep step(&path_, "[" + std::to_string(i) + "]");
       Fields(a.GetReflection()->GetRepeatedMessage(a, &field, i),
              b.GetReflection()->GetRepeatedMessage(b, &field, i));
     }
@@ -176,7 +214,8 @@ class Comparison {
       if (SameValue(a, b, field, -1)) return;
       const bool masked = !show_secrets_ && IsSecret(field);
       return Changed(masked ? Text(Mask) : ValueOf(a, field),
-                     masked ? Text(Mask) : ValueOf(b, field));
+                     masked ? Text(Mask) : ValueOf(b, field),
+                     WordsFor(b, field));
     }
     const bool in_a = a.GetReflection()->HasField(a, &field);
     const bool in_b = b.GetReflection()->HasField(b, &field);
@@ -196,7 +235,7 @@ class Comparison {
     const int size_b = b.GetReflection()->FieldSize(b, &field);
     for (int i = 0; i < std::max(size_a, size_b); ++i) {
       if (i < size_a && i < size_b && SameValue(a, b, field, i)) continue;
-      const Step step(&path_, "[" + std::to_string(i) + "]");
+      const PathStep step(&path_, "[" + std::to_string(i) + "]");
       if (i >= size_b) {
         Removed(ValueOf(a, field, i));
       } else if (i >= size_a) {
@@ -217,17 +256,18 @@ class Comparison {
       };
     };
     for (const auto* entry : EntriesNotIn(b, a)) {
-      const Step step(&path_, NameOfKey(entry->first));
+      const PathStep step(&path_, NameOfKey(entry->first));
       const auto other = b.find(entry->first);
       if (other == b.end()) {
         Removed(text(entry->second));
       } else {
-        Changed(text(entry->second), text(other->second));
+        Changed(text(entry->second), text(other->second),
+                WordsBesideName(other->second));
       }
     }
     for (const auto* entry : EntriesNotIn(a, b)) {
       if (a.contains(entry->first)) continue;
-      const Step step(&path_, NameOfKey(entry->first));
+      const PathStep step(&path_, NameOfKey(entry->first));
       Added(text(entry->second));
     }
   }
@@ -236,7 +276,7 @@ class Comparison {
                const FieldDescriptor& field) {
     const EntryMatch match(a, b, field);
     for (int i = 0; i < match.size_before(); ++i) {
-      const Step step(&path_, match.NameBefore(i));
+      const PathStep step(&path_, match.NameBefore(i));
       const int partner = match.PartnerOfBefore(i);
       if (partner < 0) {
         Removed(ValueOf(a, field, i));
@@ -247,7 +287,7 @@ class Comparison {
     }
     for (int i = 0; i < match.size_after(); ++i) {
       if (match.IsMatchedAfter(i)) continue;
-      const Step step(&path_, match.NameAfter(i));
+      const PathStep step(&path_, match.NameAfter(i));
       Added(ValueOf(b, field, i));
     }
     if (!match.in_order()) Add(Difference{Difference::kReordered});
@@ -256,6 +296,7 @@ class Comparison {
   const bool show_secrets_;
   const Report& report_;
   const NodeItem* node_ = nullptr;
+  const Way* way_ = nullptr;  // to the node
   std::string path_;
 };
 
@@ -267,6 +308,7 @@ class UnmatchedReporter : public NodeMatch::Visitor {
       : change_(change), report_(report) {}
 
   void Enter(const NodeItem& item, const NodeMatch::Pairing& pairing) override {
+    way_.push_back({&item, pairing.place});
     Open open;
     if (pairing.partner == nullptr) {
       if (!open_.empty() && open_.back().top >= 0) {
@@ -286,9 +328,11 @@ class UnmatchedReporter : public NodeMatch::Visitor {
   void Leave() override {
     const Open open = std::move(open_.back());
     open_.pop_back();
+    const std::string path = open.item == nullptr ? "" : PathOf(way_);
+    way_.pop_back();
     if (open.item == nullptr) return;
     const NodeName name = NameOfItem(*open.item);
-    Difference difference{change_, &name};
+    Difference difference{change_, &name, path};
     (change_ == Difference::kAdded ? difference.to : difference.from) =
         open.parent;
     difference.along = open.along;
@@ -307,28 +351,33 @@ class UnmatchedReporter : public NodeMatch::Visitor {
   const Difference::Change change_;
   const Report& report_;
   std::vector<Open> open_;
+  Way way_;
 };
 
+// Visits the nodes of the message after.
 class MatchedReporter : public NodeMatch::Visitor {
  public:
   MatchedReporter(Comparison* comparison, const Report& report)
       : comparison_(*comparison), report_(report) {}
 
   void Enter(const NodeItem& item, const NodeMatch::Pairing& pairing) override {
+    way_.push_back({&item, pairing.place});
     if (pairing.partner == nullptr) return;
     if (pairing.moved) {
       const NodeName name = NameOfItem(item);
-      Difference difference{Difference::kMoved, &name};
-      difference.from = ParentOf(pairing.above);
-      difference.to = ParentOf(pairing.partner_above);
+      Difference difference{Difference::kMoved, &name, PathOf(way_)};
+      difference.from = ParentOf(pairing.partner_above);
+      difference.to = ParentOf(pairing.above);
       report_(difference);
     }
-    comparison_.Nodes(item, *pairing.partner);
+    comparison_.Nodes(*pairing.partner, item, way_);
   }
+  void Leave() override { way_.pop_back(); }
 
  private:
   Comparison& comparison_;
   const Report& report_;
+  Way way_;
 };
 
 }  // namespace
@@ -343,7 +392,7 @@ void Compare(const Message& before, const Message& after, bool show_secrets,
   UnmatchedReporter added(Difference::kAdded, report);
   match.Visit(kAfter, &added);
   MatchedReporter matched(&comparison, report);
-  match.Visit(kBefore, &matched);
+  match.Visit(kAfter, &matched);
 }
 
 }  // namespace tarn::tool

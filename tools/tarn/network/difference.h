@@ -38,6 +38,12 @@ struct Difference {
   // The node that the difference is about, on the side that has it; null if it
   // is about none.
   const NodeName* node = nullptr;
+  // Of that node: its path, as AppendPlace() makes it, in the message after, or
+  // in the one before if it was removed. For changes within it the node above
+  // and the top node, null where there is none or it is the same.
+  std::string node_path = {};
+  const NodeName* above = nullptr;
+  const NodeName* top = nullptr;
   // Of what has changed within the node or the message.
   std::string_view path = {};
   // What has changed are the unknown fields of the message that `path` names.
@@ -45,6 +51,9 @@ struct Difference {
   // Write values in the text format. Null where there is none.
   Text before = {};
   Text after = {};
+  // For people: of the value after, if it is a status whose name does not say
+  // the same.
+  std::string words = {};
   // Of a node that came, went or moved: its parents.
   std::optional<NodeParent> from = {};
   std::optional<NodeParent> to = {};
@@ -56,20 +65,38 @@ struct Difference {
 };
 
 // Reports what differs: first fields outside of nodes, then nodes that were
-// removed and that were added, then the others from the top down. There is no
-// report if and only if both messages have the same canonical bytes once the
-// lists of nodes are ordered by kind and uuid; nodes of one kind and uuid, or
-// without a uuid, keep their order. Nodes are matched as node_match.h says.
-// Entries of lists that have a key, such as the `id` of a Product, are matched
-// by it, and other entries by position. Pass phrases are masked.
+// removed and that were added, then the others from the top down, in the order
+// of the message after. There is no report if and only if both messages have
+// the same canonical bytes once the lists of nodes are ordered by kind and
+// uuid; nodes of one kind and uuid, or without a uuid, keep their order. Nodes
+// are matched as node_match.h says. Entries of lists that have a key, such as
+// the `id` of a Product, are matched by it, and other entries by position. Pass
+// phrases are masked.
 void Compare(const google::protobuf::Message& before,
              const google::protobuf::Message& after, bool show_secrets,
              const std::function<void(const Difference&)>& report);
 
-// Prints a difference as a line for people, or as a JSON object. `mask_values`:
-// no value is shown, since a pass phrase can be in any of them.
-void PrintDifference(const Difference& difference, bool mask_values,
-                     Output* output);
+// Prints differences for people, a line each; those of status and error flag of
+// one node share a line. `mask_values`: no value is shown, since a pass phrase
+// can be in any of them.
+class DifferencePrinter {
+ public:
+  DifferencePrinter(bool mask_values, Output* output)
+      : mask_values_(mask_values), out_(*output) {}
+
+  void Print(const Difference& difference);
+  // Ends the last line.
+  void End();
+
+ private:
+  void PrintValues(const Difference& difference);
+
+  const bool mask_values_;
+  Output& out_;
+  std::string open_;  // path of the node whose line can go on; empty: none
+};
+
+// Writes a difference as a JSON object.
 void WriteDifference(const Difference& difference, bool mask_values,
                      JsonWriter* json);
 

@@ -31,13 +31,26 @@ void PrintParents(const Difference& difference, Output* output) {
   PrintParent(difference.from ? " to " : ", to ", difference.to, output);
 }
 
-void PrintValues(const Difference& difference, bool mask, Output* output) {
-  const TextSink write = [&](std::string_view piece) { output->Write(piece); };
-  if (difference.before) WriteText(difference.before, mask, write);
-  if (difference.before && difference.after) {
-    output->Painted(Color::kDim, " → ");
-  }
-  if (difference.after) WriteText(difference.after, mask, write);
+// Prints the node that a difference is about, and where it is.
+void PrintNode(const Difference& difference, Output* output) {
+  if (difference.node == nullptr) return;
+  output->Write(difference.node_path);
+  output->Write(' ');
+  output->Write(difference.node->label);
+  if (difference.above == nullptr) return;
+  output->Write(" in ");
+  output->Write(difference.above->label);
+  if (difference.top == nullptr) return;
+  output->Write(" of ");
+  output->Write(difference.top->label);
+}
+
+// Whether a difference is about the condition of its node.
+bool IsOfCondition(const Difference& difference) {
+  return difference.node != nullptr &&
+         difference.change == Difference::kChanged &&
+         (difference.path == "status" || difference.path == "error" ||
+          difference.path == "errorFlags");
 }
 
 void PrintSizes(const Difference& difference, Output* output) {
@@ -57,6 +70,13 @@ void WriteParent(const char* key, const std::optional<NodeParent>& parent,
   json->EndObject();
 }
 
+void WriteNode(const char* key, const NodeName* node, JsonWriter* json) {
+  if (node == nullptr) return;
+  json->Key(key).BeginObject();
+  WriteName(*node, json);
+  json->EndObject();
+}
+
 void WriteTextMember(const char* key, const Difference::Text& value, bool mask,
                      JsonWriter* json) {
   if (!value) return;
@@ -66,8 +86,40 @@ void WriteTextMember(const char* key, const Difference::Text& value, bool mask,
 
 }  // namespace
 
-void PrintDifference(const Difference& difference, bool mask_values,
-                     Output* output) {
+void DifferencePrinter::PrintValues(const Difference& difference) {
+  out_.Write(difference.path);
+  if (difference.unknown_fields) {
+    out_.Write(difference.path.empty() ? "unknown fields" : ".unknown fields");
+  }
+  out_.Write(": ");
+  if (difference.change == Difference::kReordered) {
+    return out_.Write("in another order");
+  }
+  if (difference.change == Difference::kResized) {
+    return PrintSizes(difference, &out_);
+  }
+  const TextSink write = [&](std::string_view piece) { out_.Write(piece); };
+  if (difference.before) WriteText(difference.before, mask_values_, write);
+  if (difference.before && difference.after) {
+    out_.Painted(Color::kDim, " → ");
+  }
+  if (difference.after) WriteText(difference.after, mask_values_, write);
+  if (difference.words.empty() || mask_values_) return;
+  out_.Write(" (" + difference.words + ')');
+}
+
+void DifferencePrinter::End() {
+  if (!open_.empty()) out_.Write('\n');
+  open_.clear();
+}
+
+void DifferencePrinter::Print(const Difference& difference) {
+  const bool of_condition = IsOfCondition(difference);
+  if (of_condition && open_ == difference.node_path) {
+    out_.Write(", ");
+    return PrintValues(difference);
+  }
+  End();
   constexpr struct {
     char sign;
     Color color;
@@ -75,28 +127,20 @@ void PrintDifference(const Difference& difference, bool mask_values,
                 {'>', Color::kCyan},   {'~', Color::kYellow},
                 {'~', Color::kYellow}, {'~', Color::kYellow}};
   const auto [sign, color] = kLooks[difference.change];
-  output->Painted(color, std::string_view(&sign, 1));
-  output->Write(' ');
-  if (difference.node != nullptr) output->Write(difference.node->label);
+  out_.Painted(color, std::string_view(&sign, 1));
+  out_.Write(' ');
+  PrintNode(difference, &out_);
   if (difference.from || difference.to) {
-    PrintParents(difference, output);
-    return output->Write('\n');
+    PrintParents(difference, &out_);
+    return out_.Write('\n');
   }
-  if (difference.node != nullptr) output->Write(": ");
-  output->Write(difference.path);
-  if (difference.unknown_fields) {
-    output->Write(difference.path.empty() ? "unknown fields"
-                                          : ".unknown fields");
-  }
-  output->Write(": ");
-  if (difference.change == Difference::kReordered) {
-    output->Write("in another order");
-  } else if (difference.change == Difference::kResized) {
-    PrintSizes(difference, output);
+  if (difference.node != nullptr) out_.Write(": ");
+  PrintValues(difference);
+  if (of_condition) {
+    open_ = difference.node_path;
   } else {
-    PrintValues(difference, mask_values, output);
+    out_.Write('\n');
   }
-  output->Write('\n');
 }
 
 void WriteDifference(const Difference& difference, bool mask_values,
@@ -105,7 +149,12 @@ void WriteDifference(const Difference& difference, bool mask_values,
                                       "changed", "reordered", "resized"};
   json->BeginObject();
   json->Key("change").String(kChanges[difference.change]);
-  if (difference.node != nullptr) WriteName(*difference.node, json);
+  if (difference.node != nullptr) {
+    json->Key("path").Word(difference.node_path);
+    WriteName(*difference.node, json);
+  }
+  WriteNode("above", difference.above, json);
+  WriteNode("top", difference.top, json);
   if (!difference.path.empty()) json->Key("field").String(difference.path);
   if (difference.unknown_fields) json->Key("unknownFields").Bool(true);
   WriteTextMember("before", difference.before, mask_values, json);

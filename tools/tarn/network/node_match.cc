@@ -202,14 +202,15 @@ bool NodeMatch::IsNodeItself() const {
 void NodeMatch::Visit(Side side, Visitor* visitor) const {
   const Message& here = side == kBefore ? before_ : after_;
   const Message& there = side == kBefore ? after_ : before_;
-  VisitHolder(side, here, &there, "", visitor);
+  int top_nodes = 0;
+  VisitHolder(side, here, &there, "", &top_nodes, visitor);
 }
 
 // Finds the top nodes of a message; `there` is the matching message of the
-// other side, or null.
+// other side, or null. Adds to the number of top nodes.
 void NodeMatch::VisitHolder(Side side, const Message& here,
                             const Message* there, const std::string& path,
-                            Visitor* visitor) const {
+                            int* top_nodes, Visitor* visitor) const {
   const Descriptor& type = *here.GetDescriptor();
   if (IsNode(type)) {
     return VisitLists(side, {{&here}, {there}, {nullptr, &path}, {}, false},
@@ -222,8 +223,14 @@ void NodeMatch::VisitHolder(Side side, const Message& here,
         path.empty() ? field.name() : path + "." + field.name();
     if (IsNode(*field.message_type())) {
       VisitLists(side,
-                 {{&here, &field}, {there, &field}, {nullptr, &at}, {}, false},
+                 {{&here, &field},
+                  {there, &field},
+                  {nullptr, &at},
+                  {},
+                  false,
+                  *top_nodes},
                  visitor);
+      *top_nodes += NodeList{&here, &field}.size();
     } else if (field.is_repeated() && HoldsNodes(*field.message_type())) {
       const auto& reflection = *here.GetReflection();
       const int others =
@@ -233,7 +240,7 @@ void NodeMatch::VisitHolder(Side side, const Message& here,
                     j < others
                         ? &reflection.GetRepeatedMessage(*there, &field, j)
                         : nullptr,
-                    at + "[" + std::to_string(j) + "]", visitor);
+                    at + "[" + std::to_string(j) + "]", top_nodes, visitor);
       }
     }
   }
@@ -247,6 +254,7 @@ void NodeMatch::VisitLists(Side side, const Lists& lists,
     const NodeItem& item = lists.here.at(i);
     Pairing pairing;
     pairing.above = lists.above;
+    pairing.place = lists.first + i;
     pairing.partner = siblings.PartnerOf(i);
     bool strays = lists.strays;
     if (pairing.partner != nullptr) {

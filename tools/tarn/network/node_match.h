@@ -39,6 +39,7 @@ class NodeMatch {
     Above above;                        // of the node
     Above partner_above;
     bool moved = false;  // whether the partner is elsewhere
+    int place = 0;       // of the node among its siblings, from 0
   };
   class Visitor {
    public:
@@ -60,6 +61,7 @@ class NodeMatch {
     NodeList here, there;
     Above above, above_there;
     bool strays = false;  // all nodes with a uuid in these lists are strays
+    int first = 0;        // place of the first node of the list that is visited
   };
   // A node that has a uuid, and no partner below the same node.
   struct Stray {
@@ -75,7 +77,8 @@ class NodeMatch {
   const Stray* FindStray(Side side, const NodeItem& item) const;
   void VisitHolder(Side side, const google::protobuf::Message& here,
                    const google::protobuf::Message* there,
-                   const std::string& path, Visitor* visitor) const;
+                   const std::string& path, int* top_nodes,
+                   Visitor* visitor) const;
   void VisitLists(Side side, const Lists& lists, Visitor* visitor) const;
   void VisitNode(Side side, const NodeItem& item, const Pairing& pairing,
                  bool strays, Visitor* visitor) const;

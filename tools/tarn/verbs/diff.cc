@@ -65,12 +65,14 @@ ExitCode RunDiff(const Command& command, const Arguments& arguments) {
     json.Key("type").String(type.descriptor->full_name());
     json.Key("differences").BeginList();
   }
+  DifferencePrinter printer(mask_values, &output);
   bool any = false;
   Compare(*before, *after, show_secrets, [&](const Difference& difference) {
     any = true;
     options.output.json ? WriteDifference(difference, mask_values, &json)
-                        : PrintDifference(difference, mask_values, &output);
+                        : printer.Print(difference);
   });
+  printer.End();
   if (options.output.json) {
     json.EndList();
     json.EndObject();
