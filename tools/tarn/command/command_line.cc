@@ -1,6 +1,7 @@
 // Declares the options that commands share, and parses the command line.
 #include "command_line.h"
 
+#include <algorithm>
 #include <charconv>
 #include <sstream>
 
@@ -39,8 +40,7 @@ int TakeUnit(std::string_view* text) {
 
 }  // namespace
 
-// The validators have no description: it would be longer than the rest of the
-// help.
+// These two have no description: it would be longer than the rest of the help.
 CLI::Validator SizeValue(uint64_t least) {
   return CLI::Validator(
       [least](std::string& value) -> std::string {
@@ -72,6 +72,19 @@ CLI::Validator WholeNumber(uint64_t least, uint64_t most) {
       "");
 }
 
+// The description tells the help the words.
+CLI::Validator OneOf(const std::vector<std::string>& words) {
+  const std::string set = "{" + CLI::detail::join(words, ",") + "}";
+  return CLI::Validator(
+      [words, set](std::string& value) -> std::string {
+        if (std::find(words.begin(), words.end(), value) != words.end()) {
+          return "";
+        }
+        return value + " not in " + set + DidYouMean(value, words);
+      },
+      set);
+}
+
 CommandLine::CommandLine(const std::string& verb, const std::string& summary,
                          const std::vector<std::string>& arguments)
     : app_(summary, "tarn " + verb),
@@ -91,8 +104,8 @@ void CommandLine::File(InputOptions* options) {
 void CommandLine::Form(InputOptions* options) {
   app_.add_option("--from", options->from,
                   "Form of the input; auto if not given")
-      ->check(CLI::IsMember({"auto", "binary", "hex", "words", "octal",
-                             "source", "base64", "text", "json"}))
+      ->check(OneOf({"auto", "binary", "hex", "words", "octal", "source",
+                     "base64", "text", "json"}))
       ->type_name("FORM")
       ->group("Input");
   app_.add_option("--max-size", options->max_size,
@@ -105,7 +118,7 @@ void CommandLine::Form(InputOptions* options) {
 void CommandLine::Stream(InputOptions* options) {
   app_.add_option("--frame", options->frame,
                   "Form of the length before each message of a stream")
-      ->check(CLI::IsMember({"none", "varint", "u32be", "u32le"}))
+      ->check(OneOf({"none", "varint", "u32be", "u32le"}))
       ->type_name("FRAME")
       ->group("Input");
   app_.add_flag("--keep-going", options->keep_going,
@@ -121,7 +134,7 @@ void CommandLine::Input(InputOptions* options) {
 void CommandLine::Color(OutputOptions* options) {
   app_.add_option("--color", options->color,
                   "When to use colours; auto: on a terminal")
-      ->check(CLI::IsMember({"auto", "always", "never"}))
+      ->check(OneOf({"auto", "always", "never"}))
       ->type_name("WHEN")
       ->group("Output");
 }
@@ -136,6 +149,20 @@ void CommandLine::Secrets(OutputOptions* options) {
   app_.add_flag("--show-secrets", options->show_secrets,
                 "Show the pass phrase of Wifi instead of ***")
       ->group("Output");
+}
+
+// For a single argument that is no option of the command.
+std::string CommandLine::Suggestion() const {
+  const std::vector<std::string> unknown = app_.remaining();
+  if (unknown.size() != 1 || unknown.front().substr(0, 2) != "--") return "";
+  std::vector<std::string> names;
+  for (const CLI::Option* option : app_.get_options()) {
+    for (const std::string& name : option->get_lnames()) {
+      names.push_back("--" + name);
+    }
+  }
+  const std::string& name = unknown.front();
+  return DidYouMean(name.substr(0, name.find('=')), names);
 }
 
 void CommandLine::Parse() {
@@ -153,7 +180,7 @@ void CommandLine::Parse() {
     output.Flush();
     throw HelpGiven();
   } catch (const CLI::ParseError& error) {
-    throw Failure(kUsage, std::string(error.what()) + "; see " +
+    throw Failure(kUsage, error.what() + Suggestion() + "; see " +
                               app_.get_name() + " --help");
   }
 }

@@ -29,6 +29,9 @@ inline constexpr uint64_t kMostSize = INT64_MAX;
 CLI::Validator SizeValue(uint64_t least);
 CLI::Validator WholeNumber(uint64_t least, uint64_t most);
 
+// Accepts one of some words. A word that is none of them gets a suggestion.
+CLI::Validator OneOf(const std::vector<std::string>& words);
+
 // Wraps the parser of one command. A command declares its options, calls
 // Parse(), and does its work:
 //
@@ -66,6 +69,8 @@ class CommandLine {
   void Parse();
 
  private:
+  std::string Suggestion() const;
+
   CLI::App app_;
   std::vector<std::string> arguments_;
 };

@@ -17,6 +17,8 @@ std::string NoSuchField(const Type& type, std::string_view name,
                         const std::vector<std::string>& names);
 std::string FieldTwice(const Field& field);
 std::string OtherMemberIsSet(const Field& field);
+// `value` as it was written. A word that is no value of an enum or bool gets a
+// suggestion.
 std::string NoValueOf(const Field& field, std::string_view value);
 
 }  // namespace tarn::tool

@@ -128,7 +128,7 @@ class TextChecker {
     const Tokenizer::Token value = token();
     if (!Takes(field, value, negative)) {
       const std::string shown = (negative ? "-" : "") + value.text;
-      return Fail(begin, NoValueOf(field, shown) + Suggestion(field, value));
+      return Fail(begin, NoValueOf(field, shown));
     }
     Next();
     // Strings that follow one another are one text.
@@ -188,16 +188,6 @@ class TextChecker {
            Tokenizer::ParseInteger(value.text, negative ? most_negative : most,
                                    &number) &&
            (!negative || most_negative > 0);
-  }
-
-  static std::string Suggestion(const Field& field,
-                                const Tokenizer::Token& value) {
-    if (field.kind != Kind::kEnum) return "";
-    std::vector<std::string> names;
-    for (const std::string_view name : field.enumeration->names) {
-      if (!name.empty()) names.emplace_back(name);
-    }
-    return DidYouMean(value.text, names);
   }
 
   const std::string_view text_;

@@ -37,7 +37,7 @@ Options ParseOptions(const Command& command, const Arguments& arguments) {
   line.app()
       .add_option("--fail-on", fail_on,
                   "Lowest severity for exit status 1; default warning")
-      ->check(CLI::IsMember(names))
+      ->check(OneOf(names))
       ->type_name("SEVERITY")
       ->group("Output");
   line.Json(&options.output);

@@ -149,7 +149,7 @@ ExitCode RunDecode(const Command& command, const Arguments& arguments) {
   line.Input(&options.input);
   line.app()
       .add_option("--to", options.to, "Form of the output; default text")
-      ->check(CLI::IsMember({"text", "json", "hex", "binary"}))
+      ->check(OneOf({"text", "json", "hex", "binary"}))
       ->type_name("FORM")
       ->group("Output");
   line.app()
@@ -167,7 +167,7 @@ ExitCode RunDecode(const Command& command, const Arguments& arguments) {
   line.app()
       .add_option("--unknown", options.unknown,
                   "Unknown fields; default drop for JSON, else keep")
-      ->check(CLI::IsMember({"keep", "drop", "fail"}))
+      ->check(OneOf({"keep", "drop", "fail"}))
       ->type_name("WHAT")
       ->group("Output");
   line.Color(&options.output);

@@ -38,7 +38,7 @@ ExitCode RunEncode(const Command& command, const Arguments& arguments) {
   line.Stream(&options.input);
   line.app()
       .add_option("--to", options.to, "Form of the output; default binary")
-      ->check(CLI::IsMember({"binary", "hex", "base64"}))
+      ->check(OneOf({"binary", "hex", "base64"}))
       ->type_name("FORM")
       ->group("Output");
   line.app().footer(

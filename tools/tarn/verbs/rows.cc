@@ -77,7 +77,7 @@ Options ParseOptions(const Command& command, const Arguments& arguments) {
       ->type_name("TABLE");
   auto* to =
       app.add_option("--to", options.to, "Form of the rows; csv if not given")
-          ->check(CLI::IsMember({"csv", "ndjson"}))
+          ->check(OneOf({"csv", "ndjson"}))
           ->type_name("FORM")
           ->group("Output");
   auto* folder = app.add_option("--folder", options.folder,

@@ -77,12 +77,12 @@ Options ParseOptions(const Command& command, const Arguments& arguments) {
   app.add_option("--to", options.to,
                  "Form of the output; text if not given, or binary "
                  "with --frame")
-      ->check(CLI::IsMember({"text", "json", "hex", "binary"}))
+      ->check(OneOf({"text", "json", "hex", "binary"}))
       ->type_name("FORM")
       ->group("Output");
   app.add_option("--frame", options.frame,
                  "Form of the length before each message, for binary")
-      ->check(CLI::IsMember({"none", "varint", "u32be", "u32le"}))
+      ->check(OneOf({"none", "varint", "u32be", "u32le"}))
       ->type_name("FRAME")
       ->group("Output");
   const auto below = [&](const char* name, int* number, const char* what) {
