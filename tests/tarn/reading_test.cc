@@ -90,8 +90,8 @@ TEST(Reading, EveryMessageOfTheCorpusIsReadAsWhatItIs) {
         const std::string text = write(bytes);
         try {
           const Reading reading = Read(InputOptions(), "", {&type}, text);
-          EXPECT_EQ(reading.binary, write == Binary) << text;
-          EXPECT_EQ(reading.binary ? text : reading.bytes, bytes) << text;
+          EXPECT_EQ(reading.binary(), write == Binary) << text;
+          EXPECT_EQ(reading.binary() ? text : reading.bytes, bytes) << text;
         } catch (const Failure& failure) {
           EXPECT_NE(write, Binary) << failure.what();
           EXPECT_EQ(failure.code(), tarn::tool::kUsage) << failure.what();

@@ -189,4 +189,29 @@ std::string EncodeJson(const Type& type, std::string_view json,
       place + (type.secret ? kSecretReason : std::string(status.message())));
 }
 
+size_t UnderstoodText(const Type& type, std::string_view text) {
+  const std::unique_ptr<Message> message = NewMessage(type);
+  FirstError error;
+  TextFormat::Parser parser;
+  parser.RecordErrorsTo(&error);
+  parser.SetRecursionLimit(kMaxDepth);
+  parser.AllowUnknownField(true);
+  io::ArrayInputStream stream(text.data(), text.size());
+  parser.Parse(&stream, message.get());
+  return message->ByteSizeLong();
+}
+
+size_t UnderstoodJson(const Type& type, std::string_view json) {
+  const std::unique_ptr<Message> message = NewMessage(type);
+  google::protobuf::util::JsonParseOptions options;
+  options.ignore_unknown_fields = true;
+  if (!google::protobuf::util::JsonStringToMessage(
+           google::protobuf::StringPiece(json.data(), json.size()),
+           message.get(), options)
+           .ok()) {
+    return 0;
+  }
+  return message->ByteSizeLong();
+}
+
 }  // namespace tarn::tool

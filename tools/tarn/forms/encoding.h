@@ -31,6 +31,11 @@ std::string EncodeText(const Type& type, std::string_view text,
 std::string EncodeJson(const Type& type, std::string_view json,
                        const std::string& place);
 
+// How much of a text or JSON that is no message of the type could be one: the
+// bytes of what is left without names that the type does not have.
+size_t UnderstoodText(const Type& type, std::string_view text);
+size_t UnderstoodJson(const Type& type, std::string_view json);
+
 }  // namespace tarn::tool
 
 #endif  // TOOLS_TARN_ENCODING_H_

@@ -125,6 +125,7 @@ void AddDataUri(std::string_view text, std::vector<Form>* forms) {
   if (comma == text.npos) return;
   Form form;
   form.name = "base64";
+  form.layout = "a data address";
   form.certain = true;
   const std::string_view head = text.substr(0, comma);
   if (head.size() < 7 || head.substr(head.size() - 7) != ";base64") {
@@ -155,6 +156,7 @@ void AddDump(std::string_view text, uint64_t max_size,
     bytes_verified = dump.verified;
     Form form;
     form.name = name;
+    form.layout = "a dump";
     form.bytes = std::move(dump.bytes);
     form.certain = dump.certain;
     forms->push_back(std::move(form));
@@ -169,12 +171,21 @@ void AddDump(std::string_view text, uint64_t max_size,
   forms->push_back(form);
 }
 
+std::vector<Form> Within(const char* layout, std::vector<Form> forms) {
+  for (Form& form : forms) {
+    form.layout += (form.layout.empty() ? "" : ", ") + std::string(layout);
+  }
+  return forms;
+}
+
 // The forms of a text that has nothing else around it.
 std::vector<Form> PlainForms(std::string_view text, uint64_t max_size) {
   std::vector<Form> forms;
-  const auto add = [&](const char* name, bool certain, std::string bytes) {
+  const auto add = [&](const char* name, bool certain, std::string bytes,
+                       const char* layout = "") {
     Form form;
     form.name = name;
+    form.layout = layout;
     form.certain = certain;
     form.bytes = std::move(bytes);
     forms.push_back(std::move(form));
@@ -185,7 +196,7 @@ std::vector<Form> PlainForms(std::string_view text, uint64_t max_size) {
   if (!forms.empty() && forms.front().certain) return forms;
   std::string bytes;
   if (FromArray(text, &bytes)) {
-    add("source", true, bytes);
+    add("source", true, bytes, "an array");
     return forms;
   }
   const bool json = LooksLikeJson(text);
@@ -200,7 +211,8 @@ std::vector<Form> PlainForms(std::string_view text, uint64_t max_size) {
     add("hex", false, bytes);
   }
   bytes.clear();
-  if (FromEscapes(text, &bytes)) add("source", bytes.size() > 1, bytes);
+  if (FromEscapes(text, &bytes))
+    add("source", bytes.size() > 1, bytes, "strings with escapes");
   bytes.clear();
   if (FromHexDigits(digits, &bytes) && !bytes.empty()) {
     add("hex", ArePairs(digits), bytes);
@@ -336,12 +348,13 @@ std::vector<Form> FormsOf(std::string_view input, uint64_t max_size) {
   if (input.substr(0, 3) == "\xEF\xBB\xBF") input.remove_prefix(3);
   if (!IsText(input) || Trim(input).empty()) return {};
   std::string plain;
-  if (Unquote(input, &plain)) return FormsOf(plain, max_size);
+  if (Unquote(input, &plain))
+    return Within("quoted as in a mail", FormsOf(plain, max_size));
   std::vector<Form> forms = PlainForms(input, max_size);
   if ((forms.empty() || !forms.front().certain ||
        !forms.front().problem.empty()) &&
       Unnumber(input, &plain)) {
-    for (Form& form : PlainForms(plain, max_size)) {
+    for (Form& form : Within("numbered", PlainForms(plain, max_size))) {
       forms.push_back(std::move(form));
     }
   }

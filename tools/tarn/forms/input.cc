@@ -57,15 +57,17 @@ void GiveHint(Mismatch* mismatch, const Record& record) {
   if (!hint.empty()) Complain(hint);
 }
 
+}  // namespace
+
 ExitCode ForEachFramed(const InputOptions& options, Reader* reader,
-                       Mismatch* mismatch,
-                       const std::function<ExitCode(const Record&)>& handle) {
+                       const RecordHandler& handle,
+                       const StreamErrorHandler& complain) {
   Progress progress;
   Record record;
   ExitCode worst = kFine;
-  const auto complain = [&](const std::string& reason) {
+  const auto fail = [&](const std::string& reason) {
     progress.Hide();
-    Complain(PlaceInInput(options, record, 0) + reason);
+    complain(record, reason);
     worst = std::max(worst, kMalformed);
   };
   while (reader->Fill(1)) {
@@ -77,22 +79,22 @@ ExitCode ForEachFramed(const InputOptions& options, Reader* reader,
     const Header header =
         ReadHeader(options.frame, reader->window().substr(0, most));
     if (header.size == 0) {
-      complain(reader->window().size() < 10 ? "cut off inside the frame"
-                                            : "a frame longer than ten bytes");
+      fail(reader->window().size() < 10 ? "cut off inside the frame"
+                                        : "a frame longer than ten bytes");
       break;
     }
     reader->Consume(header.size);
     const std::string too_large = TooLarge(header.length, options.max_size);
     if (!too_large.empty()) {
-      complain("message of " + std::to_string(header.length) +
-               " bytes: " + too_large);
+      fail("message of " + std::to_string(header.length) +
+           " bytes: " + too_large);
       if (!options.keep_going || !Discard(reader, header.length)) break;
       continue;
     }
     if (!reader->Fill(header.length)) {
-      complain("cut off inside the message: " +
-               std::to_string(reader->window().size()) + " of its " +
-               std::to_string(header.length) + " bytes are there");
+      fail("cut off inside the message: " +
+           std::to_string(reader->window().size()) + " of its " +
+           std::to_string(header.length) + " bytes are there");
       break;
     }
     record.offset = reader->offset();
@@ -100,7 +102,6 @@ ExitCode ForEachFramed(const InputOptions& options, Reader* reader,
     progress.Update(record.number, record.offset + record.bytes.size());
     const ExitCode status = handle(record);
     worst = std::max(worst, status);
-    GiveHint(mismatch, record);
     if (status >= kMalformed && !options.keep_going) break;
     if (ReaderHasGone() && !options.to_the_end) break;
     reader->Consume(header.length);
@@ -108,8 +109,6 @@ ExitCode ForEachFramed(const InputOptions& options, Reader* reader,
   progress.Hide();
   return worst;
 }
-
-}  // namespace
 
 std::string PlaceInInput(const InputOptions& options, const Record& record,
                          uint64_t offset) {
@@ -127,6 +126,17 @@ std::string ErrorAt(const InputOptions& options, const Record& record,
          (path.empty() ? "" : path + ": ") + reason;
 }
 
+std::vector<Candidate> RankRecord(const std::vector<const Type*>& types,
+                                  const Record& record) {
+  if (record.written == nullptr) return Rank(types, record.bytes);
+  std::vector<Candidate> candidates;
+  for (const Written& message : *record.written) {
+    candidates.push_back({message.type, Weigh(*message.type, message.bytes)});
+  }
+  Sort(&candidates);
+  return candidates;
+}
+
 std::string ReadFile(const std::string& file, uint64_t max_size) {
   InputOptions options;
   options.file = file;
@@ -139,30 +149,49 @@ std::string ReadMessage(const InputOptions& options, const Type& type) {
   std::string input = ReadFile(options.file, options.max_size);
   Reading reading =
       Read(options, InputName(options.file) + ": ", {&type}, input);
+  if (!reading.note.empty()) Complain(reading.note);
   Record record;
-  record.bytes = reading.binary ? input : reading.bytes;
+  record.bytes = reading.binary() ? input : reading.bytes;
   Mismatch mismatch(InputName(options.file) + ": ", {&type});
   GiveHint(&mismatch, record);
-  return reading.binary ? std::move(input) : std::move(reading.bytes);
+  return reading.binary() ? std::move(input) : std::move(reading.bytes);
 }
 
 ExitCode ForEachRecord(const InputOptions& options,
                        const std::vector<const Type*>& types,
-                       const std::function<ExitCode(const Record&)>& handle) {
+                       const RecordHandler& handle) {
   Reader reader(options.file);
   const std::string name = InputName(options.file) + ": ";
   Mismatch mismatch(name, types);
-  if (options.frame != "none") {
-    if (options.from != "auto" && options.from != "binary") {
-      throw Failure(kUsage, "--frame is for binary streams, not for --from " +
-                                options.from);
-    }
-    return ForEachFramed(options, &reader, &mismatch, handle);
+  const bool framed = options.frame != "none";
+  const auto stream = [&](Reader* from) {
+    return ForEachFramed(
+        options, from,
+        [&](const Record& record) {
+          const ExitCode status = handle(record);
+          GiveHint(&mismatch, record);
+          return status;
+        },
+        [&](const Record& record, const std::string& reason) {
+          Complain(PlaceInInput(options, record, 0) + reason);
+        });
+  };
+  if (framed && (options.from == "text" || options.from == "json")) {
+    throw Failure(kUsage,
+                  "--frame is for bytes, not for --from " + options.from);
+  }
+  if (framed && (options.from == "auto" || options.from == "binary")) {
+    return stream(&reader);
   }
   const std::string input = ReadAll(&reader, options);
-  const Reading reading = Read(options, name, types, input);
+  Reading reading = Read(options, name, types, input);
+  if (framed) {
+    Reader memory(InputName(options.file), std::move(reading.bytes));
+    return stream(&memory);
+  }
+  if (!reading.note.empty()) Complain(reading.note);
   Record record;
-  record.bytes = reading.binary ? input : reading.bytes;
+  record.bytes = reading.binary() ? input : reading.bytes;
   record.written = reading.written.empty() ? nullptr : &reading.written;
   if (input.empty() && ::isatty(STDERR_FILENO) != 0) {
     Complain(InputName(options.file) + " is empty, which is an empty message");

@@ -9,6 +9,8 @@
 
 #include "failure.h"
 #include "input_options.h"
+#include "ranking.h"
+#include "reader.h"
 #include "reading.h"
 #include "schema.h"
 
@@ -24,6 +26,8 @@ struct Record {
   const std::vector<Written>* written = nullptr;
 };
 
+using RecordHandler = std::function<ExitCode(const Record&)>;
+
 // Calls `handle` for each message of the input: one without a frame, or many
 // with frames. Uses memory for the largest of them only. Reads them as messages
 // of one of the types. If the first messages look like something else, says so
@@ -34,13 +38,28 @@ struct Record {
 // progress of a slow stream on a terminal.
 ExitCode ForEachRecord(const InputOptions& options,
                        const std::vector<const Type*>& types,
-                       const std::function<ExitCode(const Record&)>& handle);
+                       const RecordHandler& handle);
+
+// Called for an error of the stream itself, with the record that it is in.
+using StreamErrorHandler =
+    std::function<void(const Record&, const std::string& reason)>;
+
+// The same for the framed messages of a reader, without the look at what they
+// are. Errors of the stream go to `complain`.
+ExitCode ForEachFramed(const InputOptions& options, Reader* reader,
+                       const RecordHandler& handle,
+                       const StreamErrorHandler& complain);
 
 // Calls `handle` with the canonical bytes of each message of an input in text
 // or JSON: one message, or with --frame one JSON message on each line. Returns
 // the worst status, as above.
 ExitCode ForEachWritten(const InputOptions& options, const Type& type,
                         const std::function<void(std::string_view)>& handle);
+
+// The types that a record can have, the likeliest first. Text and JSON have
+// only those that accept them, each with bytes of its own.
+std::vector<Candidate> RankRecord(const std::vector<const Type*>& types,
+                                  const Record& record);
 
 // The message of an input that is not a stream.
 std::string ReadMessage(const InputOptions& options, const Type& type);

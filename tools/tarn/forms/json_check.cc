@@ -16,10 +16,10 @@ constexpr std::string_view kUnknown = "@unknown";
 
 class JsonChecker {
  public:
-  JsonChecker(const Type& type, std::string_view json,
+  JsonChecker(const Type* type, std::string_view json,
               const JsonValueTest& test)
       : json_(json), test_(test) {
-    expected_ = {&type, nullptr};
+    expected_ = {type, nullptr};
   }
 
   JsonFindings Run() {
@@ -270,7 +270,11 @@ class JsonChecker {
 
 JsonFindings CheckJson(const Type& type, std::string_view json,
                        const JsonValueTest& test) {
-  return JsonChecker(type, json, test).Run();
+  return JsonChecker(&type, json, test).Run();
+}
+
+std::string FindJsonProblem(std::string_view json) {
+  return JsonChecker(nullptr, json, nullptr).Run().problem;
 }
 
 std::string LineAndColumn(std::string_view text, size_t offset) {

@@ -31,6 +31,9 @@ using JsonValueTest = std::function<bool(const Type& type, const Field& field,
 JsonFindings CheckJson(const Type& type, std::string_view json,
                        const JsonValueTest& test = nullptr);
 
+// The same error for text that is no JSON at all; empty if it is JSON.
+std::string FindJsonProblem(std::string_view json);
+
 // "line 3, column 7": columns count characters, from 1.
 std::string LineAndColumn(std::string_view text, size_t offset);
 

@@ -22,25 +22,20 @@ Evidence Mismatch::WeighPart(const Type& type, std::string_view bytes) {
 }
 
 std::string Mismatch::FrameOf(std::string_view bytes) {
-  for (const char* frame : {"varint", "u32be", "u32le"}) {
-    std::string_view rest = bytes;
+  for (const char* frame : kFrames) {
     int messages = 0;
-    bool fits = true;
-    while (fits && !rest.empty()) {
-      const Header header = ReadHeader(frame, rest);
-      fits = header.size > 0 && header.length <= rest.size() - header.size;
-      if (!fits) break;
-      const std::string_view message = rest.substr(header.size, header.length);
-      // Only the first few messages are weighed; the others only have to fit
-      // into their frames.
-      fits = ++messages > kMessages ||
-             std::any_of(types_.begin(), types_.end(), [&](const Type* type) {
-               const Evidence evidence = WeighPart(*type, message);
-               return IsClean(evidence) && evidence.fields > 0;
-             });
-      rest.remove_prefix(header.size + header.length);
-    }
-    if (fits && messages > 0) return frame;
+    const std::string_view rest =
+        TakeFramed(frame, bytes, [&](std::string_view message) {
+          // Only the first few messages are weighed; the others only have to
+          // fit into their frames.
+          return ++messages > kMessages ||
+                 std::any_of(
+                     types_.begin(), types_.end(), [&](const Type* type) {
+                       const Evidence evidence = WeighPart(*type, message);
+                       return IsClean(evidence) && evidence.fields > 0;
+                     });
+        });
+    if (rest.empty() && messages > 0) return frame;
   }
   return "";
 }

@@ -31,7 +31,7 @@ Reader::Reader(const std::string& file) : name_(InputName(file)) {
 }
 
 Reader::~Reader() {
-  if (fd_ != STDIN_FILENO) ::close(fd_);
+  if (fd_ > STDIN_FILENO) ::close(fd_);
 }
 
 void Reader::Fail() const {
@@ -46,6 +46,7 @@ uint64_t Reader::known_size() const {
 
 bool Reader::Fill(size_t size) {
   while (end_ - begin_ < size) {
+    if (fd_ < 0) return false;
     if (begin_ + size > buffer_.size() || begin_ == end_) {
       std::memmove(buffer_.data(), buffer_.data() + begin_, end_ - begin_);
       end_ -= begin_;

@@ -20,6 +20,9 @@ std::string InputName(const std::string& file);
 class Reader {
  public:
   explicit Reader(const std::string& file);
+  // Has all its bytes in memory; `name` is what messages call it.
+  Reader(const std::string& name, std::string bytes)
+      : name_(name), fd_(-1), buffer_(std::move(bytes)), end_(buffer_.size()) {}
   ~Reader();
   Reader(const Reader&) = delete;
   Reader& operator=(const Reader&) = delete;

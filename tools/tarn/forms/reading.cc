@@ -6,6 +6,7 @@
 #include "encoding.h"
 #include "failure.h"
 #include "forms.h"
+#include "json_check.h"
 #include "ranking.h"
 
 namespace tarn::tool {
@@ -37,8 +38,47 @@ struct Attempt {
   bool certain = false;
   Quality quality = Quality::kNone;
   Reading reading;
-  std::string complaint;  // of text and JSON that no type takes
+  // Of text and JSON that no type takes: why the likeliest does not.
+  std::string complaint;
+  const Type* likeliest = nullptr;
 };
+
+std::string Encode(const std::string& form, const Type& type,
+                   std::string_view text, const std::string& name) {
+  return form == "json" ? EncodeJson(type, text, name)
+                        : EncodeText(type, text, name);
+}
+
+// Says why a text is no message of the type that it is most like: the type that
+// understands most of it.
+void ExplainWritten(const std::string& name,
+                    const std::vector<const Type*>& types,
+                    std::string_view text, Attempt* attempt) {
+  const std::string broken =
+      attempt->form == "json" ? FindJsonProblem(text) : "";
+  if (!broken.empty()) {
+    attempt->complaint = name + broken;
+    return;
+  }
+  size_t most = 0;
+  for (const Type* type : types) {
+    const size_t understood = attempt->form == "json"
+                                  ? UnderstoodJson(*type, text)
+                                  : UnderstoodText(*type, text);
+    if (attempt->likeliest != nullptr && understood <= most) continue;
+    attempt->likeliest = type;
+    most = understood;
+  }
+  try {
+    Encode(attempt->form, *attempt->likeliest, text, name);
+  } catch (const Failure& failure) {
+    attempt->complaint = failure.what();
+  }
+  if (types.size() == 1) return;
+  attempt->complaint += " (read as " +
+                        attempt->likeliest->descriptor->full_name() +
+                        "; no other type takes it)";
+}
 
 // A message as text or JSON, for every type that takes it.
 Attempt TryWritten(const std::string& form, const std::string& name,
@@ -48,19 +88,16 @@ Attempt TryWritten(const std::string& form, const std::string& name,
   attempt.form = form;
   for (const Type* type : types) {
     try {
-      std::string bytes = form == "json" ? EncodeJson(*type, text, name)
-                                         : EncodeText(*type, text, name);
+      std::string bytes = Encode(form, *type, text, name);
       attempt.reading.written.push_back({type, std::move(bytes)});
     } catch (const Failure& failure) {
       if (failure.code() != kMalformed) throw;
-      if (!attempt.complaint.empty()) continue;
-      attempt.complaint = failure.what();
-      if (types.size() == 1) continue;
-      attempt.complaint += " (read as " + type->descriptor->full_name() +
-                           "; no other type takes it)";
     }
   }
-  if (attempt.reading.written.empty()) return attempt;
+  if (attempt.reading.written.empty()) {
+    ExplainWritten(name, types, text, &attempt);
+    return attempt;
+  }
   attempt.reading.bytes = attempt.reading.written.front().bytes;
   attempt.quality =
       attempt.reading.bytes.empty() ? Quality::kOdd : Quality::kClean;
@@ -77,6 +114,8 @@ Attempt Try(Form&& form, const std::string& name,
     attempt.quality = QualityOf(types, form.bytes);
     attempt.reading.bytes = std::move(form.bytes);
   }
+  attempt.reading.form = attempt.form;
+  attempt.reading.layout = form.layout;
   attempt.certain = form.certain;
   return attempt;
 }
@@ -117,14 +156,18 @@ std::vector<Attempt*> Choices(std::vector<Attempt>* attempts, Attempt* binary,
 
 [[noreturn]] void AskForForm(const std::string& name,
                              const std::vector<Attempt*>& choices) {
-  std::string forms;
+  std::string words;
+  std::vector<std::string> forms;
   for (const Attempt* choice : choices) {
     if (choice != choices.front())
-      forms += choice == choices.back() ? " and as " : ", as ";
-    forms += choice->form;
+      words += choice == choices.back() ? " and as " : ", as ";
+    words += choice->form;
+    forms.push_back(choice->form);
   }
-  throw Failure(kUsage, name + "can be read as " + forms +
-                            ": say with --from which it is");
+  throw NotRead(
+      kUsage,
+      name + "can be read as " + words + ": say with --from which it is",
+      forms);
 }
 
 // Reads a message inside other text. Returns false if there is none, or more
@@ -149,8 +192,10 @@ bool ReadInside(const std::string& name, const std::vector<const Type*>& types,
                                   "bytes " +
                                   places + ": cut one out");
   }
-  Complain(name + "text with one message in it: the " + found.front().name +
-           " at byte " + places + " is read");
+  reading->form = found.front().name;
+  reading->layout = "inside other text, at byte " + places;
+  reading->note = name + "text with one message in it: the " + reading->form +
+                  " at byte " + places + " is read";
   reading->bytes = std::move(found.front().bytes);
   return true;
 }
@@ -181,7 +226,13 @@ std::string NotDigits(std::string_view text, std::string_view digits,
         "no dump of " +
         std::string(form == "words" ? "words in hexadecimal" : "octal numbers");
   }
-  throw Failure(kMalformed, name + reason);
+  throw NotRead(kMalformed, name + reason, {form});
+}
+
+// Ends the command for a text that no type takes.
+[[noreturn]] void Refuse(const Attempt& attempt) {
+  throw NotRead(kMalformed, attempt.complaint, {attempt.form},
+                attempt.likeliest);
 }
 
 Reading ReadAs(const InputOptions& options, const std::string& name,
@@ -189,9 +240,7 @@ Reading ReadAs(const InputOptions& options, const std::string& name,
   Reading reading;
   if (options.from == "text" || options.from == "json") {
     Attempt attempt = TryWritten(options.from, name, types, input);
-    if (attempt.quality == Quality::kNone && attempt.reading.written.empty()) {
-      throw Failure(kMalformed, attempt.complaint);
-    }
+    if (!attempt.complaint.empty()) Refuse(attempt);
     return std::move(attempt.reading);
   }
   if (!FromForm(options.from, input, options.max_size, &reading.bytes)) {
@@ -200,8 +249,9 @@ Reading ReadAs(const InputOptions& options, const std::string& name,
   return reading;
 }
 
-// Returns false if the input is binary, or at least has no other form.
-bool ReadAuto(const InputOptions& options, const std::string& name,
+// Leaves the reading as it is if the input is binary, or at least has no other
+// form.
+void ReadAuto(const InputOptions& options, const std::string& name,
               const std::vector<const Type*>& types, std::string_view input,
               Reading* reading) {
   std::vector<Attempt> attempts;
@@ -214,25 +264,26 @@ bool ReadAuto(const InputOptions& options, const std::string& name,
       problem = form.problem;
     }
   }
-  if (forms.empty() && !IsText(input)) return false;
+  if (forms.empty() && !IsText(input)) return;
   Attempt binary;
   binary.quality = QualityOf(types, input);
   const std::vector<Attempt*> choices =
       Choices(&attempts, &binary, input.back() == '\n');
   if (choices.size() > 1) AskForForm(name, choices);
   if (!choices.empty()) {
-    if (choices.front() == &binary) return false;
-    *reading = std::move(choices.front()->reading);
-    return true;
+    if (choices.front() != &binary) {
+      *reading = std::move(choices.front()->reading);
+    }
+    return;
   }
-  if (ReadInside(name, types, input, reading)) return true;
-  if (!problem.empty()) throw Failure(kMalformed, name + problem);
-  if (attempts.empty()) return false;
+  if (ReadInside(name, types, input, reading)) return;
+  if (!problem.empty()) {
+    throw NotRead(kMalformed, name + problem, {forms.back().name});
+  }
+  if (attempts.empty()) return;
   Attempt& likeliest = attempts.front();
-  if (!likeliest.complaint.empty())
-    throw Failure(kMalformed, likeliest.complaint);
+  if (!likeliest.complaint.empty()) Refuse(likeliest);
   *reading = std::move(likeliest.reading);
-  return true;
 }
 
 }  // namespace
@@ -241,12 +292,12 @@ Reading Read(const InputOptions& options, const std::string& name,
              const std::vector<const Type*>& types, std::string_view input) {
   Reading reading;
   if (options.from == "binary" || input.empty()) return reading;
-  if (options.from != "auto") {
+  if (options.from == "auto") {
+    ReadAuto(options, name, types, input, &reading);
+  } else {
     reading = ReadAs(options, name, types, input);
-  } else if (!ReadAuto(options, name, types, input, &reading)) {
-    return reading;
+    reading.form = options.from;
   }
-  reading.binary = false;
   return reading;
 }
 

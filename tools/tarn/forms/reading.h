@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "failure.h"
 #include "input_options.h"
 #include "schema.h"
 
@@ -19,16 +20,37 @@ struct Written {
 };
 
 struct Reading {
-  bool binary = true;            // the input itself
-  std::string bytes;             // of all else; of text and JSON, for the first
-                                 // type that takes it
+  std::string form = "binary";  // as --from names it
+  std::string layout;           // what is around the message, for people
+  std::string note;             // a sentence for stderr; may be empty
+  std::string bytes;  // not of binary; of text and JSON, for the first
+                      // type that takes it
   std::vector<Written> written;  // of text and JSON; elsewhere empty
+
+  bool binary() const { return form == "binary"; }
+};
+
+// Why an input cannot be read.
+class NotRead : public Failure {
+ public:
+  NotRead(ExitCode code, const std::string& message,
+          const std::vector<std::string>& forms, const Type* type = nullptr)
+      : Failure(code, message), forms_(forms), type_(type) {}
+
+  // The forms that it can have: several if tarn must be told which it is.
+  const std::vector<std::string>& forms() const { return forms_; }
+  // Of text and JSON: the type that it is most like. Else null.
+  const Type* type() const { return type_; }
+
+ private:
+  std::vector<std::string> forms_;
+  const Type* type_;
 };
 
 // Reads an input in the form that --from names. For auto, reads it in the one
 // form in which it is a message of one of the types. Bytes that are such a
 // message are binary, unless the layout of another form is unmistakable. If two
-// forms fit, throws a Failure that asks for --from. If none fits, returns the
+// forms fit, throws a NotRead that asks for --from. If none fits, returns the
 // likeliest form, whose errors are then reported. `name` is the name of the
 // input, for error messages.
 Reading Read(const InputOptions& options, const std::string& name,

@@ -29,6 +29,20 @@ Header ReadHeader(const std::string& frame, std::string_view bytes) {
   return {most, length};
 }
 
+std::string_view TakeFramed(
+    const std::string& frame, std::string_view bytes,
+    const std::function<bool(std::string_view)>& message) {
+  while (!bytes.empty()) {
+    const Header header = ReadHeader(frame, bytes);
+    if (header.size == 0 || header.length > bytes.size() - header.size ||
+        !message(bytes.substr(header.size, header.length))) {
+      break;
+    }
+    bytes.remove_prefix(header.size + header.length);
+  }
+  return bytes;
+}
+
 void WriteFramed(const std::string& frame, std::string_view bytes,
                  Output* output) {
   using google::protobuf::io::CodedOutputStream;
