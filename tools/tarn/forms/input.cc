@@ -126,6 +126,16 @@ std::string ErrorAt(const InputOptions& options, const Record& record,
          (path.empty() ? "" : path + ": ") + reason;
 }
 
+void PrintRecordLine(const Record& record, std::string_view mark,
+                     Output* output) {
+  if (record.number == 0) return;
+  if (record.number > 1) output->Write('\n');
+  output->Painted(Color::kDim, std::string(mark) + "record " +
+                                   std::to_string(record.number) + ", byte " +
+                                   std::to_string(record.offset));
+  output->Write('\n');
+}
+
 std::vector<Candidate> RankRecord(const std::vector<const Type*>& types,
                                   const Record& record) {
   if (record.written == nullptr) return Rank(types, record.bytes);

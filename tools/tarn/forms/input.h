@@ -9,6 +9,7 @@
 
 #include "failure.h"
 #include "input_options.h"
+#include "output.h"
 #include "ranking.h"
 #include "reader.h"
 #include "reading.h"
@@ -55,6 +56,11 @@ ExitCode ForEachFramed(const InputOptions& options, Reader* reader,
 // the worst status, as above.
 ExitCode ForEachWritten(const InputOptions& options, const Type& type,
                         const std::function<void(std::string_view)>& handle);
+
+// "record 3, byte 12" on a line of its own, after `mark`: what a verb prints
+// before a message of a stream. Nothing for a single message.
+void PrintRecordLine(const Record& record, std::string_view mark,
+                     Output* output);
 
 // The types that a record can have, the likeliest first. Text and JSON have
 // only those that accept them, each with bytes of its own.

@@ -40,7 +40,7 @@ ExitCode Annotate(const Options& options, const Type& type,
     json.EndObject();
     json.EndLine();
   } else {
-    if (record.number > 1) output->Write('\n');
+    PrintRecordLine(record, "", output);
     errors = DrawSpans(options, type, record, SpanTable(record, output));
   }
   if (errors.empty()) return kFine;

@@ -115,7 +115,7 @@ void SayWhatIsLeftOut(const Options& options, const Type& type,
 
 ExitCode Decode(const Options& options, const Type& type, const Record& record,
                 Output* output) {
-  if (options.to == "text" && record.number > 1) output->Write('\n');
+  if (options.to == "text") PrintRecordLine(record, "# ", output);
   const Survey survey = SurveyMessage(type, record.bytes);
   if (!survey.accepted) {
     const Damage damage = FindDamage(type, record.bytes, record.offset);

@@ -24,9 +24,11 @@ struct Options {
 // shown whatever their number.
 std::vector<RankedCandidate> Shown(const std::vector<Candidate>& candidates,
                                    bool all) {
-  return FirstCandidates(
-      candidates,
-      all ? candidates.size() : std::max(kShown, CountLevel(candidates)));
+  size_t most = kShown;
+  if (candidates.front().evidence.accepted) {
+    most = std::max(most, CountLevel(candidates));
+  }
+  return FirstCandidates(candidates, all ? candidates.size() : most);
 }
 
 void PrintTable(const std::vector<Candidate>& candidates,
@@ -57,7 +59,7 @@ void PrintJson(const std::vector<Candidate>& candidates, const Record& record,
 ExitCode Guess(const Options& options, const Record& record,
                const std::vector<const Type*>& types, Output* output) {
   const bool json = options.output.json;
-  if (record.number > 1 && !json) output->Write('\n');
+  if (!json) PrintRecordLine(record, "", output);
   if (record.bytes.empty() && record.written == nullptr && !json) {
     output->Write("no bytes: an empty message of any type\n");
     return kFine;

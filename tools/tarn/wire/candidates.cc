@@ -75,7 +75,6 @@ std::vector<RankedCandidate> FirstCandidates(
 }
 
 size_t CountLevel(const std::vector<Candidate>& candidates) {
-  if (!candidates.front().evidence.accepted) return 0;
   return std::find_if(candidates.begin(), candidates.end(),
                       [&](const Candidate& candidate) {
                         return !EquallyLikely(candidate, candidates.front());

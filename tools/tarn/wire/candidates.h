@@ -28,7 +28,7 @@ struct RankedCandidate {
 std::vector<RankedCandidate> FirstCandidates(
     const std::vector<Candidate>& candidates, size_t most);
 
-// How many candidates nothing tells from the first, if it can be it; else 0.
+// How many candidates nothing tells from the first, with it.
 size_t CountLevel(const std::vector<Candidate>& candidates);
 
 // The columns of the longest name.
