@@ -42,6 +42,7 @@ CASES = (
     ("tarn rows Server --folder ", FILES, ALL),
     ("tarn sample net", {"network"}, {"Server"}),
     ("tarn status ", FILES, ALL),
+    ("tarn what ", FILES, ALL),
     ("tarn tree --type Mods", {"ModsAvailable", "ModsConfigured"}, ALL),
     ("tarn tree --only ok,comm_", {"ok,comm_error"}, ALL),
     ("tarn list ", {"--json", "--color", "--help"}, ALL),

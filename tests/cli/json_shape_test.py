@@ -17,11 +17,13 @@ from wire import varint
 # Members that are objects with names of the schema for their keys.
 BY_NAME = {"address", "below", "along"}
 LISTS = {"spans", "notes", "findings", "usedIn", "fields", "values", "accessors", "differences",
-         "candidates", "parts", "types", "children", "columns"}
+         "candidates", "parts", "types", "children", "columns", "forms", "errors", "groups",
+         "commands"}
 # Members that are one of the words that the manual lists.
 CODES = {("annotate", "kind"), ("annotate", "problem"), ("annotate", "wireType"),
          ("check", "kind"), ("check", "problem"), ("check", "severity"), ("diff", "change"),
-         ("tree", "problem")}
+         ("tree", "problem"),
+         ("what", "source"), ("what", "kind"), ("what", "problem"), ("what", "severity")}
 FRAMED = ["--frame=varint", "--keep-going"]
 
 
@@ -52,9 +54,9 @@ def check(verb, value, seen):
         seen.add(key)
         if (verb, key) in CODES:
             assert member in WORDS, f"{verb}: the manual does not list the {key} {member!r}"
-        # "fields" is a number where guess counts them.
-        assert (isinstance(member, list) == (key in LISTS)) or (verb, key) == ("guess", "fields"), \
-            f"{verb}: {key} is {member!r}"
+        # "fields" is a number where the evidence for a type is counted.
+        counted = key == "fields" and verb in ("guess", "what")
+        assert counted or isinstance(member, list) == (key in LISTS), f"{verb}: {key} is {member!r}"
         for part in member if isinstance(member, list) else [member]:
             if isinstance(part, dict) and key not in BY_NAME:
                 check(verb, part, seen)
@@ -85,6 +87,10 @@ def outputs():
         yield "check", run(["check", kind, "--budget=40", *FRAMED], stream), count
         yield "guess", run(["guess", *FRAMED], stream), count
         yield "guess", run(["guess", "--all", *FRAMED], stream), count
+        yield "what", run(["what", "--frame=varint"], stream), 1
+        for path in sorted(CORPUS.glob(f"*/{kind}/*.binpb")):
+            yield "what", run(["what", f"--type={kind}", "--from=binary", path]), 1
+    yield "what", run(["what", '{"nmae": ""}']), 1
     yield "status", run(["status", *FRAMED], stream_of("NetworkStatusReport")[0]), None
     nodes, _ = stream_of("ModsConfigured")
     yield "tree", run(["tree", "--type=ModsConfigured", *FRAMED], nodes), None

@@ -39,11 +39,11 @@ def check_verbs(page):
     assert list(shown) == verbs + ["help", "--version"], list(shown)
     options = 0
     for verb in verbs:
-        wanted = re.findall(r"^  (?:-h,)?(--[\w-]+|[A-Z]+)\b", tarn("help", verb), re.M)
+        wanted = re.findall(r"^  (?:-h,)?(--[\w-]+|[A-Z|]+)\b", tarn("help", verb), re.M)
         wanted.remove("--help")
         wide = [line for line in tarn("help", verb).splitlines() if len(line) > 80]
         assert not wide, wide
-        got = re.findall(r"^ {7}(--[\w-]+|[A-Z]+)(?= |$)", shown[verb], re.M)
+        got = re.findall(r"^ {7}(--[\w-]+|[A-Z|]+)(?= |$)", shown[verb], re.M)
         assert got == wanted, f"{verb}: the page has {got}, the help {wanted}"
         for choices in re.findall(r":\{(.*)\}", tarn("help", verb)):
             sentence = " is " + " or ".join(choices.replace(",", ", ").rsplit(", ", 1)) + "."

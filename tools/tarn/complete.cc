@@ -124,8 +124,8 @@ class Candidates {
       Statuses(word);
     } else if (value == "TABLE") {
       for (const Table& table : RowTables()) Add(table.name, table.comment);
-    } else if (value == "FILE" || value == "A" || value == "B" ||
-               value == "DIR") {
+    } else if (value == "FILE" || value == "FILE|TEXT" || value == "A" ||
+               value == "B" || value == "DIR") {
       output_.Write("files\n");
     }
   }

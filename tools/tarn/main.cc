@@ -37,6 +37,7 @@ constexpr Command kCommands[] = {
     {"sample", RunSample, "Make believable test messages"},
     {"status", RunStatus, "Show a status report as a table, worst first"},
     {"tree", RunTree, "Draw the nodes of a sign network as a tree"},
+    {"what", RunWhat, "Say what a capture is, and how to go on"},
 };
 
 std::string Usage() {

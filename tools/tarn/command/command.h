@@ -32,6 +32,7 @@ ExitCode RunRows(const Command& command, const Arguments& arguments);
 ExitCode RunSample(const Command& command, const Arguments& arguments);
 ExitCode RunStatus(const Command& command, const Arguments& arguments);
 ExitCode RunTree(const Command& command, const Arguments& arguments);
+ExitCode RunWhat(const Command& command, const Arguments& arguments);
 
 }  // namespace tarn::tool
 

@@ -115,12 +115,16 @@ void CommandLine::Form(InputOptions* options) {
       ->group("Limits");
 }
 
-void CommandLine::Stream(InputOptions* options) {
+void CommandLine::Frame(InputOptions* options) {
   app_.add_option("--frame", options->frame,
                   "Form of the length before each message of a stream")
       ->check(OneOf({"none", "varint", "u32be", "u32le"}))
       ->type_name("FRAME")
       ->group("Input");
+}
+
+void CommandLine::Stream(InputOptions* options) {
+  Frame(options);
   app_.add_flag("--keep-going", options->keep_going,
                 "Go on with the next message after a broken one")
       ->group("Input");

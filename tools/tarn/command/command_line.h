@@ -53,11 +53,13 @@ class CommandLine {
   // The positional TYPE; required.
   void Type(std::string* type);
   // The positional FILE with --from and --max-size, and the options of streams:
-  // --frame and --keep-going. Form() is for those without one FILE.
+  // --frame and --keep-going. Form() is for those without one FILE, and Frame()
+  // for those that always go on.
   void Input(InputOptions* options);
   void File(InputOptions* options);
   void Form(InputOptions* options);
   void Stream(InputOptions* options);
+  void Frame(InputOptions* options);
   // --color, and for commands that show text of messages --show-secrets.
   void Color(OutputOptions* options);
   // --json, for verbs that report.

@@ -1,0 +1,234 @@
+// tarn what: says of any capture what it is, what is wrong, and how to go on.
+#include "candidates.h"
+#include "command.h"
+#include "command_line.h"
+#include "nodes.h"
+#include "what_input.h"
+#include "what_message.h"
+#include "what_page.h"
+#include "what_steps.h"
+#include "what_stream.h"
+
+namespace tarn::tool {
+namespace {
+
+struct Options {
+  InputOptions input;
+  OutputOptions output;
+  std::string type;
+};
+
+void PrintSource(const Capture& capture, Output* output) {
+  BeginLine("Input", output);
+  if (capture.source == Source::kFile) {
+    output->Write("the file ");
+    output->Untrusted(capture.options.file);
+  } else if (capture.source == Source::kText) {
+    output->Write("text: there is no file of this name");
+  } else {
+    output->Write("standard input");
+  }
+  output->Write('\n');
+}
+
+void PrintForm(const Capture& capture, Output* output) {
+  BeginLine("Form", output);
+  output->Write(capture.form);
+  if (!capture.layout.empty()) output->Write(" (" + capture.layout + ")");
+  if (capture.stream == nullptr && capture.written.empty()) {
+    output->Write(", " + Count(capture.bytes.size(), "byte"));
+  }
+  output->Write('\n');
+}
+
+void PrintFrame(const Capture& capture, Output* output) {
+  BeginLine("Frame", output);
+  output->Write(capture.options.frame);
+  if (capture.stream != nullptr) {
+    output->Write(": a stream, with a length before each message");
+  } else {
+    output->Write(": a single message");
+  }
+  if (!capture.other_frame.empty()) {
+    output->Write("; with " + capture.other_frame + " it is a stream as well");
+  }
+  output->Write('\n');
+}
+
+// Begins the object of an answer.
+void WriteSource(const Capture& capture, JsonWriter* json) {
+  constexpr const char* kSources[] = {"file", "text", "standardInput"};
+  json->BeginObject();
+  json->Key("source").Word(kSources[static_cast<int>(capture.source)]);
+}
+
+void EndAnswer(const Steps& steps, JsonWriter* json) {
+  steps.Write(json);
+  json->EndObject();
+  json->EndLine();
+}
+
+void WriteForm(const Capture& capture, JsonWriter* json) {
+  json->Key("form").String(capture.form);
+  json->Key("frame").String(capture.options.frame);
+}
+
+ExitCode SayMessage(const Options& options, const Capture& capture,
+                    const std::vector<const Type*>& types, const Type* given,
+                    Schema* schema) {
+  Output output(options.output.color);
+  const Answer answer = AnswerFor(capture, types, given);
+  const Steps steps = StepsFor(capture, answer);
+  if (options.output.json) {
+    JsonWriter json(&output);
+    WriteSource(capture, &json);
+    WriteForm(capture, &json);
+    WriteAnswer(answer, &json);
+    EndAnswer(steps, &json);
+  } else {
+    PrintSource(capture, &output);
+    PrintForm(capture, &output);
+    PrintFrame(capture, &output);
+    PrintAnswer(answer, schema, &output);
+    steps.Print(&output);
+  }
+  output.Flush();
+  return answer.status;
+}
+
+void AddStepsForType(const StreamSummary& summary, const Type& type,
+                     Steps* steps) {
+  if (summary.HasLikelierType()) steps->AddAgain("");
+  const std::string& name = type.descriptor->name();
+  steps->Add("decode " + name + " --keep-going");
+  if (summary.broken() > 0) steps->Add("check " + name + " --keep-going");
+  if (name == "NetworkStatusReport") {
+    steps->Add("status --keep-going");
+  } else if (HoldsNodes(*type.descriptor)) {
+    steps->Add("tree --type " + name + " --keep-going");
+  }
+  steps->Add("rows " + name + " --keep-going");
+}
+
+Steps StepsForStream(const Capture& capture, const StreamSummary& summary) {
+  Steps steps(capture, "");
+  const std::vector<const Type*>& types = summary.MostTypes();
+  constexpr size_t kFew = 3;
+  if (types.size() == 1) {
+    AddStepsForType(summary, *types.front(), &steps);
+  } else if (types.empty() || types.size() > kFew) {
+    steps.Add("guess --keep-going");
+  } else {
+    steps.AddTypes(types);
+  }
+  return steps;
+}
+
+ExitCode SayStream(const Options& options, Capture* capture,
+                   const std::vector<const Type*>& types, const Type* given) {
+  StreamSummary summary(types, given);
+  InputOptions input = capture->options;
+  input.keep_going = true;
+  const ExitCode status = ForEachFramed(
+      input, capture->stream.get(),
+      [&](const Record& record) {
+        return summary.Add(record) ? kFine : kMalformed;
+      },
+      [&](const Record& record, const std::string& reason) {
+        summary.Fail(record, reason);
+      });
+  Output output(options.output.color);
+  const Steps steps = StepsForStream(*capture, summary);
+  if (options.output.json) {
+    JsonWriter json(&output);
+    WriteSource(*capture, &json);
+    WriteForm(*capture, &json);
+    summary.Write(&json);
+    EndAnswer(steps, &json);
+  } else {
+    PrintSource(*capture, &output);
+    PrintForm(*capture, &output);
+    PrintFrame(*capture, &output);
+    summary.Print(&output);
+    steps.Print(&output);
+  }
+  output.Flush();
+  return status;
+}
+
+// For a capture whose form cannot be told, or cannot be read.
+ExitCode SayWhyNot(const Options& options, Source source,
+                   const NotRead& reason) {
+  Output output(options.output.color);
+  Capture capture;
+  capture.source = source;
+  capture.options = options.input;
+  Steps steps(capture, "");
+  if (reason.forms().size() > 1) {
+    for (const std::string& form : reason.forms()) {
+      steps.AddAgain("--from " + form);
+    }
+  }
+  if (reason.type() != nullptr) {
+    const std::string& name = reason.type()->descriptor->name();
+    steps.AddPlain("describe " + name);
+    steps.AddPlain("describe --template " + name);
+  }
+  if (options.output.json) {
+    JsonWriter json(&output);
+    WriteSource(capture, &json);
+    json.Key("forms").BeginList();
+    for (const std::string& form : reason.forms()) json.String(form);
+    json.EndList();
+    EndAnswer(steps, &json);
+  } else {
+    PrintSource(capture, &output);
+    BeginLine("Form", &output);
+    std::string words;
+    for (const std::string& form : reason.forms()) {
+      words += (words.empty() ? "" : " or ") + form;
+    }
+    output.Write(words.empty() ? "not known" : words);
+    output.Write('\n');
+    steps.Print(&output);
+  }
+  output.Flush();
+  Complain(reason.what());
+  return reason.code();
+}
+
+}  // namespace
+
+ExitCode RunWhat(const Command& command, const Arguments& arguments) {
+  CommandLine line(command.name, command.summary, arguments);
+  Options options;
+  line.app().add_option("FILE|TEXT", options.input.file,
+                        "File to read, or the message itself in any form but "
+                        "binary; standard input if - or not given");
+  line.Form(&options.input);
+  line.Frame(&options.input);
+  line.app()
+      .add_option("--type", options.type,
+                  "Type of the messages; if not given, tarn finds it")
+      ->type_name("TYPE")
+      ->group("Input");
+  line.Json(&options.output);
+  line.Color(&options.output);
+  line.Parse();
+
+  Schema schema;
+  const std::vector<const Type*> types = AllTypes(&schema);
+  const Type* given =
+      options.type.empty() ? nullptr : &schema.Find(options.type);
+  const Source source = SourceOf(options.input.file);
+  try {
+    Capture capture = ReadCapture(options.input, source, types);
+    return capture.stream != nullptr
+               ? SayStream(options, &capture, types, given)
+               : SayMessage(options, capture, types, given, &schema);
+  } catch (const NotRead& reason) {
+    return SayWhyNot(options, source, reason);
+  }
+}
+
+}  // namespace tarn::tool

@@ -1,0 +1,132 @@
+// Finds the form and the frame of a capture.
+#include "what_input.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "failure.h"
+#include "frame.h"
+#include "ranking.h"
+
+namespace tarn::tool {
+namespace {
+
+// How many messages of a stream are looked at, and how many bytes of each.
+constexpr uint64_t kMessages = 16;
+constexpr size_t kBytes = 64 << 10;
+
+bool IsSound(const std::vector<const Type*>& types, std::string_view bytes) {
+  const std::string_view part = bytes.substr(0, kBytes);
+  return std::any_of(types.begin(), types.end(), [&](const Type* type) {
+    const Evidence evidence = Weigh(*type, part, part.size() < bytes.size());
+    return IsClean(evidence) && evidence.fields > 0;
+  });
+}
+
+// The frame with which the bytes, or their beginning, are a stream; empty if
+// there is none. More than half of the messages must be sound. If the stream
+// breaks off, two sound messages are needed.
+std::string FindFrame(const std::vector<const Type*>& types,
+                      std::string_view bytes) {
+  std::string found;
+  uint64_t most = 0;
+  for (const char* frame : kFrames) {
+    uint64_t messages = 0;
+    uint64_t sound = 0;
+    const std::string_view rest =
+        TakeFramed(frame, bytes, [&](std::string_view message) {
+          if (++messages <= kMessages) sound += IsSound(types, message);
+          return true;
+        });
+    if (sound <= most || sound < (rest.empty() ? 1 : 2) ||
+        sound * 2 <= std::min(messages, kMessages)) {
+      continue;
+    }
+    most = sound;
+    found = frame;
+  }
+  return found;
+}
+
+bool IsMessage(const std::vector<const Type*>& types, std::string_view bytes) {
+  return bytes.empty() || IsSound(types, bytes);
+}
+
+std::unique_ptr<Reader> OpenReader(const InputOptions& options, Source source) {
+  return source == Source::kText
+             ? std::make_unique<Reader>("text", options.file)
+             : std::make_unique<Reader>(options.file);
+}
+
+// Text of the command line is never binary.
+Reading ReadText(InputOptions options, const std::vector<const Type*>& types,
+                 std::string_view text) {
+  try {
+    return Read(options, "", types, text);
+  } catch (const NotRead& reason) {
+    const std::vector<std::string>& forms = reason.forms();
+    if (forms.size() != 2 || forms.front() != "binary") throw;
+    options.from = forms.back();
+    return Read(options, "", types, text);
+  }
+}
+
+}  // namespace
+
+Source SourceOf(const std::string& argument) {
+  if (argument == "-") return Source::kStandardInput;
+  struct stat status;
+  const bool missing =
+      ::stat(argument.c_str(), &status) != 0 &&
+      (errno == ENOENT || errno == ENOTDIR || errno == ENAMETOOLONG);
+  return missing ? Source::kText : Source::kFile;
+}
+
+Capture ReadCapture(const InputOptions& options, Source source,
+                    const std::vector<const Type*>& types) {
+  Capture capture;
+  capture.source = source;
+  capture.options = options;
+  std::string& frame = capture.options.frame;
+  std::unique_ptr<Reader> reader = OpenReader(options, source);
+  const bool large = reader->Fill(options.max_size + 1);
+  const std::string_view input = reader->window();
+  if (large) {
+    if (frame == "none") frame = FindFrame(types, input);
+    if (frame.empty()) {
+      throw NotRead(kMalformed,
+                    "no stream, and more than " +
+                        std::to_string(options.max_size) +
+                        " bytes; see --max-size",
+                    {});
+    }
+    capture.stream = std::move(reader);
+    return capture;
+  }
+  Reading reading = source == Source::kText ? ReadText(options, types, input)
+                                            : Read(options, "", types, input);
+  if (reading.binary() && source == Source::kText && !input.empty()) {
+    throw Failure(kUsage, "there is no file " + options.file +
+                              ", and as text it is no form of a message");
+  }
+  capture.form = reading.form;
+  capture.layout = reading.layout;
+  capture.bytes =
+      reading.binary() ? std::string(input) : std::move(reading.bytes);
+  capture.written = std::move(reading.written);
+  if (!capture.written.empty()) return capture;
+  if (frame == "none") {
+    const std::string found = FindFrame(types, capture.bytes);
+    (IsMessage(types, capture.bytes) ? capture.other_frame : frame) = found;
+    if (frame.empty()) frame = "none";
+  }
+  if (frame != "none") {
+    capture.stream =
+        std::make_unique<Reader>("capture", std::move(capture.bytes));
+  }
+  return capture;
+}
+
+}  // namespace tarn::tool

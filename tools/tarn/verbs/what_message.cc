@@ -1,0 +1,278 @@
+// Puts together what other verbs know, for one screen.
+#include "what_message.h"
+
+#include <tarn/Network.pb.h>
+
+#include <algorithm>
+
+#include "candidates.h"
+#include "encoding.h"
+#include "forms.h"
+#include "input.h"
+#include "nodes.h"
+#include "salvage.h"
+#include "status_words.h"
+#include "what_page.h"
+
+namespace tarn::tool {
+namespace {
+
+// Types, findings and bytes in digits that are shown.
+constexpr size_t kTypes = 5;
+constexpr size_t kMostFindings = 5;
+constexpr size_t kDigits = 64;
+// The largest message whose nodes and statuses are counted.
+constexpr size_t kMostCounted = 4 << 20;
+
+// The bytes in hexadecimal if they are few, and cannot hold a pass phrase.
+std::string DigitsOf(const Answer& answer) {
+  if (answer.bytes.empty() || answer.bytes.size() > kDigits) return "";
+  for (size_t i = 0; i < answer.candidates.size(); ++i) {
+    const Candidate& candidate = answer.candidates[i];
+    const bool shown =
+        i < kTypes || EquallyLikely(candidate, answer.candidates.front());
+    if (shown && candidate.type->secret) return "";
+  }
+  if (answer.type->secret) return "";
+  constexpr char kHex[] = "0123456789abcdef";
+  std::string digits;
+  for (const unsigned char byte : answer.bytes) {
+    digits += kHex[byte >> 4];
+    digits += kHex[byte & 15];
+  }
+  return digits;
+}
+
+// Whether so few types are left that one of them can stand for all.
+bool IsAlmostCertain(const Answer& answer) {
+  constexpr size_t kFew = 3;
+  return !answer.bytes.empty() &&
+         (answer.given != nullptr || CountLevel(answer.candidates) <= kFew);
+}
+
+// What the schema says that a message of the type represents.
+std::string MeaningOf(const Type& type, Schema* schema) {
+  constexpr std::string_view kStart = "Represents ";
+  const std::string comment = schema->Comment(*type.descriptor);
+  std::string_view sentence = FirstSentence(comment);
+  if (sentence.substr(0, kStart.size()) == kStart) {
+    sentence.remove_prefix(kStart.size());
+  }
+  return std::string(sentence);
+}
+
+void CountStatuses(const std::vector<Node>& nodes, StatusTally* tally) {
+  for (const Node& node : nodes) {
+    if (node.has_status) ++(*tally)[node.status];
+    CountStatuses(node.children, tally);
+  }
+}
+
+// Prints what is in a message, or in the part of it before an error.
+void PrintContent(const Answer& answer, Output* output) {
+  const auto message = NewMessage(*answer.type);
+  std::string salvaged;
+  std::string_view bytes = answer.bytes;
+  if (!IsAlmostCertain(answer) || bytes.size() > kMostCounted) return;
+  if (!Weigh(*answer.type, bytes).accepted) {
+    salvaged = FindDamage(*answer.type, bytes, 0).salvaged;
+    bytes = salvaged;
+  }
+  if (!message->ParseFromArray(bytes.data(), static_cast<int>(bytes.size()))) {
+    return;
+  }
+  const std::vector<Node> nodes = NodesOf(*message);
+  StatusTally tally;
+  CountStatuses(nodes, &tally);
+  std::string words = InWords(CountNodes(nodes));
+  if (const auto* report =
+          dynamic_cast<const tarn::NetworkStatusReport*>(message.get())) {
+    for (const auto& [key, status] : report->status_packet()) ++tally[status];
+    words = Count(report->status_packet_size(), "part");
+  }
+  if (words.empty()) return;
+  BeginLine("Content", output);
+  output->Write(words);
+  if (!tally.empty()) {
+    output->Write("; status: ");
+    PrintTally(tally, output);
+  }
+  output->Write(salvaged.empty() ? "\n" : ", before the error\n");
+}
+
+// The first candidates, with the evidence.
+void PrintCandidates(const Answer& answer, Output* output) {
+  const std::vector<RankedCandidate> shown =
+      FirstCandidates(answer.candidates, kTypes);
+  size_t width = 0;
+  for (const auto& [rank, candidate] : shown) {
+    width = std::max(width, candidate->type->descriptor->name().size());
+  }
+  for (const RankedCandidate& candidate : shown) {
+    BeginLine("", output);
+    PrintCandidate(candidate, answer.bytes, width, output);
+  }
+}
+
+void PrintTypes(const Answer& answer, Output* output) {
+  BeginLine("Type", output);
+  if (answer.given != nullptr) {
+    output->Write(answer.given->descriptor->name() + ", as --type says\n");
+    if (answer.candidates.front().type == answer.given) return;
+    BeginLine("", output);
+    output->Write("likelier or as likely:\n");
+  } else if (answer.bytes.empty()) {
+    output->Write("any: no bytes are an empty message\n");
+    return;
+  } else if (!answer.format.empty()) {
+    output->Write("none: this looks like something else, ");
+    output->Write(answer.format);
+    output->Write('\n');
+    return;
+  } else if (answer.verdict.empty()) {
+    output->Write("none explains these bytes well; the likeliest:\n");
+  } else if (answer.verdict.size() > 1) {
+    output->Write("not certain: nothing tells the first " +
+                  std::to_string(answer.verdict.size()) + " apart\n");
+  } else {
+    output->Write(answer.type->descriptor->name() + '\n');
+  }
+  PrintCandidates(answer, output);
+}
+
+void PrintMeanings(const Answer& answer, Schema* schema, Output* output) {
+  if (!IsAlmostCertain(answer)) return;
+  for (const Type* type : answer.verdict) {
+    BeginLine(type == answer.verdict.front() ? "Meaning" : "", output);
+    output->Write(type->descriptor->name() + ": " + MeaningOf(*type, schema));
+    output->Write('\n');
+  }
+}
+
+void PrintProblems(const Answer& answer, Output* output) {
+  if (answer.bytes.empty() || !answer.format.empty()) return;
+  BeginLine("Problems", output);
+  if (answer.findings.empty()) {
+    output->Write(answer.more_findings == 0 ? "none"
+                                            : "only advice: see tarn check");
+    output->Write('\n');
+    return;
+  }
+  const std::string as = answer.verdict.size() == 1
+                             ? ""
+                             : "as " + answer.type->descriptor->name() + ", ";
+  for (const Finding& finding : answer.findings) {
+    if (&finding != &answer.findings.front()) BeginLine("", output);
+    output->Write(as + "byte " + std::to_string(finding.offset) + ": ");
+    PrintFinding(finding, output);
+  }
+  if (answer.more_findings == 0) return;
+  BeginLine("", output);
+  output->Write(std::to_string(answer.more_findings) +
+                " more: see tarn check\n");
+}
+
+}  // namespace
+
+Answer AnswerFor(const Capture& capture, const std::vector<const Type*>& types,
+                 const Type* given) {
+  Answer answer;
+  answer.given = given;
+  Record record;
+  record.bytes = capture.bytes;
+  if (!capture.written.empty()) record.written = &capture.written;
+  answer.candidates = RankRecord(types, record);
+  answer.verdict = given != nullptr ? std::vector<const Type*>{given}
+                                    : Verdict(answer.candidates);
+  answer.type = given != nullptr ? given : answer.candidates.front().type;
+  answer.bytes = capture.bytes;
+  for (const Written& message : capture.written) {
+    if (message.type == answer.type) answer.bytes = message.bytes;
+  }
+  if (answer.verdict.empty()) {
+    answer.status = kMalformed;
+    answer.format = KnownFormat(answer.bytes);
+    if (!answer.format.empty()) return answer;
+  }
+  // What else is wrong depends on the type.
+  const size_t most = IsAlmostCertain(answer) ? kMostFindings : 1;
+  MessageChecker checker(0);
+  const bool accepted =
+      checker.Check(*answer.type, answer.bytes, 0, [&](const Finding& finding) {
+        if (finding.severity != Severity::kAdvice &&
+            answer.findings.size() < most) {
+          answer.findings.push_back(finding);
+        } else {
+          ++answer.more_findings;
+        }
+      });
+  if (!accepted) {
+    answer.status = kMalformed;
+  } else if (!answer.findings.empty()) {
+    answer.status = std::max(answer.status, ExitCode::kFindings);
+  }
+  return answer;
+}
+
+Steps StepsFor(const Capture& capture, const Answer& answer) {
+  Steps steps(capture, DigitsOf(answer));
+  if (!answer.format.empty()) return steps;
+  const std::string& name = answer.type->descriptor->name();
+  const bool broken = !Weigh(*answer.type, answer.bytes).accepted;
+  if (!capture.other_frame.empty()) {
+    steps.AddAgain("--frame " + capture.other_frame);
+  }
+  if (answer.bytes.empty()) {
+    steps.AddPlain("list");
+    return steps;
+  }
+  if (!IsAlmostCertain(answer)) {
+    steps.Add("guess --all");
+    if (!answer.verdict.empty()) return steps;
+  }
+  if (answer.verdict.size() > 1) steps.AddTypes(answer.verdict);
+  const Candidate& first = answer.candidates.front();
+  if (answer.given != nullptr && first.type != answer.given &&
+      IsClean(first.evidence)) {
+    steps.AddAgain("");
+  }
+  steps.Add((broken ? "annotate " : "decode ") + name);
+  if (broken) {
+    steps.Add("decode " + name + " --partial");
+  } else if (answer.type->descriptor ==
+             tarn::NetworkStatusReport::descriptor()) {
+    steps.Add("status");
+  } else if (HoldsNodes(*answer.type->descriptor)) {
+    steps.Add("tree --type " + name);
+  }
+  if (!answer.findings.empty() || answer.more_findings > 0) {
+    steps.Add("check " + name);
+  }
+  steps.AddPlain("describe " + name);
+  return steps;
+}
+
+void PrintAnswer(const Answer& answer, Schema* schema, Output* output) {
+  PrintTypes(answer, output);
+  PrintMeanings(answer, schema, output);
+  PrintContent(answer, output);
+  PrintProblems(answer, output);
+}
+
+void WriteAnswer(const Answer& answer, JsonWriter* json) {
+  json->Key("size").Number(answer.bytes.size());
+  json->Key("types").BeginList();
+  for (const Type* type : answer.verdict) {
+    json->String(type->descriptor->full_name());
+  }
+  json->EndList();
+  const std::vector<RankedCandidate> shown =
+      FirstCandidates(answer.candidates, kTypes);
+  WriteCandidates(shown, answer.candidates.size() - shown.size(), answer.bytes,
+                  0, json);
+  json->Key("findings").BeginList();
+  for (const Finding& finding : answer.findings) WriteFinding(finding, json);
+  json->EndList();
+}
+
+}  // namespace tarn::tool

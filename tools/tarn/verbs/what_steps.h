@@ -1,0 +1,45 @@
+// The commands that go on from an answer of `tarn what`, as lines for a shell.
+#ifndef TOOLS_TARN_WHAT_STEPS_H_
+#define TOOLS_TARN_WHAT_STEPS_H_
+
+#include <string>
+#include <vector>
+
+#include "json_writer.h"
+#include "output.h"
+#include "what_input.h"
+
+namespace tarn::tool {
+
+// Collects lines that read the same input again. A file is named. Of another
+// input, a few bytes are given as digits; otherwise the lines read standard
+// input.
+class Steps {
+ public:
+  // `digits`: the bytes in hexadecimal; empty if they are not to be shown.
+  Steps(const Capture& capture, const std::string& digits);
+
+  // `command`: what stands after "tarn", such as "decode Server".
+  void Add(const std::string& command);
+  // The same for a command that reads no input.
+  void AddPlain(const std::string& command);
+  // `tarn what` with another option; empty: with none.
+  void AddAgain(const std::string& option);
+  // The same with each of the types.
+  void AddTypes(const std::vector<const Type*>& types);
+
+  void Print(Output* output) const;
+  void Write(JsonWriter* json) const;
+
+ private:
+  std::string before_;
+  std::string options_;  // of every command that reads the input
+  std::string file_;
+  bool standard_input_ = false;
+  bool again_ = false;  // a line reads standard input
+  std::vector<std::string> lines_;
+};
+
+}  // namespace tarn::tool
+
+#endif  // TOOLS_TARN_WHAT_STEPS_H_
