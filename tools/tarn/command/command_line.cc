@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <sstream>
 
 #include "declaration.h"
 #include "failure.h"
@@ -177,10 +176,8 @@ void CommandLine::Parse() {
   try {
     app_.parse(arguments_);
   } catch (const CLI::CallForHelp&) {
-    std::ostringstream help;
-    PrintHelp(app_.get_name(), DeclarationOf(app_), help);
     Output output;
-    output.Write(help.str());
+    PrintHelp(app_.get_name(), DeclarationOf(app_), &output);
     output.Flush();
     throw HelpGiven();
   } catch (const CLI::ParseError& error) {

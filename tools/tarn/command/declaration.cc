@@ -2,10 +2,9 @@
 #include "declaration.h"
 
 #include <algorithm>
-#include <iomanip>
 #include <iterator>
-#include <ostream>
 
+#include "output.h"
 #include "wrap.h"
 
 namespace tarn::tool {
@@ -33,17 +32,22 @@ constexpr const char* kGroups[] = {"Options", "Input", "Output", "Limits"};
 
 // Prints one entry of the help. The explanation begins on its own line if the
 // term leaves no room for it.
-void PrintTerm(const std::string& term, const std::string& what,
-               std::ostream& out) {
+void PrintTerm(const std::string& term, const std::string& what, Output* out) {
   constexpr size_t kColumn = 28;
   const bool fits = term.size() + 2 < kColumn;
-  out << "  " << std::left << std::setw(kColumn - 2)
-      << (fits ? term : term + "\n");
-  const char* separator = fits ? "" : "\n";
-  for (const std::string& line : Wrap(what, kColumns - kColumn)) {
-    if (*separator != '\0') out << std::string(kColumn, ' ');
-    separator = "\n";
-    out << line << "\n";
+  out->Write("  " + term);
+  if (fits) {
+    out->Spaces(kColumn - 2 - term.size());
+  } else {
+    out->Write('\n');
+  }
+  bool indented = fits;
+  for (const std::string& line :
+       Wrap(what, out->TextColumns(kColumns, kColumn))) {
+    if (!indented) out->Spaces(kColumn);
+    indented = false;
+    out->Write(line);
+    out->Write('\n');
   }
 }
 
@@ -67,7 +71,7 @@ ptrdiff_t OrderOf(const Parameter& parameter) {
          std::begin(kGroups);
 }
 
-void PrintOption(const Parameter& option, std::ostream& out) {
+void PrintOption(const Parameter& option, Output* out) {
   std::string what = option.what;
   for (const std::string& other : option.excludes) {
     what += "; not with " + other;
@@ -121,39 +125,40 @@ Declaration Declare(const Command& command) {
 }
 
 void PrintHelp(const std::string& program, const Declaration& declaration,
-               std::ostream& out) {
-  out << declaration.summary << "\nUsage: " << program << " [OPTIONS]";
+               Output* out) {
+  out->Write(declaration.summary + "\nUsage: " + program + " [OPTIONS]");
   for (const Parameter& parameter : declaration.parameters) {
     if (!parameter.positional) continue;
-    out << (parameter.required ? " " + parameter.name
-                               : " [" + parameter.name + "]");
+    out->Write(parameter.required ? " " + parameter.name
+                                  : " [" + parameter.name + "]");
   }
-  out << "\n";
+  out->Write('\n');
   const char* title = "\nArguments:\n";
   for (const Parameter& parameter : declaration.parameters) {
     if (!parameter.positional) continue;
-    out << title;
+    out->Write(title);
     title = "";
     PrintTerm(parameter.name, parameter.what, out);
   }
   for (const char* group : kGroups) {
     std::string heading = std::string("\n") + group + ":\n";
     if (group == kGroups[0]) {
-      out << heading;
+      out->Write(heading);
       heading.clear();
       PrintTerm("-h,--help", "Show these options", out);
     }
     for (const Parameter& parameter : declaration.parameters) {
       if (parameter.positional || parameter.group != group) continue;
-      out << heading;
+      out->Write(heading);
       heading.clear();
       PrintOption(parameter, out);
     }
   }
   if (declaration.remark.empty()) return;
-  out << "\n";
-  for (const std::string& line : Wrap(declaration.remark, kColumns)) {
-    out << line << "\n";
+  out->Write('\n');
+  for (const std::string& line :
+       Wrap(declaration.remark, out->TextColumns(kColumns, 0))) {
+    out->Write(line + "\n");
   }
 }
 

@@ -4,11 +4,11 @@
 #define TOOLS_TARN_DECLARATION_H_
 
 #include <CLI/CLI.hpp>
-#include <iosfwd>
 #include <string>
 #include <vector>
 
 #include "command.h"
+#include "output.h"
 
 namespace tarn::tool {
 
@@ -38,7 +38,7 @@ Declaration Declare(const Command& command);
 // Prints the help of a command. The parser could print it, too, but its wording
 // differs between releases.
 void PrintHelp(const std::string& program, const Declaration& declaration,
-               std::ostream& out);
+               Output* out);
 
 // For CommandLine: whether the arguments come from Declare(), and the
 // declaration, which it then throws.

@@ -30,7 +30,7 @@ std::string CommentOf(const std::string& field, Schema* schema) {
 
 void PrintIndented(const std::string& text, size_t indent, Output* output) {
   if (text.empty()) return;
-  for (const std::string& line : Wrap(text, 80 - indent)) {
+  for (const std::string& line : Wrap(text, output->TextColumns(80, indent))) {
     if (!line.empty()) output->Spaces(indent);
     output->Write(line);
     output->Write('\n');

@@ -84,7 +84,8 @@ class Page {
 
   // Writes text starting at a column, on several lines if necessary.
   void Hang(std::string_view text, size_t column) {
-    const std::vector<std::string> lines = Wrap(text, kColumns - column);
+    const std::vector<std::string> lines =
+        Wrap(text, out_.TextColumns(kColumns, column));
     for (const std::string& line : lines) {
       if (&line != &lines.front() && !line.empty()) out_.Spaces(column);
       out_.Write(line);

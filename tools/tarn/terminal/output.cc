@@ -143,6 +143,11 @@ size_t Output::columns() const {
   return screen_ == nullptr ? std::string_view::npos : screen_->columns();
 }
 
+size_t Output::TextColumns(size_t most, size_t indent) const {
+  constexpr size_t kLeast = 20;
+  return std::max(std::min(most, columns()), indent + kLeast) - indent;
+}
+
 void Output::ClipLines(bool clip) {
   if (screen_ == nullptr) return;
   Drain(false);

@@ -32,6 +32,9 @@ class Output {
   bool color() const { return color_; }
   // Of a line on the terminal; npos if there is no limit.
   size_t columns() const;
+  // For sentences after `indent` columns, in lines of at most `most`: as many
+  // as the terminal has, but enough for words.
+  size_t TextColumns(size_t most, size_t indent) const;
   // Whether lines that are longer than the terminal is wide are cut off.
   void ClipLines(bool clip);
 

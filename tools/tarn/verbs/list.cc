@@ -1,4 +1,4 @@
-// tarn list: the message types and enums by file, each in one line.
+// tarn list: the message types and enums by file, with a sentence about each.
 #include <algorithm>
 
 #include "command.h"
@@ -6,6 +6,7 @@
 #include "json_writer.h"
 #include "output.h"
 #include "schema.h"
+#include "wrap.h"
 
 namespace tarn::tool {
 namespace {
@@ -40,6 +41,19 @@ void PrintJson(const std::vector<Entry>& entries, Output* output) {
   }
 }
 
+// Prints a sentence after `column` columns: one line, or more on a terminal
+// that has no room for it.
+void PrintSummary(const std::string& summary, size_t column, Output* output) {
+  size_t indent = 0;
+  for (const std::string& line :
+       Wrap(summary, output->TextColumns(summary.size() + column, column))) {
+    output->Spaces(indent);
+    output->Write(line);
+    output->Write('\n');
+    indent = column;
+  }
+}
+
 void PrintTable(const std::vector<Entry>& entries, const Schema& schema,
                 Output* output) {
   size_t width = 0;
@@ -61,8 +75,7 @@ void PrintTable(const std::vector<Entry>& entries, const Schema& schema,
     output->Write("  ");
     output->Write(name);
     output->Spaces(width + 2 - name.size());
-    output->Write(entry.summary);
-    output->Write('\n');
+    PrintSummary(entry.summary, width + 4, output);
   }
 }
 
