@@ -20,7 +20,7 @@ import tty
 import unicodedata
 
 import run_cases
-from wire import field
+from wire import field, varint
 
 # Unicode 15, which the Unicode of this Python may not have yet.
 NEWER = range(0x13439, 0x13440)
@@ -101,6 +101,11 @@ def check_values(folder):
         check(["check", kind, "--from=binary", "--json"], message, lines=1)
         check(["guess", "--from=binary", "--all"], message)
         check(["guess", "--from=binary", "--json"], message, lines=1)
+        check(["what", f"--type={kind}", "--from=binary"], message)
+        check(["what", f"--type={kind}", "--frame=varint"],
+              varint(len(message)) + message + b"\0")
+        check(["what", f"--type={kind}", "--frame=varint", "--json"],
+              b"\0" + varint(len(message)) + message, lines=1)
         for pair in (file, empty), (empty, file):
             check(["diff", kind, "--from=binary", *pair])
             check(["diff", kind, "--from=binary", "--json", *pair])
@@ -154,6 +159,9 @@ def check_errors(folder):
                      ["tree", "--type=Server"], ["decode", "Server", "--frame=varint"]):
             check([*verb, file])
         check(["diff", "Server", file, file])
+        check(["what", file])
+        check(["what", "--from=json", file])
+        check(["what", part])
         check([part], lines=1)
         check(["help", part], lines=1)
         check(["describe", part], lines=1)

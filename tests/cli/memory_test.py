@@ -56,6 +56,10 @@ def verbs(file):
     yield ["tree"], NODES
     yield ["tree", "--dot"], NODES
     yield ["tree", "--json"], NODES
+    yield ["what"], NODES
+    yield ["what", "--json"], broken
+    yield ["what", "--frame=varint"], b"\x0e" + REPORT * 2 + b"\x07" + REPORT
+    yield ["what", '{"nmae": ""}'], b""
     yield ["rows", "ModsConfigured", "--table=node"], NODES
     yield ["rows", "NetworkStatusReport", "--to=ndjson"], REPORT
     yield ["rows", "--columns"], b""

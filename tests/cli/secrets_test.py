@@ -122,6 +122,8 @@ def check_verbs(folder):
     check(["guess", *framed], stream)
     check(["guess", "--json", "--all", *framed], stream)
     check(["guess", "--all", *framed], stream)
+    check(["what", "--type=Wifi", "--frame=varint"], stream)
+    check(["what", "--type=Wifi", "--frame=varint", "--json"], stream)
     intact = folder / "intact"
     intact.write_bytes(field(1, "other") + field(2, "nothing"))
     changed = folder / "changed"
@@ -130,6 +132,8 @@ def check_verbs(folder):
         for pair in (intact, changed), (changed, intact):
             check(["diff", "Wifi", "--from=binary", *pair])
             check(["diff", "Wifi", "--from=binary", "--json", *pair])
+        check(["what", "--from=binary"], message)
+        check(["what", message.hex()])
     for message in everything[:20]:
         for verb in ["decode", "Wifi"], ["annotate", "Wifi"], ["check", "Wifi"], ["guess"]:
             check([*verb, "--from=hex"], message.hex().encode())

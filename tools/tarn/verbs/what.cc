@@ -111,7 +111,7 @@ void AddStepsForType(const StreamSummary& summary, const Type& type,
 }
 
 Steps StepsForStream(const Capture& capture, const StreamSummary& summary) {
-  Steps steps(capture, "");
+  Steps steps(capture);
   const std::vector<const Type*>& types = summary.MostTypes();
   constexpr size_t kFew = 3;
   if (types.size() == 1) {
@@ -163,7 +163,7 @@ ExitCode SayWhyNot(const Options& options, Source source,
   Capture capture;
   capture.source = source;
   capture.options = options.input;
-  Steps steps(capture, "");
+  Steps steps(capture);
   if (reason.forms().size() > 1) {
     for (const std::string& form : reason.forms()) {
       steps.AddAgain("--from " + form);

@@ -60,16 +60,17 @@ std::unique_ptr<Reader> OpenReader(const InputOptions& options, Source source) {
              : std::make_unique<Reader>(options.file);
 }
 
-// Text of the command line is never binary.
-Reading ReadText(InputOptions options, const std::vector<const Type*>& types,
-                 std::string_view text) {
+// Text of the command line is never binary. If that leaves one form, notes it
+// in the options.
+Reading ReadText(const std::vector<const Type*>& types, std::string_view text,
+                 InputOptions* options) {
   try {
-    return Read(options, "", types, text);
+    return Read(*options, "", types, text);
   } catch (const NotRead& reason) {
     const std::vector<std::string>& forms = reason.forms();
     if (forms.size() != 2 || forms.front() != "binary") throw;
-    options.from = forms.back();
-    return Read(options, "", types, text);
+    options->from = forms.back();
+    return Read(*options, "", types, text);
   }
 }
 
@@ -94,8 +95,9 @@ Capture ReadCapture(const InputOptions& options, Source source,
   const bool large = reader->Fill(options.max_size + 1);
   const std::string_view input = reader->window();
   if (large) {
+    const bool binary = options.from == "auto" || options.from == "binary";
     if (frame == "none") frame = FindFrame(types, input);
-    if (frame.empty()) {
+    if (frame.empty() || !binary) {
       throw NotRead(kMalformed,
                     "no stream, and more than " +
                         std::to_string(options.max_size) +
@@ -105,8 +107,9 @@ Capture ReadCapture(const InputOptions& options, Source source,
     capture.stream = std::move(reader);
     return capture;
   }
-  Reading reading = source == Source::kText ? ReadText(options, types, input)
-                                            : Read(options, "", types, input);
+  Reading reading = source == Source::kText
+                        ? ReadText(types, input, &capture.options)
+                        : Read(options, "", types, input);
   if (reading.binary() && source == Source::kText && !input.empty()) {
     throw Failure(kUsage, "there is no file " + options.file +
                               ", and as text it is no form of a message");

@@ -17,31 +17,11 @@
 namespace tarn::tool {
 namespace {
 
-// Types, findings and bytes in digits that are shown.
+// Types and findings that are shown.
 constexpr size_t kTypes = 5;
 constexpr size_t kMostFindings = 5;
-constexpr size_t kDigits = 64;
 // The largest message whose nodes and statuses are counted.
 constexpr size_t kMostCounted = 4 << 20;
-
-// The bytes in hexadecimal if they are few, and cannot hold a pass phrase.
-std::string DigitsOf(const Answer& answer) {
-  if (answer.bytes.empty() || answer.bytes.size() > kDigits) return "";
-  for (size_t i = 0; i < answer.candidates.size(); ++i) {
-    const Candidate& candidate = answer.candidates[i];
-    const bool shown =
-        i < kTypes || EquallyLikely(candidate, answer.candidates.front());
-    if (shown && candidate.type->secret) return "";
-  }
-  if (answer.type->secret) return "";
-  constexpr char kHex[] = "0123456789abcdef";
-  std::string digits;
-  for (const unsigned char byte : answer.bytes) {
-    digits += kHex[byte >> 4];
-    digits += kHex[byte & 15];
-  }
-  return digits;
-}
 
 // Whether so few types are left that one of them can stand for all.
 bool IsAlmostCertain(const Answer& answer) {
@@ -215,7 +195,7 @@ Answer AnswerFor(const Capture& capture, const std::vector<const Type*>& types,
 }
 
 Steps StepsFor(const Capture& capture, const Answer& answer) {
-  Steps steps(capture, DigitsOf(answer));
+  Steps steps(capture);
   if (!answer.format.empty()) return steps;
   const std::string& name = answer.type->descriptor->name();
   const bool broken = !Weigh(*answer.type, answer.bytes).accepted;

@@ -11,7 +11,7 @@ std::string Quoted(const std::string& name) {
   constexpr std::string_view kPlain =
       "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-./+,:@%";
   if (Escaped(name, "") != name) return "";
-  const std::string path = name.front() == '-' ? "./" + name : name;
+  std::string path = name.front() == '-' ? "./" + name : name;
   if (path.find_first_not_of(kPlain) == path.npos) return path;
   std::string quoted = "'";
   for (const char c : path) quoted += c == '\'' ? "'\\''" : std::string(1, c);
@@ -20,18 +20,11 @@ std::string Quoted(const std::string& name) {
 
 }  // namespace
 
-Steps::Steps(const Capture& capture, const std::string& digits) {
+Steps::Steps(const Capture& capture) {
   const InputOptions& options = capture.options;
   std::string from = options.from == "auto" ? "" : options.from;
   if (capture.source == Source::kFile) file_ = Quoted(options.file);
-  if (!file_.empty()) {
-    file_ = ' ' + file_;
-  } else if (!digits.empty()) {
-    before_ = "echo " + digits + " | ";
-    from = "hex";
-  } else {
-    standard_input_ = true;
-  }
+  if (!file_.empty()) file_ = ' ' + file_;
   const bool framed = options.frame != "none";
   if (framed && from.empty() && capture.form != "binary") from = capture.form;
   if (!from.empty()) options_ += " --from " + from;
@@ -39,8 +32,8 @@ Steps::Steps(const Capture& capture, const std::string& digits) {
 }
 
 void Steps::Add(const std::string& command) {
-  again_ = standard_input_;
-  lines_.push_back(before_ + "tarn " + command + options_ + file_);
+  again_ = file_.empty();
+  lines_.push_back("tarn " + command + options_ + file_);
 }
 
 void Steps::AddPlain(const std::string& command) {
@@ -48,8 +41,8 @@ void Steps::AddPlain(const std::string& command) {
 }
 
 void Steps::AddAgain(const std::string& option) {
-  again_ = standard_input_;
-  lines_.push_back(before_ + "tarn what" + options_ +
+  again_ = file_.empty();
+  lines_.push_back("tarn what" + options_ +
                    (option.empty() ? "" : " " + option) + file_);
 }
 

@@ -11,13 +11,12 @@
 
 namespace tarn::tool {
 
-// Collects lines that read the same input again. A file is named. Of another
-// input, a few bytes are given as digits; otherwise the lines read standard
-// input.
+// Collects lines that read the same input again. A file is named; otherwise the
+// lines read standard input. Bytes of the input are in no line: a pass phrase
+// could be among them.
 class Steps {
  public:
-  // `digits`: the bytes in hexadecimal; empty if they are not to be shown.
-  Steps(const Capture& capture, const std::string& digits);
+  explicit Steps(const Capture& capture);
 
   // `command`: what stands after "tarn", such as "decode Server".
   void Add(const std::string& command);
@@ -32,11 +31,9 @@ class Steps {
   void Write(JsonWriter* json) const;
 
  private:
-  std::string before_;
   std::string options_;  // of every command that reads the input
-  std::string file_;
-  bool standard_input_ = false;
-  bool again_ = false;  // a line reads standard input
+  std::string file_;     // empty: standard input
+  bool again_ = false;   // a line reads standard input
   std::vector<std::string> lines_;
 };
 

@@ -69,6 +69,22 @@ std::string WordsOf(const std::vector<const Type*>& types) {
 
 }  // namespace
 
+// Whether the bytes are a record of the usual types without any oddity. No type
+// can be likelier then: only a uuid could tell for one, and there is none
+// without a dash. This spares the look at all types.
+bool StreamSummary::IsUsual(std::string_view bytes) const {
+  if (most_ == nullptr || most_->types.empty() || bytes.empty() ||
+      bytes.find('-') != bytes.npos) {
+    return false;
+  }
+  return std::all_of(most_->types.begin(), most_->types.end(),
+                     [&](const Type* type) {
+                       const Evidence evidence = Weigh(*type, bytes);
+                       return IsClean(evidence) && evidence.no_uuids == 0 &&
+                              evidence.disorder == 0;
+                     });
+}
+
 // A record that can be of the type of most others is taken for one.
 std::vector<const Type*> StreamSummary::TypesOf(const Record& record) {
   if (given_ != nullptr) {
@@ -77,6 +93,7 @@ std::vector<const Type*> StreamSummary::TypesOf(const Record& record) {
     if (!IsClean(evidence)) NoteOdd(record);
     return {given_};
   }
+  if (IsUsual(record.bytes)) return most_->types;
   const std::vector<const Type*> verdict = Verdict(Rank(types_, record.bytes));
   const bool usual =
       most_ != nullptr && !most_->types.empty() &&

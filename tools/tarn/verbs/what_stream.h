@@ -9,6 +9,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "input.h"
@@ -63,6 +64,7 @@ class StreamSummary {
   };
 
   std::vector<const Type*> TypesOf(const Record& record);
+  bool IsUsual(std::string_view bytes) const;
   void NoteOdd(const Record& record);
   void AddBroken(const Broken& broken);
   void Explain(const Record& record);
