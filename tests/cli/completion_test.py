@@ -45,7 +45,7 @@ CASES = (
     ("tarn what ", FILES, ALL),
     ("tarn tree --type Mods", {"ModsAvailable", "ModsConfigured"}, ALL),
     ("tarn tree --only ok,comm_", {"ok,comm_error"}, ALL),
-    ("tarn list ", {"--json", "--color", "--help"}, ALL),
+    ("tarn list ", {"--json", "--color", "--no-pager", "--help"}, ALL),
     ("tarn nonsense ", set(), ALL),
 )
 
