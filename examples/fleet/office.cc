@@ -11,6 +11,8 @@
 #include <iostream>
 #include <vector>
 
+#include "pager.h"
+
 namespace fleet {
 namespace {
 
@@ -147,6 +149,7 @@ int main(int argc, char** argv) {
   umask(077);
   // A site that sends invalid UTF-8 would fill the log, a line a message.
   google::protobuf::SetLogHandler(nullptr);
+  tarn::tool::ForbidPager();
   try {
     return fleet::Run(fleet::Read(argc, argv));
   } catch (const fleet::Failure& failure) {

@@ -40,20 +40,20 @@ void Say(const std::string& text) {
 // Makes a stream where it is missing: `config` has what is its own. Returns why
 // it cannot.
 std::string MakeStream(jsCtx* context, const char* name, const char* subjects,
-                       const StreamOptions& options, jsStreamConfig* config) {
-  config->Name = name;
-  config->Subjects = &subjects;
-  config->SubjectsLen = 1;
-  config->Replicas = options.replicas;
-  config->MaxMsgSize = options.largest;
-  config->Duplicates = 120 * kSecond;
-  config->Discard = js_DiscardNew;
-  config->Storage = js_FileStorage;
+                       const StreamOptions& options, jsStreamConfig config) {
+  config.Name = name;
+  config.Subjects = &subjects;
+  config.SubjectsLen = 1;
+  config.Replicas = options.replicas;
+  config.MaxMsgSize = options.largest;
+  config.Duplicates = 120 * kSecond;
+  config.Discard = js_DiscardNew;
+  config.Storage = js_FileStorage;
   jsErrCode code = {};
   jsStreamInfo* info = nullptr;
   natsStatus status = js_GetStreamInfo(&info, context, name, nullptr, &code);
   if (status == NATS_NOT_FOUND) {
-    status = js_AddStream(&info, context, config, nullptr, &code);
+    status = js_AddStream(&info, context, &config, nullptr, &code);
   }
   jsStreamInfo_Destroy(info);
   if (status == NATS_OK) return "";
@@ -155,10 +155,10 @@ std::string MakeStreams(jsCtx* context, const StreamOptions& options) {
   orders.MaxMsgsPerSubject = 1;
   orders.AllowDirect = true;
   std::string obstacle =
-      MakeStream(context, kStream, kSubjects, options, &reports);
+      MakeStream(context, kStream, kSubjects, options, reports);
   if (obstacle.empty()) {
     obstacle =
-        MakeStream(context, kPriceStream, kPriceSubjects, options, &orders);
+        MakeStream(context, kPriceStream, kPriceSubjects, options, orders);
   }
   if (!obstacle.empty()) return obstacle;
   jsConsumerConfig config;
