@@ -107,7 +107,7 @@ void AddStepsForType(const StreamSummary& summary, const Type& type,
   } else if (HoldsNodes(*type.descriptor)) {
     steps->Add("tree --type " + name + " --keep-going");
   }
-  steps->Add("rows " + name + " --keep-going");
+  steps->Add("rows " + name + " --to ndjson --keep-going");
 }
 
 Steps StepsForStream(const Capture& capture, const StreamSummary& summary) {

@@ -111,8 +111,10 @@ Capture ReadCapture(const InputOptions& options, Source source,
                         ? ReadText(types, input, &capture.options)
                         : Read(options, "", types, input);
   if (reading.binary() && source == Source::kText && !input.empty()) {
-    throw Failure(kUsage, "there is no file " + options.file +
-                              ", and as text it is no form of a message");
+    // The text is not repeated: it can hold a pass phrase.
+    throw Failure(kUsage,
+                  "the argument is no file that is there, and as text no form "
+                  "of a message");
   }
   capture.form = reading.form;
   capture.layout = reading.layout;

@@ -219,6 +219,9 @@ Steps StepsFor(const Capture& capture, const Answer& answer) {
   steps.Add((broken ? "annotate " : "decode ") + name);
   if (broken) {
     steps.Add("decode " + name + " --partial");
+    if (HoldsNodes(*answer.type->descriptor)) {
+      steps.Add("tree --type " + name + " --partial");
+    }
   } else if (answer.type->descriptor ==
              tarn::NetworkStatusReport::descriptor()) {
     steps.Add("status");
