@@ -19,7 +19,8 @@ bool Invisible(uint32_t c) {
                  {0x13430, 0x1343F}, {0x1BCA0, 0x1BCA3}, {0x1D173, 0x1D17A},
                  {0xE0001, 0xE0001}, {0xE0020, 0xE007F}};
   for (const auto& range : kRanges) {
-    if (c >= range.first && c <= range.last) return true;
+    if (c < range.first) break;
+    if (c <= range.last) return true;
   }
   // The runtime's JSON escapes these invisible characters, too.
   return c == 0x17B4 || c == 0x17B5;
@@ -44,7 +45,8 @@ int ColumnsOf(uint32_t c) {
                {0x1F300, 0x1F64F}, {0x1F680, 0x1F6FF}, {0x1F900, 0x1F9FF},
                {0x20000, 0x3FFFD}};
   for (const auto& range : kWide) {
-    if (c >= range.first && c <= range.last) return 2;
+    if (c < range.first) break;
+    if (c <= range.last) return 2;
   }
   return 1;
 }
