@@ -12,6 +12,7 @@ namespace {
 using tarn::tool::Form;
 using tarn::tool::FormsOf;
 using tarn::tool::FromForm;
+using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 constexpr uint64_t kMost = 64 << 20;
@@ -234,6 +235,25 @@ TEST(FormsInside, PiecesOfALineAreFound) {
     pieces.push_back(form.bytes);
   }
   EXPECT_EQ(std::count(pieces.begin(), pieces.end(), "\n\003Ab\"\020\001"), 2);
+}
+
+TEST(FormsInside, LinesThatBelongTogetherAreRead) {
+  const std::string text =
+      "Hello,\n> 0a 0b 0c 0d\n> 0e 0f\n> face\nnow\n"
+      "0000: 0a 0b 0c 0d\n0004: 0e 0f\n";
+  const auto read_at = [&](size_t place) {
+    std::vector<std::string> read;
+    for (const Form& form : tarn::tool::FormsInside(text)) {
+      if (form.name == "hex" && form.embedded_at == place) {
+        read.push_back(form.bytes);
+      }
+    }
+    return read;
+  };
+  // The word below the digits can be digits, too.
+  EXPECT_THAT(read_at(text.find('>')),
+              ElementsAre("\n\v\f\r\016\017\xFA\xCE", "\n\v\f\r\016\017"));
+  EXPECT_THAT(read_at(text.find("0000:")), ElementsAre("\n\v\f\r\016\017"));
 }
 
 }  // namespace

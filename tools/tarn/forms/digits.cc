@@ -110,9 +110,10 @@ bool TakeEscaped(std::string_view* text, std::string* bytes) {
 
 bool FromHexDigits(std::string_view text, std::string* bytes) {
   int half = -1;
+  const bool dashes = text.size() > 2 && text[2] == '-';  // else of a uuid
   for (size_t i = 0; i < text.size(); ++i) {
     const char c = text[i];
-    if (IsSpace(c) || c == ',' || c == ':') {
+    if (IsSpace(c) || c == ',' || c == ':' || (c == '-' && dashes)) {
       if (half >= 0) return false;
     } else if (c == '0' && i + 1 < text.size() && (text[i + 1] | 0x20) == 'x' &&
                half < 0) {
@@ -127,6 +128,21 @@ bool FromHexDigits(std::string_view text, std::string* bytes) {
     }
   }
   return half < 0;
+}
+
+bool ArePairs(std::string_view digits) {
+  size_t pairs = 0;
+  while (!digits.empty()) {
+    const size_t size =
+        std::min(digits.find_first_of(" \t\r\n,:-"), digits.size());
+    const std::string_view group = digits.substr(0, size);
+    if (size != 0 && size != 2 && (size != 4 || group.substr(0, 2) != "0x")) {
+      return false;
+    }
+    pairs += size != 0;
+    digits.remove_prefix(std::min(size + 1, digits.size()));
+  }
+  return pairs > 1;
 }
 
 bool FromBase64(std::string_view text, std::string* bytes) {

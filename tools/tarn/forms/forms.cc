@@ -32,11 +32,9 @@ bool LooksLikeText(std::string_view text) {
 
 bool LooksLikeJson(std::string_view text) {
   text = Trim(text);
-  if (text.size() < 2 || text.front() != '{' || text.back() != '}') {
-    return false;
-  }
+  if (text.size() < 2 || text.front() != '{') return false;
   const std::string_view inside = Trim(text.substr(1));
-  return inside.front() == '"' || inside.front() == '}';
+  return inside.front() == '"' || inside == "}";
 }
 
 // Removes the marks of a quotation in a mail. Returns false if there are none.
@@ -99,23 +97,6 @@ std::string_view Unwrap(std::string_view text) {
     }
   }
   return text;
-}
-
-// Whether the digits are pairs, each also after 0x, with blanks, commas or
-// colons between them.
-bool ArePairs(std::string_view digits) {
-  size_t pairs = 0;
-  while (!digits.empty()) {
-    const size_t size =
-        std::min(digits.find_first_of(" \t\r\n,:"), digits.size());
-    const std::string_view group = digits.substr(0, size);
-    if (size != 0 && size != 2 && (size != 4 || group.substr(0, 2) != "0x")) {
-      return false;
-    }
-    pairs += size != 0;
-    digits.remove_prefix(std::min(size + 1, digits.size()));
-  }
-  return pairs > 1;
 }
 
 // "data:application/x-protobuf;base64,CgE="
@@ -252,65 +233,6 @@ bool FromPlainForm(std::string_view name, std::string_view text,
   return forms.front().problem.empty();
 }
 
-// The characters that separate independent pieces of a text.
-constexpr std::string_view kBetween = "\t\r\n\"'`()[]{}<>;=|";
-
-// Collects the pieces of a text that can be digits, with their places.
-class Pieces {
- public:
-  explicit Pieces(std::string_view input) : input_(input) {}
-
-  // Adds the pieces of a part without any of kBetween: the longest rows of
-  // pairs that are separated by blanks, commas or colons, and every word.
-  void AddFrom(std::string_view part) {
-    size_t row = part.npos;  // where a row of pairs begins
-    for (size_t word = 0; word <= part.size();) {
-      const size_t stop =
-          std::min(part.find_first_of(" ,:", word), part.size());
-      const std::string_view token = part.substr(word, stop - word);
-      const bool pair =
-          token.size() == 2 || (token.size() == 4 && token[1] == 'x');
-      if (pair && row == part.npos) row = word;
-      if (row != part.npos && (!pair || stop == part.size())) {
-        const size_t end = pair ? stop : word;
-        Add("hex", Trim(part.substr(row, end - row)));
-        row = part.npos;
-      }
-      if (!pair && !Add("hex", token)) AddBase64(token);
-      word = stop + 1;
-    }
-  }
-
-  std::vector<Form> Take() { return std::move(forms_); }
-
- private:
-  bool Add(const char* name, std::string_view piece) {
-    constexpr size_t kLeastBytes = 4;
-    Form form;
-    const bool hex = name == std::string_view("hex");
-    if (hex ? !FromHexDigits(piece, &form.bytes)
-            : !FromBase64(piece, &form.bytes)) {
-      return false;
-    }
-    if (form.bytes.size() < kLeastBytes) return false;
-    form.name = name;
-    form.embedded_at = piece.data() - input_.data();
-    forms_.push_back(std::move(form));
-    return true;
-  }
-  // Adds a word with the = at its end; the part before the = and the part after
-  // it are words of their own.
-  void AddBase64(std::string_view token) {
-    const size_t at = token.data() - input_.data();
-    size_t size = token.size();
-    while (at + size < input_.size() && input_[at + size] == '=') ++size;
-    Add("base64", input_.substr(at, size));
-  }
-
-  std::string_view input_;
-  std::vector<Form> forms_;
-};
-
 }  // namespace
 
 bool FromForm(std::string_view name, std::string_view input, uint64_t max_size,
@@ -362,20 +284,6 @@ std::vector<Form> FormsOf(std::string_view input, uint64_t max_size) {
   std::stable_partition(forms.begin(), forms.end(),
                         [](const Form& form) { return form.problem.empty(); });
   return forms;
-}
-
-std::vector<Form> FormsInside(std::string_view input) {
-  constexpr size_t kMostText = 1 << 20;
-  if (input.size() > kMostText || !IsText(input)) return {};
-  Pieces pieces(input);
-  size_t begin = 0;
-  while (begin < input.size()) {
-    const size_t end =
-        std::min(input.find_first_of(kBetween, begin), input.size());
-    pieces.AddFrom(input.substr(begin, end - begin));
-    begin = end + 1;
-  }
-  return pieces.Take();
 }
 
 std::string_view KnownFormat(std::string_view bytes) {

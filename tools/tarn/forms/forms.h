@@ -19,7 +19,8 @@ struct Form {
   std::string text;          // of text and json: the message as it was written
   std::string layout = {};   // what is around the digits, for people
   bool certain = false;      // the layout is unmistakable
-  size_t embedded_at = 0;    // its offset in other text
+  size_t embedded_at = 0;    // its offset in other text, and how many bytes
+  size_t embedded_size = 0;  // of that it takes
   std::string problem = {};  // why a recognized form cannot be read
 };
 
@@ -34,7 +35,7 @@ bool FromForm(std::string_view name, std::string_view input, uint64_t max_size,
               std::string* bytes);
 
 // Digits and numbers inside other text, such as a line of a log, each with its
-// place.
+// place: first those that take several lines, then the pieces of lines.
 std::vector<Form> FormsInside(std::string_view input);
 
 // The format of bytes that cannot be a message, such as "compressed by gzip";
@@ -42,10 +43,12 @@ std::vector<Form> FormsInside(std::string_view input);
 std::string_view KnownFormat(std::string_view bytes);
 
 // Append to `bytes` what a text stands for: hexadecimal digits, also with
-// spaces, commas, colons or 0x between them; base64; an array of numbers or
-// strings with escapes, as in the source of a program. They return false if the
-// text has another form.
+// spaces, commas, colons or 0x between them, and pairs with dashes; base64; an
+// array of numbers or strings with escapes, as in the source of a program. They
+// return false if the text has another form.
 bool FromHexDigits(std::string_view text, std::string* bytes);
+// Whether hexadecimal digits are in pairs, each also after 0x.
+bool ArePairs(std::string_view digits);
 bool FromBase64(std::string_view text, std::string* bytes);
 bool FromArray(std::string_view text, std::string* bytes);
 bool FromEscapes(std::string_view text, std::string* bytes);

@@ -175,8 +175,18 @@ std::vector<Attempt*> Choices(std::vector<Attempt>* attempts, Attempt* binary,
 bool ReadInside(const std::string& name, const std::vector<const Type*>& types,
                 std::string_view input, Reading* reading) {
   std::vector<Form> found;
-  for (Form& form : FormsInside(input)) {
-    if (QualityOf(types, form.bytes) != Quality::kClean) continue;
+  std::vector<Form> forms = FormsInside(input);
+  std::stable_sort(forms.begin(), forms.end(),
+                   [](const Form& a, const Form& b) {
+                     return a.embedded_at < b.embedded_at;
+                   });
+  size_t end = 0;  // of the message before
+  for (Form& form : forms) {
+    if (form.embedded_at < end ||
+        QualityOf(types, form.bytes) != Quality::kClean) {
+      continue;
+    }
+    end = form.embedded_at + form.embedded_size;
     found.push_back(std::move(form));
   }
   if (found.empty()) return false;

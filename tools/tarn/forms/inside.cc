@@ -1,0 +1,161 @@
+// Finds messages that stand inside other text, such as a mail or a line of a
+// log.
+#include <algorithm>
+
+#include "forms.h"
+
+namespace tarn::tool {
+namespace {
+
+bool IsPair(std::string_view token) {
+  if (token.substr(0, 2) == "0x") token.remove_prefix(2);
+  return token.size() == 2 &&
+         token.find_first_not_of("0123456789abcdefABCDEF") == token.npos;
+}
+
+// The characters that separate independent pieces of a text.
+constexpr std::string_view kBetween = "\t\r\n\"'`()[]{}<>;=|";
+
+// Collects the pieces of a text that can be digits, with their places.
+class Pieces {
+ public:
+  explicit Pieces(std::string_view input) : input_(input) {}
+
+  // Adds the pieces of a part without any of kBetween: the longest rows of
+  // pairs that are separated by blanks, commas or colons, and every word.
+  void AddFrom(std::string_view part) {
+    size_t row = part.npos;  // where a row of pairs begins
+    for (size_t word = 0; word <= part.size();) {
+      const size_t stop =
+          std::min(part.find_first_of(" ,:", word), part.size());
+      const std::string_view token = part.substr(word, stop - word);
+      const bool pair = IsPair(token);
+      if (pair && row == part.npos) row = word;
+      if (row != part.npos && (!pair || stop == part.size())) {
+        const size_t end = pair ? stop : word;
+        Add("hex", Trim(part.substr(row, end - row)));
+        row = part.npos;
+      }
+      if (!pair && !Add("hex", token)) AddBase64(token);
+      word = stop + 1;
+    }
+  }
+
+  std::vector<Form> Take() { return std::move(forms_); }
+
+ private:
+  bool Add(const char* name, std::string_view piece) {
+    constexpr size_t kLeastBytes = 4;
+    Form form;
+    const bool hex = name == std::string_view("hex");
+    if (hex ? !FromHexDigits(piece, &form.bytes)
+            : !FromBase64(piece, &form.bytes)) {
+      return false;
+    }
+    if (form.bytes.size() < kLeastBytes) return false;
+    form.name = name;
+    form.embedded_at = piece.data() - input_.data();
+    form.embedded_size = piece.size();
+    forms_.push_back(std::move(form));
+    return true;
+  }
+  // Adds a word with the = at its end; the part before the = and the part after
+  // it are words of their own.
+  void AddBase64(std::string_view token) {
+    const size_t at = token.data() - input_.data();
+    size_t size = token.size();
+    while (at + size < input_.size() && input_[at + size] == '=') ++size;
+    Add("base64", input_.substr(at, size));
+  }
+
+  std::string_view input_;
+  std::vector<Form> forms_;
+};
+
+// A line without the marks of a quotation in a mail.
+std::string_view Unquoted(std::string_view line) {
+  while (!line.empty() && (line.front() == '>' || IsSpace(line.front()))) {
+    line.remove_prefix(1);
+  }
+  return Trim(line);
+}
+
+// "00000010: 0a0b 0c0d", "0x0010  0a 0b": an offset before hexadecimal digits.
+bool IsDumpLine(std::string_view line) {
+  constexpr std::string_view kHex = "0123456789abcdefABCDEF";
+  if (line.substr(0, 2) == "0x") line.remove_prefix(2);
+  const size_t offset = std::min(line.find_first_not_of(kHex), line.size());
+  const size_t begin = line.find_first_not_of(" :", offset);
+  if (offset < 4 || begin == line.npos || begin == offset) return false;
+  const size_t end = std::min(line.find_first_not_of(kHex, begin), line.size());
+  return (end - begin) % 2 == 0 && end > begin &&
+         (end == line.size() || line[end] == ' ');
+}
+
+// Whether a line can be one of many with digits: hexadecimal, also of a dump,
+// or base64. The last one can be short.
+bool IsDigitLine(std::string_view line, bool last) {
+  constexpr size_t kLeast = 16;
+  line = Unquoted(line);
+  if (line.empty()) return false;
+  std::string bytes;
+  if (ArePairs(line) || IsDumpLine(line)) return true;
+  if (line.size() < kLeast && !last) return false;
+  return FromHexDigits(line, &bytes) ||
+         (line.find(' ') == line.npos && FromBase64(line, &bytes));
+}
+
+// Adds the ways to read the lines of `input` from `begin` to `end`.
+void AddBlock(std::string_view input, size_t begin, size_t end,
+              std::vector<Form>* forms) {
+  for (Form& form : FormsOf(input.substr(begin, end - begin), input.size())) {
+    if (!form.problem.empty() || !form.text.empty()) continue;
+    form.embedded_at = begin;
+    form.embedded_size = end - begin;
+    forms->push_back(std::move(form));
+  }
+}
+
+// Adds the rows of lines that together can be one message. The last one can be
+// short, or a word below them that looks like digits: the row is also tried
+// without it.
+void AddBlocks(std::string_view input, std::vector<Form>* forms) {
+  size_t begin = 0, lines = 0;
+  std::string_view rest = input;
+  while (true) {
+    const size_t at = input.size() - rest.size();
+    const bool end = rest.empty();
+    const std::string_view line = TakeLine(&rest);
+    if (!end && IsDigitLine(line, false)) {
+      if (lines++ == 0) begin = at;
+      continue;
+    }
+    if (!end && lines > 0 && IsDigitLine(line, true)) {
+      AddBlock(input, begin, input.size() - rest.size(), forms);
+    }
+    if (lines > 1) AddBlock(input, begin, at, forms);
+    lines = 0;
+    if (end) break;
+  }
+}
+
+}  // namespace
+
+std::vector<Form> FormsInside(std::string_view input) {
+  constexpr size_t kMostText = 1 << 20;
+  if (input.size() > kMostText || !IsText(input)) return {};
+  std::vector<Form> forms;
+  AddBlocks(input, &forms);
+  Pieces pieces(input);
+  size_t begin = 0;
+  while (begin < input.size()) {
+    const size_t end =
+        std::min(input.find_first_of(kBetween, begin), input.size());
+    pieces.AddFrom(input.substr(begin, end - begin));
+    begin = end + 1;
+  }
+  for (Form& form : pieces.Take()) forms.push_back(std::move(form));
+  return forms;
+}
+
+}  // namespace tarn::tool
