@@ -209,7 +209,16 @@ size_t UnderstoodJson(const Type& type, std::string_view json) {
            google::protobuf::StringPiece(json.data(), json.size()),
            message.get(), options)
            .ok()) {
-    return 0;
+    // A value is of another kind. Those that fit count, up to an unknown name,
+    // with about the bytes that they take.
+    size_t right = 0;
+    CheckJson(
+        type, json,
+        [&](const Type& holder, const Field& field, std::string_view value) {
+          right += IsJsonValue(holder, field, value);
+          return true;
+        });
+    return right;
   }
   return message->ByteSizeLong();
 }
