@@ -152,6 +152,47 @@ void PrintProblems(const Answer& answer, Output* output) {
                 " more: see tarn check\n");
 }
 
+// Whether bytes, read as a type, hold a pass phrase: all of one, or the part
+// before an error. Types that explain less than half of the fields do not
+// count.
+bool HoldsSecret(const Candidate& candidate, std::string_view bytes) {
+  const Evidence& evidence = candidate.evidence;
+  if (!candidate.type->secret || 2 * evidence.unknown > evidence.fields) {
+    return false;
+  }
+  const auto message = NewMessage(*candidate.type);
+  const auto* descriptor = candidate.type->descriptor;
+  std::string path;
+  if (evidence.accepted) {
+    message->ParseFromArray(bytes.data(), static_cast<int>(bytes.size()));
+  } else {
+    path = FindDamage(*candidate.type, bytes, 0).path;
+  }
+  for (int i = 0; i < descriptor->field_count(); ++i) {
+    const auto& field = *descriptor->field(i);
+    if (IsSecret(field) &&
+        (path == field.name() ||
+         message->GetReflection()->HasField(*message, &field))) {
+      return true;
+    }
+  }
+  return false;
+}
+
+// Commands for the type that has it do not show a pass phrase; others do.
+void PrintSecrets(const Answer& answer, Output* output) {
+  for (const Candidate& candidate : answer.candidates) {
+    if (candidate.type == answer.type ||
+        !HoldsSecret(candidate, answer.bytes)) {
+      continue;
+    }
+    BeginLine("Secret", output);
+    output->Write("as " + candidate.type->descriptor->name() +
+                  ", these bytes hold a pass phrase, which commands for other "
+                  "types show\n");
+  }
+}
+
 }  // namespace
 
 Answer AnswerFor(const Capture& capture, const std::vector<const Type*>& types,
@@ -240,6 +281,7 @@ void PrintAnswer(const Answer& answer, Schema* schema, Output* output) {
   PrintMeanings(answer, schema, output);
   PrintContent(answer, output);
   PrintProblems(answer, output);
+  PrintSecrets(answer, output);
 }
 
 void WriteAnswer(const Answer& answer, JsonWriter* json) {
