@@ -230,6 +230,13 @@ bool ReadDump(std::string_view text, DumpUnit unit, uint64_t max_size,
   return false;
 }
 
+bool IsDumpLine(std::string_view line) {
+  Start start;
+  std::string bytes;
+  return Split(line, &start) && !start.rest.empty() &&
+         FromHexDigits(start.rest.substr(0, start.rest.find(' ')), &bytes);
+}
+
 bool LooksLikeDump(std::string_view text) {
   size_t lines = 0;
   size_t like = 0;

@@ -34,6 +34,10 @@ struct Dump {
 bool ReadDump(std::string_view text, DumpUnit unit, uint64_t max_size,
               Dump* dump);
 
+// Whether a line has an offset and hexadecimal digits after it, such as
+// "00000010: 0a0b 0c0d" or "0x0010  0a 0b".
+bool IsDumpLine(std::string_view line);
+
 // Whether most lines begin like those of a dump, although it could not be read
 // as one.
 bool LooksLikeDump(std::string_view text);

@@ -2,6 +2,7 @@
 // log.
 #include <algorithm>
 
+#include "dump.h"
 #include "forms.h"
 
 namespace tarn::tool {
@@ -78,18 +79,6 @@ std::string_view Unquoted(std::string_view line) {
     line.remove_prefix(1);
   }
   return Trim(line);
-}
-
-// "00000010: 0a0b 0c0d", "0x0010  0a 0b": an offset before hexadecimal digits.
-bool IsDumpLine(std::string_view line) {
-  constexpr std::string_view kHex = "0123456789abcdefABCDEF";
-  if (line.substr(0, 2) == "0x") line.remove_prefix(2);
-  const size_t offset = std::min(line.find_first_not_of(kHex), line.size());
-  const size_t begin = line.find_first_not_of(" :", offset);
-  if (offset < 4 || begin == line.npos || begin == offset) return false;
-  const size_t end = std::min(line.find_first_not_of(kHex, begin), line.size());
-  return (end - begin) % 2 == 0 && end > begin &&
-         (end == line.size() || line[end] == ' ');
 }
 
 // Whether a line can be one of many with digits: hexadecimal, also of a dump,

@@ -6,24 +6,36 @@
 #include "utf8.h"
 
 namespace tarn::tool {
+namespace {
 
-bool Invisible(uint32_t c) {
-  constexpr struct {
-    uint32_t first, last;
-  } kRanges[] = {{0x00, 0x1F},       {0x7F, 0x9F},       {0xAD, 0xAD},
-                 {0x600, 0x605},     {0x61C, 0x61C},     {0x6DD, 0x6DD},
-                 {0x70F, 0x70F},     {0x890, 0x891},     {0x8E2, 0x8E2},
-                 {0x180E, 0x180E},   {0x200B, 0x200F},   {0x2028, 0x202E},
-                 {0x2060, 0x2064},   {0x2066, 0x206F},   {0xFEFF, 0xFEFF},
-                 {0xFFF9, 0xFFFB},   {0x110BD, 0x110BD}, {0x110CD, 0x110CD},
-                 {0x13430, 0x1343F}, {0x1BCA0, 0x1BCA3}, {0x1D173, 0x1D17A},
-                 {0xE0001, 0xE0001}, {0xE0020, 0xE007F}};
-  for (const auto& range : kRanges) {
+struct Range {
+  uint32_t first, last;
+};
+
+// The ranges are in order.
+template <size_t size>
+bool IsInside(uint32_t c, const Range (&ranges)[size]) {
+  for (const Range& range : ranges) {
     if (c < range.first) break;
     if (c <= range.last) return true;
   }
-  // The runtime's JSON escapes these invisible characters, too.
-  return c == 0x17B4 || c == 0x17B5;
+  return false;
+}
+
+}  // namespace
+
+bool Invisible(uint32_t c) {
+  constexpr Range kRanges[] = {
+      {0x00, 0x1F},       {0x7F, 0x9F},       {0xAD, 0xAD},
+      {0x600, 0x605},     {0x61C, 0x61C},     {0x6DD, 0x6DD},
+      {0x70F, 0x70F},     {0x890, 0x891},     {0x8E2, 0x8E2},
+      {0x180E, 0x180E},   {0x200B, 0x200F},   {0x2028, 0x202E},
+      {0x2060, 0x2064},   {0x2066, 0x206F},   {0xFEFF, 0xFEFF},
+      {0xFFF9, 0xFFFB},   {0x110BD, 0x110BD}, {0x110CD, 0x110CD},
+      {0x13430, 0x1343F}, {0x1BCA0, 0x1BCA3}, {0x1D173, 0x1D17A},
+      {0xE0001, 0xE0001}, {0xE0020, 0xE007F}};
+  // The runtime's JSON escapes the last two, too.
+  return IsInside(c, kRanges) || c == 0x17B4 || c == 0x17B5;
 }
 
 Character CharacterAt(const char* p, const char* end) {
@@ -37,18 +49,13 @@ Character CharacterAt(const char* p, const char* end) {
 }
 
 int ColumnsOf(uint32_t c) {
-  constexpr struct {
-    uint32_t first, last;
-  } kWide[] = {{0x1100, 0x115F},   {0x2E80, 0x303E},   {0x3041, 0xA4CF},
-               {0xA960, 0xA97C},   {0xAC00, 0xD7A3},   {0xF900, 0xFAFF},
-               {0xFE30, 0xFE6F},   {0xFF00, 0xFF60},   {0xFFE0, 0xFFE6},
-               {0x1F300, 0x1F64F}, {0x1F680, 0x1F6FF}, {0x1F900, 0x1F9FF},
-               {0x20000, 0x3FFFD}};
-  for (const auto& range : kWide) {
-    if (c < range.first) break;
-    if (c <= range.last) return 2;
-  }
-  return 1;
+  constexpr Range kWide[] = {
+      {0x1100, 0x115F},   {0x2E80, 0x303E},   {0x3041, 0xA4CF},
+      {0xA960, 0xA97C},   {0xAC00, 0xD7A3},   {0xF900, 0xFAFF},
+      {0xFE30, 0xFE6F},   {0xFF00, 0xFF60},   {0xFFE0, 0xFFE6},
+      {0x1F300, 0x1F64F}, {0x1F680, 0x1F6FF}, {0x1F900, 0x1F9FF},
+      {0x20000, 0x3FFFD}};
+  return IsInside(c, kWide) ? 2 : 1;
 }
 
 size_t Width(std::string_view utf8) {

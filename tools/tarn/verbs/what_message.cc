@@ -84,10 +84,7 @@ void PrintContent(const Answer& answer, Output* output) {
 void PrintCandidates(const Answer& answer, Output* output) {
   const std::vector<RankedCandidate> shown =
       FirstCandidates(answer.candidates, kTypes);
-  size_t width = 0;
-  for (const auto& [rank, candidate] : shown) {
-    width = std::max(width, candidate->type->descriptor->name().size());
-  }
+  const size_t width = WidthOf(answer.candidates, shown.size());
   for (const RankedCandidate& candidate : shown) {
     BeginLine("", output);
     PrintCandidate(candidate, answer.bytes, width, output);

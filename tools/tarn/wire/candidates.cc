@@ -82,10 +82,10 @@ size_t CountLevel(const std::vector<Candidate>& candidates) {
          candidates.begin();
 }
 
-size_t WidthOf(const std::vector<Candidate>& candidates) {
+size_t WidthOf(const std::vector<Candidate>& candidates, size_t count) {
   size_t width = 0;
-  for (const Candidate& candidate : candidates) {
-    width = std::max(width, candidate.type->descriptor->name().size());
+  for (size_t i = 0; i < count; ++i) {
+    width = std::max(width, candidates[i].type->descriptor->name().size());
   }
   return width;
 }

@@ -31,8 +31,8 @@ std::vector<RankedCandidate> FirstCandidates(
 // How many candidates nothing tells from the first, with it.
 size_t CountLevel(const std::vector<Candidate>& candidates);
 
-// The columns of the longest name.
-size_t WidthOf(const std::vector<Candidate>& candidates);
+// The columns of the longest name of the first `count`.
+size_t WidthOf(const std::vector<Candidate>& candidates, size_t count);
 
 // A line: "  1  Server  parses fully, 2 fields", with the name in `width`
 // columns.
