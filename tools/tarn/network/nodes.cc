@@ -7,7 +7,6 @@
 #include <set>
 
 #include "node_name.h"
-#include "status_words.h"
 
 namespace tarn::tool {
 namespace {
@@ -112,7 +111,21 @@ bool Reaches(const Descriptor& type, std::set<const Descriptor*>* met) {
   return false;
 }
 
+void AddTotals(const std::vector<Node>& nodes, NodeTotals* totals) {
+  for (const Node& node : nodes) {
+    if (node.has_status) ++totals->statuses[node.status];
+    totals->errors += node.error ? 1 : 0;
+    AddTotals(node.children, totals);
+  }
+}
+
 }  // namespace
+
+NodeTotals TotalsOf(const std::vector<Node>& nodes) {
+  NodeTotals totals;
+  AddTotals(nodes, &totals);
+  return totals;
+}
 
 bool IsWell(const Node& node) {
   return node.broken.empty() && !node.error &&

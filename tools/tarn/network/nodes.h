@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "json_writer.h"
+#include "status_words.h"
 
 namespace tarn::tool {
 
@@ -30,6 +31,14 @@ struct Node {
   std::string broken;
   std::vector<Node> children;
 };
+
+// How many of some nodes, and of those below them, have each status, and how
+// many report an error.
+struct NodeTotals {
+  StatusTally statuses;
+  int errors = 0;
+};
+NodeTotals TotalsOf(const std::vector<Node>& nodes);
 
 // Whether status and error flag of a node say that all is well.
 bool IsWell(const Node& node);

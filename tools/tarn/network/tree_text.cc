@@ -145,20 +145,9 @@ class TextTree {
     out_.Write('\n');
   }
 
-  static void Tally(const std::vector<Node>& nodes, StatusTally* tally,
-                    int* errors) {
-    for (const Node& node : nodes) {
-      if (node.has_status) ++(*tally)[node.status];
-      *errors += node.error ? 1 : 0;
-      Tally(node.children, tally, errors);
-    }
-  }
-
   // Prints how many nodes have each status, the worst first.
   void PrintTotals(const std::vector<Node>& nodes) {
-    StatusTally tally;
-    int errors = 0;
-    Tally(nodes, &tally, &errors);
+    const auto [tally, errors] = TotalsOf(nodes);
     if (errors == 0 && tally.empty()) return;
     out_.Write(start_);
     if (errors > 0) {

@@ -2,7 +2,6 @@
 #include "candidates.h"
 #include "command.h"
 #include "command_line.h"
-#include "nodes.h"
 #include "what_input.h"
 #include "what_message.h"
 #include "what_page.h"
@@ -102,11 +101,7 @@ void AddStepsForType(const StreamSummary& summary, const Type& type,
   const std::string& name = type.descriptor->name();
   steps->Add("decode " + name + " --keep-going");
   if (summary.broken() > 0) steps->Add("check " + name + " --keep-going");
-  if (name == "NetworkStatusReport") {
-    steps->Add("status --keep-going");
-  } else if (HoldsNodes(*type.descriptor)) {
-    steps->Add("tree --type " + name + " --keep-going");
-  }
+  steps->AddDrawing(type, " --keep-going");
   steps->Add("rows " + name + " --to ndjson --keep-going");
 }
 

@@ -41,13 +41,6 @@ std::string MeaningOf(const Type& type, Schema* schema) {
   return std::string(sentence);
 }
 
-void CountStatuses(const std::vector<Node>& nodes, StatusTally* tally) {
-  for (const Node& node : nodes) {
-    if (node.has_status) ++(*tally)[node.status];
-    CountStatuses(node.children, tally);
-  }
-}
-
 // Prints what is in a message, or in the part of it before an error.
 void PrintContent(const Answer& answer, Output* output) {
   const auto message = NewMessage(*answer.type);
@@ -62,8 +55,7 @@ void PrintContent(const Answer& answer, Output* output) {
     return;
   }
   const std::vector<Node> nodes = NodesOf(*message);
-  StatusTally tally;
-  CountStatuses(nodes, &tally);
+  StatusTally tally = TotalsOf(nodes).statuses;
   std::string words = InWords(CountNodes(nodes));
   if (const auto* report =
           dynamic_cast<const tarn::NetworkStatusReport*>(message.get())) {
@@ -260,11 +252,8 @@ Steps StepsFor(const Capture& capture, const Answer& answer) {
     if (HoldsNodes(*answer.type->descriptor)) {
       steps.Add("tree --type " + name + " --partial");
     }
-  } else if (answer.type->descriptor ==
-             tarn::NetworkStatusReport::descriptor()) {
-    steps.Add("status");
-  } else if (HoldsNodes(*answer.type->descriptor)) {
-    steps.Add("tree --type " + name);
+  } else {
+    steps.AddDrawing(*answer.type, "");
   }
   if (!answer.findings.empty() || answer.more_findings > 0) {
     steps.Add("check " + name);

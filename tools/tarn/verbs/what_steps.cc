@@ -1,6 +1,9 @@
 // Quotes names for a shell.
 #include "what_steps.h"
 
+#include <tarn/Network.pb.h>
+
+#include "nodes.h"
 #include "what_page.h"
 
 namespace tarn::tool {
@@ -34,6 +37,14 @@ Steps::Steps(const Capture& capture) {
 void Steps::Add(const std::string& command) {
   again_ = file_.empty();
   lines_.push_back("tarn " + command + options_ + file_);
+}
+
+void Steps::AddDrawing(const Type& type, const std::string& options) {
+  if (type.descriptor == tarn::NetworkStatusReport::descriptor()) {
+    Add("status" + options);
+  } else if (HoldsNodes(*type.descriptor)) {
+    Add("tree --type " + type.descriptor->name() + options);
+  }
 }
 
 void Steps::AddPlain(const std::string& command) {

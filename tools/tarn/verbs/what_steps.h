@@ -20,7 +20,9 @@ class Steps {
 
   // `command`: what stands after "tarn", such as "decode Server".
   void Add(const std::string& command);
-  // The same for a command that reads no input.
+  // The one that draws messages of the type, if there is one.
+  void AddDrawing(const Type& type, const std::string& options);
+  // For a command that reads no input.
   void AddPlain(const std::string& command);
   // `tarn what` with another option; empty: with none.
   void AddAgain(const std::string& option);
