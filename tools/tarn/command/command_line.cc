@@ -40,26 +40,26 @@ int TakeUnit(std::string_view* text) {
 }  // namespace
 
 // These two have no description: it would be longer than the rest of the help.
-CLI::Validator SizeValue(uint64_t least) {
-  return CLI::Validator(
-      [least](std::string& value) -> std::string {
-        std::string_view text = value;
-        const int shift = TakeUnit(&text);
-        uint64_t size;
-        if (!ReadNumber(text, &size) || size > (kMostSize >> shift) ||
-            size << shift < least) {
-          return value + " is not a size from " + std::to_string(least) +
-                 " to " + std::to_string(kMostSize) +
-                 " bytes, such as 500, 64K or 64M";
-        }
-        value = std::to_string(size << shift);
-        return "";
-      },
-      "");
+Validator SizeValue(uint64_t least) {
+  return Validator{[least](std::string& value) -> std::string {
+                     std::string_view text = value;
+                     const int shift = TakeUnit(&text);
+                     uint64_t size;
+                     if (!ReadNumber(text, &size) ||
+                         size > (kMostSize >> shift) || size << shift < least) {
+                       return value + " is not a size from " +
+                              std::to_string(least) + " to " +
+                              std::to_string(kMostSize) +
+                              " bytes, such as 500, 64K or 64M";
+                     }
+                     value = std::to_string(size << shift);
+                     return "";
+                   },
+                   ""};
 }
 
-CLI::Validator WholeNumber(uint64_t least, uint64_t most) {
-  return CLI::Validator(
+Validator WholeNumber(uint64_t least, uint64_t most) {
+  return Validator{
       [least, most](std::string& value) -> std::string {
         uint64_t number;
         if (ReadNumber(value, &number) && number >= least && number <= most) {
@@ -68,46 +68,49 @@ CLI::Validator WholeNumber(uint64_t least, uint64_t most) {
         return value + " is not a whole number from " + std::to_string(least) +
                " to " + std::to_string(most);
       },
-      "");
+      ""};
 }
 
 // The description tells the help the words.
-CLI::Validator OneOf(const std::vector<std::string>& words) {
-  const std::string set = "{" + CLI::detail::join(words, ",") + "}";
-  return CLI::Validator(
+Validator OneOf(const std::vector<std::string>& words) {
+  std::string set;
+  for (const std::string& word : words) set += (set.empty() ? '{' : ',') + word;
+  set += '}';
+  return Validator{
       [words, set](std::string& value) -> std::string {
         if (std::find(words.begin(), words.end(), value) != words.end()) {
           return "";
         }
         return value + " not in " + set + DidYouMean(value, words);
       },
-      set);
+      set};
 }
 
 CommandLine::CommandLine(const std::string& verb, const std::string& summary,
                          const std::vector<std::string>& arguments)
-    : app_(summary, "tarn " + verb),
-      arguments_(arguments.rbegin(), arguments.rend()) {}
+    : name_("tarn " + verb), parser_(summary, name_), arguments_(arguments) {}
 
 void CommandLine::Type(std::string* type) {
-  app_.add_option("TYPE", *type, "Message type: Server or tarn.Server")
+  parser_.add_option("TYPE", *type, "Message type: Server or tarn.Server")
       ->required();
 }
 
 void CommandLine::File(InputOptions* options) {
-  app_.add_option("FILE", options->file,
-                  "File to read; standard input if - or not given");
+  parser_.add_option("FILE", options->file,
+                     "File to read; standard input if - or not given");
   Form(options);
 }
 
 void CommandLine::Form(InputOptions* options) {
-  app_.add_option("--from", options->from,
+  parser_
+      .add_option("--from", options->from,
                   "Form of the input; auto if not given")
       ->check(OneOf({"auto", "binary", "hex", "words", "octal", "source",
                      "base64", "text", "json"}))
       ->type_name("FORM")
       ->group("Input");
-  app_.add_option("--max-size", options->max_size,
+  parser_
+      .add_option("--max-size", options->max_size,
                   "Largest message to read: 500, 64K; default 64M")
       ->transform(SizeValue(0))
       ->type_name("SIZE")
@@ -115,7 +118,8 @@ void CommandLine::Form(InputOptions* options) {
 }
 
 void CommandLine::Frame(InputOptions* options) {
-  app_.add_option("--frame", options->frame,
+  parser_
+      .add_option("--frame", options->frame,
                   "Form of the length before each message of a stream")
       ->check(OneOf({"none", "varint", "u32be", "u32le"}))
       ->type_name("FRAME")
@@ -124,7 +128,8 @@ void CommandLine::Frame(InputOptions* options) {
 
 void CommandLine::Stream(InputOptions* options) {
   Frame(options);
-  app_.add_flag("--keep-going", options->keep_going,
+  parser_
+      .add_flag("--keep-going", options->keep_going,
                 "Go on with the next message after a broken one")
       ->group("Input");
 }
@@ -135,55 +140,38 @@ void CommandLine::Input(InputOptions* options) {
 }
 
 void CommandLine::Color(OutputOptions* options) {
-  app_.add_option("--color", options->color,
+  parser_
+      .add_option("--color", options->color,
                   "When to use colours; auto: on a terminal")
       ->check(OneOf({"auto", "always", "never"}))
       ->type_name("WHEN")
       ->group("Output");
 }
 
-CLI::Option* CommandLine::Json(OutputOptions* options) {
-  return app_
+Option* CommandLine::Json(OutputOptions* options) {
+  return parser_
       .add_flag("--json", options->json, "Print JSON, one object a line")
       ->group("Output");
 }
 
 void CommandLine::Secrets(OutputOptions* options) {
-  app_.add_flag("--show-secrets", options->show_secrets,
+  parser_
+      .add_flag("--show-secrets", options->show_secrets,
                 "Show the pass phrase of Wifi instead of ***")
       ->group("Output");
 }
 
-// For a single argument that is no option of the command.
-std::string CommandLine::Suggestion() const {
-  const std::vector<std::string> unknown = app_.remaining();
-  if (unknown.size() != 1 || unknown.front().substr(0, 2) != "--") return "";
-  std::vector<std::string> names;
-  for (const CLI::Option* option : app_.get_options()) {
-    for (const std::string& name : option->get_lnames()) {
-      names.push_back("--" + name);
-    }
-  }
-  const std::string& name = unknown.front();
-  return DidYouMean(name.substr(0, name.find('=')), names);
-}
-
 void CommandLine::Parse() {
-  app_.add_flag_callback("--no-pager", ForbidPager,
-                         "Show long output on a terminal without a pager")
+  parser_
+      .add_flag("--no-pager", ForbidPager,
+                "Show long output on a terminal without a pager")
       ->group("Output");
-  if (AsksForDeclaration(arguments_)) throw DeclarationOf(app_);
-  try {
-    app_.parse(arguments_);
-  } catch (const CLI::CallForHelp&) {
-    Output output;
-    PrintHelp(app_.get_name(), DeclarationOf(app_), &output);
-    output.Flush();
-    throw HelpGiven();
-  } catch (const CLI::ParseError& error) {
-    throw Failure(kUsage, error.what() + Suggestion() + "; see " +
-                              app_.get_name() + " --help");
-  }
+  if (AsksForDeclaration(arguments_)) throw parser_.Declared();
+  if (parser_.Parse(arguments_)) return;
+  Output output;
+  PrintHelp(name_, parser_.Declared(), &output);
+  output.Flush();
+  throw HelpGiven();
 }
 
 ExitCode PrintEachRecord(

@@ -3,14 +3,15 @@
 #ifndef TOOLS_TARN_COMMAND_LINE_H_
 #define TOOLS_TARN_COMMAND_LINE_H_
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "input.h"
 #include "input_options.h"
 #include "output.h"
+#include "parser.h"
 
 namespace tarn::tool {
 
@@ -26,11 +27,11 @@ inline constexpr uint64_t kMostSize = INT64_MAX;
 // Checks for options. SizeValue accepts sizes such as 500, 64K or 1M, where K
 // is 1024; WholeNumber accepts whole numbers. Both refuse anything outside the
 // range.
-CLI::Validator SizeValue(uint64_t least);
-CLI::Validator WholeNumber(uint64_t least, uint64_t most);
+Validator SizeValue(uint64_t least);
+Validator WholeNumber(uint64_t least, uint64_t most);
 
 // Accepts one of some words. A word that is none of them gets a suggestion.
-CLI::Validator OneOf(const std::vector<std::string>& words);
+Validator OneOf(const std::vector<std::string>& words);
 
 // Wraps the parser of one command. A command declares its options, calls
 // Parse(), and does its work:
@@ -48,7 +49,7 @@ class CommandLine {
               const std::vector<std::string>& arguments);
 
   // For options of the command's own.
-  CLI::App& app() { return app_; }
+  Parser& app() { return parser_; }
 
   // The positional TYPE; required.
   void Type(std::string* type);
@@ -63,7 +64,7 @@ class CommandLine {
   // --color, and for commands that show text of messages --show-secrets.
   void Color(OutputOptions* options);
   // --json, for verbs that report.
-  CLI::Option* Json(OutputOptions* options);
+  Option* Json(OutputOptions* options);
   void Secrets(OutputOptions* options);
 
   // Parses the arguments. If they ask for help, prints it and ends the command.
@@ -71,9 +72,8 @@ class CommandLine {
   void Parse();
 
  private:
-  std::string Suggestion() const;
-
-  CLI::App app_;
+  std::string name_;
+  Parser parser_;
   std::vector<std::string> arguments_;
 };
 

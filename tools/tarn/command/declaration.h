@@ -3,7 +3,6 @@
 #ifndef TOOLS_TARN_DECLARATION_H_
 #define TOOLS_TARN_DECLARATION_H_
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
 
@@ -32,6 +31,11 @@ struct Declaration {
   std::vector<Parameter> parameters;
 };
 
+// The headings of the help, in their order. The first is for options that
+// belong to no other.
+inline constexpr const char* kOptionGroups[] = {"Options", "Input", "Output",
+                                                "Limits"};
+
 // Runs the command until it has declared its options.
 Declaration Declare(const Command& command);
 
@@ -40,10 +44,9 @@ Declaration Declare(const Command& command);
 void PrintHelp(const std::string& program, const Declaration& declaration,
                Output* out);
 
-// For CommandLine: whether the arguments come from Declare(), and the
-// declaration, which it then throws.
+// For CommandLine: whether the arguments come from Declare(). It then throws
+// the declaration.
 bool AsksForDeclaration(const Arguments& arguments);
-Declaration DeclarationOf(const CLI::App& app);
 
 }  // namespace tarn::tool
 

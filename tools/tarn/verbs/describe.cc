@@ -39,7 +39,7 @@ ExitCode RunDescribe(const Command& command, const Arguments& arguments) {
       "NAME", name,
       "Message, field, enum or value: Server, Server.status, StatusCodes, ok");
   OutputOptions options;
-  CLI::Option* json = line.Json(&options);
+  Option* json = line.Json(&options);
   auto* fill_in =
       line.app()
           .add_flag("--template", "Print an empty message as JSON, to fill in")

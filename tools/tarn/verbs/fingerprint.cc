@@ -17,7 +17,7 @@ ExitCode RunFingerprint(const Command& command, const Arguments& arguments) {
       "TYPE", type,
       "Message type, with the types it holds; default: the schema");
   OutputOptions options;
-  CLI::Option* json = line.Json(&options);
+  Option* json = line.Json(&options);
   bool canonical = false;
   line.app()
       .add_flag("--canonical", canonical,

@@ -36,8 +36,8 @@ bool HasForm(std::string_view text, std::string_view pattern) {
 }
 
 // A time as in RFC 3339, without an offset: digits of a second may follow it.
-CLI::Validator UtcTime() {
-  return CLI::Validator(
+Validator UtcTime() {
+  return Validator{
       [](std::string& value) -> std::string {
         const std::string_view text = value;
         constexpr std::string_view kSeconds = "0000-00-00T00:00:00";
@@ -50,24 +50,24 @@ CLI::Validator UtcTime() {
         if (HasForm(text.substr(0, size), kSeconds) && rest == "Z") return "";
         return value + " is not a time in UTC, such as 2026-01-31T08:30:00Z";
       },
-      "");
+      ""};
 }
 
-CLI::Validator Utf8() {
-  return CLI::Validator(
-      [](std::string& value) -> std::string {
-        return FindInvalidUtf8(value.data(), value.data() + value.size()) ==
-                       nullptr
-                   ? ""
-                   : value + " is not UTF-8";
-      },
-      "");
+Validator Utf8() {
+  return Validator{[](std::string& value) -> std::string {
+                     return FindInvalidUtf8(value.data(),
+                                            value.data() + value.size()) ==
+                                    nullptr
+                                ? ""
+                                : value + " is not UTF-8";
+                   },
+                   ""};
 }
 
 Options ParseOptions(const Command& command, const Arguments& arguments) {
   CommandLine line(command.name, command.summary, arguments);
   Options options;
-  CLI::App& app = line.app();
+  Parser& app = line.app();
   line.Type(&options.type);
   auto* type = app.get_option("TYPE")->required(false);
   line.Input(&options.input);

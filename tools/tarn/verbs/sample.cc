@@ -62,7 +62,7 @@ void CompleteOptions(Options* options) {
 Options ParseOptions(const Command& command, const Arguments& arguments) {
   CommandLine line(command.name, command.summary, arguments);
   Options options;
-  CLI::App& app = line.app();
+  Parser& app = line.app();
   app.add_option("TYPE", options.type,
                  "Message type, or network (a full ModsConfigured)")
       ->required();
@@ -90,16 +90,16 @@ Options ParseOptions(const Command& command, const Arguments& arguments) {
         ->check(WholeNumber(0, 100000))
         ->type_name("N");
   };
-  CLI::Option* shape[] = {below("--clients", &options.shape.clients,
-                                "Number of clients below the server"),
-                          below("--displays", &options.shape.displays,
-                                "Number of displays below each client"),
-                          below("--modules", &options.shape.modules,
-                                "Number of modules in each display")};
+  Option* shape[] = {below("--clients", &options.shape.clients,
+                           "Number of clients below the server"),
+                     below("--displays", &options.shape.displays,
+                           "Number of displays below each client"),
+                     below("--modules", &options.shape.modules,
+                           "Number of modules in each display")};
   line.Parse();
   CompleteOptions(&options);
 
-  for (const CLI::Option* option : shape) {
+  for (const Option* option : shape) {
     if (option->count() == 0) continue;
     options.shape_option = option->get_name();
     break;

@@ -219,12 +219,11 @@ ExitCode DrawWritten(const Options& options, const Record& record,
   return drawer->Draw(types, record, output);
 }
 
-CLI::Validator NotEmpty() {
-  return CLI::Validator(
-      [](std::string& value) -> std::string {
-        return value.empty() ? "it is empty" : "";
-      },
-      "");
+Validator NotEmpty() {
+  return Validator{[](std::string& value) -> std::string {
+                     return value.empty() ? "it is empty" : "";
+                   },
+                   ""};
 }
 
 // Options that are read further after parsing.
@@ -234,7 +233,7 @@ struct Chosen {
 };
 
 // The options that choose nodes.
-void DeclareSelection(CLI::App& app, Chosen* chosen, Selection* selection) {
+void DeclareSelection(Parser& app, Chosen* chosen, Selection* selection) {
   auto* at = app.add_option("--at", chosen->at,
                             "Draw only the node with this path, as --path "
                             "shows it, and those below and above it")
@@ -274,7 +273,7 @@ Options ParseOptions(const Command& command, const Arguments& arguments) {
   Options options;
   Chosen chosen;
   line.Input(&options.input);
-  CLI::App& app = line.app();
+  Parser& app = line.app();
   app.add_option("--type", options.type,
                  "Type of the message; if not given, tarn finds it")
       ->type_name("TYPE")
