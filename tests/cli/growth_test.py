@@ -115,7 +115,7 @@ class LimitsTest(unittest.TestCase):
     def test_diff_takes_little_more_than_the_messages(self):
         for name, shape in SHAPES:
             with self.subTest(shape.__name__):
-                for size in 48 << 10, 2 << 20:
+                for size in 48 << 10, 1 << 20:
                     extra, _ = self.diff(name, shape, size)
                     self.assertLess(extra, EXTRA)
 

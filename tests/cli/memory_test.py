@@ -96,7 +96,9 @@ def check_failing_allocations(file):
         assert report.endswith(b" allocations"), counted
         count = int(report.split()[0])
         assert count > 20, (arguments, count)
-        numbers = {*range(1, 9), *dice.sample(range(9, count + 1), 24), count}
+        numbers = {*dice.sample(range(1, count + 1), 12), count}
+        if not runs:  # the first allocations are the same for every verb
+            numbers.update(range(1, 9))
         failed = 0
         for number in sorted(numbers):
             for more in {}, {"FAIL_ON": "1"}:
@@ -105,7 +107,7 @@ def check_failing_allocations(file):
                 failed += done.returncode == 5
                 runs += 1
         # A test without failures would be none.
-        assert failed > 20, (arguments, failed)
+        assert failed > 10, (arguments, failed)
     return runs
 
 

@@ -127,7 +127,7 @@ def check_verbs(folder):
     intact = folder / "intact"
     intact.write_bytes(field(1, "other") + field(2, "nothing"))
     changed = folder / "changed"
-    for message in everything[:200]:
+    for message in everything[:40] + everything[40:200:4]:
         changed.write_bytes(message)
         for pair in (intact, changed), (changed, intact):
             check(["diff", "Wifi", "--from=binary", *pair])
