@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "markdown.h"
+
 namespace tarn::tool {
 namespace {
 
@@ -102,9 +104,9 @@ class Agreement {
     output->Write("| `");
     output->Write(row.name);
     output->Write("` | ");
-    output->Write(row.meaning);
+    output->Write(MarkdownCell(row.meaning));
     output->Write(" | ");
-    output->Write(row.open);
+    output->Write(MarkdownCell(row.open));
     output->Write(" | |\n");
   }
 
