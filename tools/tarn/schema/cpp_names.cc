@@ -45,7 +45,7 @@ std::string Lower(std::string text) {
 }
 
 std::vector<std::string> MapAccessors(const FieldDescriptor& field) {
-  const std::string x = Lower(field.name());
+  const std::string x = CppName(field);
   const std::string map = "google::protobuf::Map<" +
                           CppType(*field.message_type()->map_key()) + ", " +
                           CppType(*field.message_type()->map_value()) + ">";
@@ -54,7 +54,7 @@ std::vector<std::string> MapAccessors(const FieldDescriptor& field) {
 }
 
 std::vector<std::string> ListAccessors(const FieldDescriptor& field) {
-  const std::string x = Lower(field.name());
+  const std::string x = CppName(field);
   const std::string type = CppType(field);
   const bool text = field.cpp_type() == FieldDescriptor::CPPTYPE_STRING;
   const bool objects = text || field.message_type() != nullptr;
@@ -98,6 +98,10 @@ std::string CppName(const google::protobuf::EnumValueDescriptor& value) {
              : CppName(type) + "_" + value.name();
 }
 
+std::string CppName(const FieldDescriptor& field) {
+  return Lower(field.name());
+}
+
 std::string HeaderOf(const google::protobuf::FileDescriptor& file) {
   const std::string& name = file.name();
   return file.package() + "/" + name.substr(0, name.rfind('.')) + ".pb.h";
@@ -106,7 +110,7 @@ std::string HeaderOf(const google::protobuf::FileDescriptor& file) {
 std::vector<std::string> Accessors(const FieldDescriptor& field) {
   if (field.is_map()) return MapAccessors(field);
   if (field.is_repeated()) return ListAccessors(field);
-  const std::string x = Lower(field.name());
+  const std::string x = CppName(field);
   const std::string type = CppType(field);
   const bool text = field.cpp_type() == FieldDescriptor::CPPTYPE_STRING;
   std::vector<std::string> accessors;

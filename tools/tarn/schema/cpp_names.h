@@ -15,6 +15,9 @@ std::string CppName(const google::protobuf::Descriptor& message);
 std::string CppName(const google::protobuf::EnumDescriptor& enumeration);
 std::string CppName(const google::protobuf::EnumValueDescriptor& value);
 
+// The name from which those of the members for a field are made.
+std::string CppName(const google::protobuf::FieldDescriptor& field);
+
 // The header that declares what a schema file holds: "tarn/Network.pb.h".
 std::string HeaderOf(const google::protobuf::FileDescriptor& file);
 

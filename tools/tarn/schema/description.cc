@@ -57,8 +57,7 @@ std::vector<std::string> UsesOf(const Schema& schema, const void* type) {
   for (const Descriptor* message : schema.Messages()) {
     for (int i = 0; i < message->field_count(); ++i) {
       const FieldDescriptor& field = *message->field(i);
-      const FieldDescriptor& held =
-          field.is_map() ? *field.message_type()->map_value() : field;
+      const FieldDescriptor& held = HeldBy(field);
       if (held.message_type() == type ||
           (held.enum_type() != nullptr && held.enum_type() == type)) {
         uses.push_back(field.full_name());
@@ -66,6 +65,10 @@ std::vector<std::string> UsesOf(const Schema& schema, const void* type) {
     }
   }
   return uses;
+}
+
+const FieldDescriptor& HeldBy(const FieldDescriptor& field) {
+  return field.is_map() ? *field.message_type()->map_value() : field;
 }
 
 const Field& TableOf(Schema* schema, const FieldDescriptor& field) {

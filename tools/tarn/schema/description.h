@@ -34,6 +34,10 @@ void PrintDescription(const Entity& entity, Schema* schema, Output* output);
 // its descriptor.
 std::vector<std::string> UsesOf(const Schema& schema, const void* type);
 
+// What a field holds in the end: of a map, its values.
+const google::protobuf::FieldDescriptor& HeldBy(
+    const google::protobuf::FieldDescriptor& field);
+
 // The tag that a sender writes: of a list of numbers, that of the one record
 // with all of them.
 uint32_t TagOf(const Field& field);

@@ -63,7 +63,8 @@ void CollectMessages(const Entity& parent, int count,
   }
 }
 
-// Joins the lines of a comment; an empty line starts a new paragraph.
+// Joins the lines of a comment; an empty line starts a new paragraph, and so
+// does an item of a list.
 std::string Join(std::string_view comment) {
   std::string joined;
   bool paragraph = false;
@@ -77,6 +78,7 @@ std::string Join(std::string_view comment) {
       paragraph = true;
       continue;
     }
+    if (line.substr(0, 2) == "- ") paragraph = true;
     if (!joined.empty()) joined += paragraph ? "\n\n" : " ";
     paragraph = false;
     joined += line;
@@ -266,6 +268,18 @@ const DescriptorPool& Schema::Documented() {
     }
   }
   return *documented_;
+}
+
+std::string Schema::Comment(const FileDescriptor& file) {
+  google::protobuf::SourceLocation location;
+  const FileDescriptor* documented = Documented().FindFileByName(file.name());
+  documented->GetSourceLocation(
+      {google::protobuf::FileDescriptorProto::kSyntaxFieldNumber}, &location);
+  std::string text;
+  for (const std::string& comment : location.leading_detached_comments) {
+    text += comment + '\n';
+  }
+  return Join(text + location.leading_comments);
 }
 
 std::string Schema::Comment(const Descriptor& message) {

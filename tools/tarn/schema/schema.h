@@ -113,8 +113,13 @@ class Schema {
   // the name of their enum and without.
   std::vector<std::string> Names() const;
 
+  // The comments at the start of a file, before its first statement, joined in
+  // the same way as those below.
+  std::string Comment(const google::protobuf::FileDescriptor& file);
+
   // The comment in front of a message, field, enum or enum value, given by its
-  // full name; lines are joined, paragraphs are kept apart by "\n\n".
+  // full name; lines are joined; paragraphs, and the items of a list, which
+  // begin with "- ", are kept apart by "\n\n".
   std::string Comment(const google::protobuf::Descriptor& message);
   std::string Comment(const google::protobuf::FieldDescriptor& field);
   std::string Comment(const google::protobuf::EnumDescriptor& enumeration);
