@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <fstream>
+#include <iostream>
 #include <sstream>
 
 namespace fleet {
@@ -264,6 +265,20 @@ std::string Explain(natsStatus status, int code) {
     default:
       return natsStatus_GetText(status);
   }
+}
+
+void Notices::Say(const std::string& text, const std::string& about) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (text != said_) {
+    const std::string what = about.empty() ? text : about + ": " + text;
+    std::cerr << program_ + ": " + what + '\n';
+  }
+  said_ = text;
+}
+
+void Notices::Forget() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  said_.clear();
 }
 
 }  // namespace fleet

@@ -17,9 +17,11 @@
 
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace fleet {
@@ -131,6 +133,23 @@ std::string Hex(std::string_view bytes);
 
 // A sentence about what went wrong and what to do; `code` is the stream's.
 std::string Explain(natsStatus status, int code = 0);
+
+// Tells people what a program meets: a sentence once, as long as nothing else
+// is said. Threads can share it.
+class Notices {
+ public:
+  explicit Notices(std::string program) : program_(std::move(program)) {}
+  // What it is `about` goes before the sentence; the same about something else
+  // is not said again.
+  void Say(const std::string& text, const std::string& about = "");
+  // Lets the last sentence be said again.
+  void Forget();
+
+ private:
+  const std::string program_;
+  std::mutex mutex_;
+  std::string said_;
+};
 
 }  // namespace fleet
 

@@ -30,13 +30,6 @@ std::string Rfc3339(int64_t nanoseconds) {
   return text;
 }
 
-// A sentence for people, once as long as nothing else happens.
-void Say(const std::string& text) {
-  static std::string said;
-  if (text != said) std::cerr << "office: " << text << '\n';
-  said = text;
-}
-
 // Makes a stream where it is missing: `config` has what is its own. Returns why
 // it cannot.
 std::string MakeStream(jsCtx* context, const char* name, const char* subjects,
@@ -181,6 +174,7 @@ void Receive(natsConnection* connection, const StreamOptions& options,
              Database* database, const volatile std::sig_atomic_t& ending) {
   const Context context = Streams(connection);
   Subscription source;
+  Notices notices("office");
   bool waiting = false;
   int idle = 0;  // rounds without a message, of up to a second each
   while (!ending) {
@@ -191,11 +185,11 @@ void Receive(natsConnection* connection, const StreamOptions& options,
       source = Open(context.get(), options, &obstacle);
     }
     if (!source) {
-      Say(obstacle + "; trying again");
+      notices.Say(obstacle + "; trying again");
       std::this_thread::sleep_for(std::chrono::seconds(1));
       continue;
     }
-    Say("storing what comes");
+    notices.Say("storing what comes");
     Batch batch;
     const natsStatus status =
         Fetch(connection, source.get(), waiting, batch.list());

@@ -39,7 +39,6 @@ class Site {
   void TakeOrder();
   bool PublishCurrent();
   bool Publish(const std::string& type, const std::string& bytes);
-  void Say(const std::string& text, const std::string& type = "");
 
   struct Attempt {
     std::string bytes, id;
@@ -61,7 +60,7 @@ class Site {
   tarn::NetworkStatusReport reported_;
   std::map<std::string, Attempt> attempts_;  // by type, not acknowledged yet
   int64_t ids_ = 0, sent_ = 0, acknowledged_count_ = 0;
-  std::string said_;
+  Notices notices_{"site"};
 };
 
 Site::Site(const Server& server, const std::string& name,
@@ -89,7 +88,7 @@ void Site::TakeOrder() {
   Msg message;
   const natsStatus status = LastOrder(stream_.get(), name_, &message);
   if (status == NATS_NOT_FOUND) return;
-  if (status != NATS_OK) return Say("orders: " + Explain(status));
+  if (status != NATS_OK) return notices_.Say("orders: " + Explain(status));
   natsMsg* const got = message.get();
   // A server of a cluster may lag and answer with an older order. Sequences
   // begin again where the stream is made anew, and clocks can differ: an order
@@ -114,7 +113,7 @@ bool Site::PublishCurrent() {
                            &reconnects);
   natsStatistics_Destroy(statistics);
   if (natsConnection_Status(connection_.get()) != NATS_CONN_STATUS_CONNECTED) {
-    Say(Trouble(connection_.get()));
+    notices_.Say(Trouble(connection_.get()));
     return false;
   }
   const tarn::NetworkStatusReport report = signs_.Report();
@@ -171,7 +170,7 @@ bool Site::Publish(const std::string& type, const std::string& bytes) {
   const natsStatus status =
       PublishOnce(stream_.get(), subject, bytes, attempt.id, &sequence, &code);
   if (status != NATS_OK) {
-    Say(Explain(status, code), type);
+    notices_.Say(Explain(status, code), type);
     return false;
   }
   if (ledger_.is_open()) {
@@ -179,16 +178,8 @@ bool Site::Publish(const std::string& type, const std::string& bytes) {
   }
   attempt = {};
   ++acknowledged_count_;
-  said_.clear();
+  notices_.Forget();
   return true;
-}
-
-// A sentence for people, once as long as nothing else happens.
-void Site::Say(const std::string& text, const std::string& type) {
-  if (text != said_) {
-    std::cerr << "site: " << (type.empty() ? "" : type + ": ") << text << '\n';
-  }
-  said_ = text;
 }
 
 void Site::Run() {
@@ -198,7 +189,8 @@ void Site::Run() {
     try {
       signs_.Update();
     } catch (const Failure& failure) {
-      Say(failure.what() + std::string("; going on with what was there"));
+      notices_.Say(failure.what() +
+                   std::string("; going on with what was there"));
     }
     if (round % kRoundsBetweenAsking == 0) ask_ = 1;
     if (PublishCurrent() && ask_ > 0) {

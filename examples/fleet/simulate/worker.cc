@@ -1,7 +1,6 @@
 // How the sites of one connection live, publish and answer.
 #include "worker.h"
 
-#include <cstdio>
 #include <thread>
 
 namespace fleet {
@@ -24,15 +23,6 @@ const char* Name(Fate fate) {
 Clock::time_point After(Clock::time_point begin, double seconds) {
   return begin + std::chrono::duration_cast<Clock::duration>(
                      std::chrono::duration<double>(seconds));
-}
-
-// A sentence for people, once as long as nothing else is said.
-void Say(const std::string& text) {
-  static std::mutex mutex;
-  static std::string said;
-  const std::lock_guard<std::mutex> lock(mutex);
-  if (text != said) std::fprintf(stderr, "simulate: %s\n", text.c_str());
-  said = text;
 }
 
 // Why a message is not acknowledged. Without a server, the library gives
@@ -93,6 +83,7 @@ void Worker::OnOrder(natsConnection*, natsSubscription*, natsMsg* message,
 
 uint64_t Worker::Publish(const std::string& subject, const std::string& bytes,
                          const char* fate) {
+  static Notices notices("simulate");  // of all workers
   const std::string id = NextId();
   const auto deadline = After(Clock::now(), plan_.patience);
   ++counts_->sent;
@@ -116,7 +107,7 @@ uint64_t Worker::Publish(const std::string& subject, const std::string& bytes,
       throw Failure(kInputOutput, "a message was not acknowledged: " +
                                       Reason(connection_.get(), status, code));
     }
-    Say(Reason(connection_.get(), status, code) + "; trying again");
+    notices.Say(Reason(connection_.get(), status, code) + "; trying again");
     ++counts_->again;
     std::this_thread::sleep_for(kRetry);
   }
