@@ -13,10 +13,13 @@ HAVING since < (SELECT strftime('%Y-%m-%dT%H:%M:%f', max(time), '-1 hour') FROM 
 ORDER BY since;
 
 -- Which radios lose contact at night?
+-- Times are UTC. Night is from 22 to 5 o'clock: put the hours by which the clocks
+-- of the sites are ahead in the place of the 0.
+WITH radio AS (SELECT site, uuid, name, max(time) FROM node
+               WHERE kind = 'client' GROUP BY site, uuid)
 SELECT status.site, radio.name, count(*) AS failures,
-       sum(substr(status.time, 12, 2) NOT BETWEEN '05' AND '21') AS at_night
-FROM status JOIN (SELECT DISTINCT site, uuid, name FROM node WHERE kind = 'client') AS radio
-       ON radio.site = status.site AND radio.uuid = status.key
+       sum((substr(status.time, 12, 2) + 24 + 0) % 24 NOT BETWEEN 5 AND 21) AS at_night
+FROM status JOIN radio ON radio.site = status.site AND radio.uuid = status.key
 WHERE status.field = 'status_packet' AND status.status_name = 'comm_error'
 GROUP BY status.site, status.key
 HAVING failures >= 3 AND at_night > failures / 2
@@ -29,7 +32,8 @@ HAVING last < (SELECT strftime('%Y-%m-%dT%H:%M:%f', max(time), '-1 hour') FROM r
 ORDER BY last;
 
 -- How many modules of each firmware are out of order now?
-WITH module AS (SELECT DISTINCT site, uuid, hw_id, fw_rev FROM node WHERE kind = 'module'),
+WITH module AS (SELECT site, uuid, hw_id, fw_rev, max(time) FROM node
+                WHERE kind = 'module' GROUP BY site, uuid),
      now AS (SELECT site, key, status_name, max(time) FROM status
              WHERE field = 'status_packet' GROUP BY site, key)
 SELECT hw_id, fw_rev, count(*) AS modules, sum(status_name <> 'ok') AS out_of_order
@@ -37,7 +41,12 @@ FROM module JOIN now ON now.site = module.site AND now.key = module.uuid
 GROUP BY hw_id, fw_rev ORDER BY hw_id, fw_rev;
 
 -- What do the sites charge for a product?
+-- Only prices that are numbers, such as 2 or 2.50, are the lowest and the highest.
 WITH now AS (SELECT site, id, price, max(time) FROM product
-             WHERE enabled GROUP BY site, id)
-SELECT id, count(*) AS sites, min(0 + price) AS lowest, max(0 + price) AS highest
-FROM now GROUP BY id ORDER BY id;
+             WHERE enabled GROUP BY site, id),
+     amount AS (SELECT id, CASE WHEN price GLOB '[0-9]*' AND price GLOB '*[0-9]'
+                                 AND price NOT GLOB '*[^0-9.]*' AND price NOT GLOB '*.*.*'
+                                 AND length(price) < 16
+                           THEN CAST(price AS REAL) END AS price FROM now)
+SELECT id, count(*) AS sites, min(price) AS lowest, max(price) AS highest
+FROM amount GROUP BY id ORDER BY id;

@@ -20,6 +20,8 @@ PROGRAMS, EXAMPLES, *COPY = (pathlib.Path(argument).resolve() for argument in sy
 SITES = 200
 DAY = 4  # seconds that a day of the simulation takes
 END = 300
+QUESTIONS = [part.partition('\n')[::2] for part in
+             (EXAMPLES / 'fleet/questions.sql').read_text().split('\n\n-- ')[1:]]
 
 
 def stretch(database):
@@ -60,10 +62,8 @@ class Questions(unittest.TestCase):
         database.commit()
         for copy in COPY:
             database.execute('VACUUM INTO ?', (str(copy),))
-        text = (EXAMPLES / 'fleet/questions.sql').read_text()
         answers = []
-        for part in text.split('\n-- ')[1:]:
-            question, _, sql = part.partition('\n')
+        for question, sql in QUESTIONS:
             cursor = database.execute(sql)
             answers.append(cursor.fetchall())
             print(question, [column[0] for column in cursor.description], len(answers[-1]),
@@ -101,6 +101,54 @@ class Questions(unittest.TestCase):
                                 (max(last.values()),)).fetchone()[0]
         self.assertEqual(sorted(row[0] for row in silent),
                          sorted(site for site, time in last.items() if time < hour))
+
+
+class RowsByHand(unittest.TestCase):
+    """Rows that a simulated fleet does not have."""
+
+    def setUp(self):
+        self.database = sqlite3.connect(':memory:')
+        self.addCleanup(self.database.close)
+
+    def fill(self, table, columns, *rows):
+        self.database.execute(f'CREATE TABLE {table} ({columns})')
+        self.database.executemany(
+            f'INSERT INTO {table} VALUES ({", ".join("?" * len(rows[0]))})', rows)
+
+    def answer(self, word, old='', new=''):
+        (_, sql), = [asked for asked in QUESTIONS if word in asked[0]]
+        self.assertIn(old, sql)
+        return self.database.execute(sql.replace(old, new) if old else sql).fetchall()
+
+    def test_a_renamed_radio_counts_once_and_night_moves_with_the_zone(self):
+        self.fill('node', 'site, time, kind, uuid, name',
+                  ('a', '2026-03-01T00:00:00Z', 'client', 'u', 'old'),
+                  ('a', '2026-03-02T00:00:00Z', 'client', 'u', 'new'),
+                  ('a', '2026-03-02T00:00:00Z', 'display', 'v', 'sign'))
+        self.fill('status', 'site, time, field, key, status_name',
+                  *(('a', f'2026-03-02T{time}Z', 'status_packet', 'u', 'comm_error')
+                    for time in ('03:00:00', '04:59:59', '05:00:00', '21:00:00', '21:59:59',
+                                 '22:00:00', '23:00:00')))
+        self.assertEqual(self.answer('radios'), [('a', 'new', 7, 4)])
+        self.assertEqual(self.answer('radios', '24 + 0', '24 + 1'), [('a', 'new', 7, 5)])
+        self.assertEqual(self.answer('radios', '24 + 0', '24 + -2'), [])
+
+    def test_a_module_counts_for_the_firmware_that_it_has_now(self):
+        self.fill('node', 'site, time, kind, uuid, hw_id, fw_rev',
+                  ('a', '2026-03-01', 'module', 'u', 'D', 1),
+                  ('a', '2026-03-02', 'module', 'u', 'D', 2))
+        self.fill('status', 'site, time, field, key, status_name',
+                  ('a', '2026-03-02', 'status_packet', 'u', 'comm_error'))
+        self.assertEqual(self.answer('firmware'), [('D', 2, 1, 1)])
+
+    def test_a_price_that_is_no_number_is_no_amount(self):
+        texts = ['10.5', '9', '', ' 1', '1 ', '1,5', '.5', '1.', '1.2.3', '-1', '+1', '1e3',
+                 '0x1', '1_0', 'nan', 'inf', 'free', '1 EUR', '\u0663', '9' * 400, None]
+        self.fill('product', 'site, time, id, price, enabled',
+                  *((f's{i}', '2026-03-01', 'gas', text, 1) for i, text in enumerate(texts)),
+                  ('s0', '2026-03-01', 'plus', 'free', 1))
+        self.assertEqual(self.answer('charge'),
+                         [('gas', len(texts), 9, 10.5), ('plus', 1, None, None)])
 
 
 if __name__ == '__main__':

@@ -1,5 +1,5 @@
 -- The questions of questions.sql for ClickHouse and DuckDB, which both understand
--- every line: the column time is a point in time there, and price a number.
+-- every line: the column time is a point in time there.
 
 -- Which signs have shown a wrong price for an hour?
 WITH good AS (SELECT site, key, max(time) AS last FROM status
@@ -15,10 +15,13 @@ HAVING since < (SELECT max(time) - INTERVAL 1 HOUR FROM record)
 ORDER BY since;
 
 -- Which radios lose contact at night?
+-- The 0 stands for the hours by which the clocks of the sites are ahead of UTC.
+WITH radio AS (SELECT site, uuid, argMax(name, time) AS name FROM node
+               WHERE kind = 'client' GROUP BY site, uuid)
 SELECT status.site, max(radio.name) AS name, count(*) AS failures,
-       sum(CASE WHEN hour(status.time) BETWEEN 5 AND 21 THEN 0 ELSE 1 END) AS at_night
-FROM status JOIN (SELECT DISTINCT site, uuid, name FROM node WHERE kind = 'client') AS radio
-       ON radio.site = status.site AND radio.uuid = status.key
+       sum(CASE WHEN (hour(status.time) + 24 + 0) % 24 BETWEEN 5 AND 21
+           THEN 0 ELSE 1 END) AS at_night
+FROM status JOIN radio ON radio.site = status.site AND radio.uuid = status.key
 WHERE status.field = 'status_packet' AND status.status_name = 'comm_error'
 GROUP BY status.site, status.key
 HAVING failures >= 3 AND at_night > failures / 2
@@ -31,7 +34,9 @@ HAVING last < (SELECT max(time) - INTERVAL 1 HOUR FROM record)
 ORDER BY last;
 
 -- How many modules of each firmware are out of order now?
-WITH module AS (SELECT DISTINCT site, uuid, hw_id, fw_rev FROM node WHERE kind = 'module'),
+WITH module AS (SELECT site, uuid, argMax(hw_id, time) AS hw_id,
+                       argMax(fw_rev, time) AS fw_rev
+                FROM node WHERE kind = 'module' GROUP BY site, uuid),
      now AS (SELECT site, key, argMax(status_name, time) AS status_name FROM status
              WHERE field = 'status_packet' GROUP BY site, key)
 SELECT hw_id, fw_rev, count(*) AS modules,
@@ -41,6 +46,9 @@ GROUP BY hw_id, fw_rev ORDER BY hw_id, fw_rev;
 
 -- What do the sites charge for a product?
 WITH now AS (SELECT site, id, argMax(price, time) AS price FROM product
-             WHERE enabled = 1 GROUP BY site, id)
+             WHERE enabled = 1 GROUP BY site, id),
+     amount AS (SELECT id, CASE WHEN regexp_matches(price, '^[0-9]+([.][0-9]+)?$')
+                                 AND length(price) < 16
+                           THEN CAST(price AS DOUBLE) END AS price FROM now)
 SELECT id, count(*) AS sites, min(price) AS lowest, max(price) AS highest
-FROM now GROUP BY id ORDER BY id;
+FROM amount GROUP BY id ORDER BY id;

@@ -27,7 +27,7 @@ TABLES = ('record', 'node', 'status', 'product')
 # number in the stream of its type.
 ORIGIN = {'site': 'text', 'time': 'time', 'sequence': 'integer'}
 MESSAGE = {'type': 'text', 'number': 'integer', **ORIGIN}
-# How each engine names types, reads a file, and makes a number of a text.
+# How each engine names types and reads a file.
 ENGINES = {
     'duckdb': {
         'types': {'integer': 'BIGINT', 'real': 'DOUBLE', 'text': 'VARCHAR',
@@ -36,7 +36,6 @@ ENGINES = {
                'columns = {{{columns}}})',
         'column': "'{name}': '{type}'",
         'parquet': 'read_parquet({file})',
-        'price': 'TRY_CAST(part.price AS DOUBLE)',
         'setup': []},
     'clickhouse': {
         'types': {'integer': 'Nullable(Int64)', 'real': 'Nullable(Float64)',
@@ -44,7 +43,6 @@ ENGINES = {
         'csv': "file({file}, 'CSVWithNames', '{columns}')",
         'column': '"{name}" {type}',
         'parquet': "file({file}, 'Parquet')",
-        'price': 'toFloat64OrNull(part.price)',
         'setup': ["SET date_time_input_format = 'best_effort'"]},
 }
 
@@ -108,9 +106,7 @@ def tables_of_csv(engine, folder, types, columns):
     made = {'message': f'SELECT * FROM {read_csv(engine, folder / "message.csv", MESSAGE)}'}
     for table in TABLES:
         values = [f'message.{name} AS {name}' for name in ORIGIN]
-        values += [engine['price'] + ' AS price' if (table, name) == ('product', 'price')
-                   else f'part."{name}" AS "{name}"'
-                   for name in columns[table] if name not in ORIGIN]
+        values += [f'part."{name}" AS "{name}"' for name in columns[table] if name not in ORIGIN]
         made[table] = ' UNION ALL '.join(
             f'SELECT {", ".join(values)} FROM '
             f'{read_csv(engine, folder / f"{name}.rows" / f"{table}.csv", columns[table])} AS part '
