@@ -33,6 +33,8 @@ CASES = (
     ("tarn decode --frame=u32", {"u32be", "u32le"}, ALL),
     ("tarn decode --color a", {"auto", "always"}, ALL),
     ("tarn decode --max-size ", set(), ALL),
+    ("tarn conform --only Serv", {"Server"}, ALL),
+    ("tarn conform -- ", FILES, ALL),
     ("tarn check --fail-on ", {"advice", "warning", "error"}, ALL),
     ("tarn describe Serv", {"Server"}, {"Server.name"}),
     ("tarn describe Server.", {"Server.name", "Server.status"}, {"Server"}),

@@ -22,8 +22,14 @@ LISTS = {"spans", "notes", "findings", "usedIn", "fields", "values", "accessors"
 # Members that are one of the words that the manual lists.
 CODES = {("annotate", "kind"), ("annotate", "problem"), ("annotate", "wireType"),
          ("check", "kind"), ("check", "problem"), ("check", "severity"), ("diff", "change"),
-         ("tree", "problem"),
+         ("conform", "operation"), ("conform", "problem"), ("tree", "problem"),
          ("what", "source"), ("what", "kind"), ("what", "problem"), ("what", "severity")}
+# That do everything wrong that tarn conform knows of.
+ANSWER = 'while read -r id operation type data; do %s; done'
+READERS = [ANSWER % answer for answer in (
+    'echo "$id ok $data"', 'echo "$id ok"', 'echo "$id rejected why"', "kill -9 $$",
+    "echo why >&2; exit 3", "exec >&-", "yes | tr -d '\\n'", "echo 0 ok", "echo ok",
+    '[ $id != 2 ] || sleep 60; echo "$id unsupported"')]
 FRAMED = ["--frame=varint", "--keep-going"]
 
 
@@ -40,8 +46,8 @@ def members_of(text):
     return set(re.findall(r"\w+", " ".join(terms)))
 
 
-def run(arguments, given=b""):
-    done = subprocess.run([TARN, *arguments, "--json"], input=given, capture_output=True,
+def run(arguments, given=b"", words=()):
+    done = subprocess.run([TARN, *arguments, "--json", *words], input=given, capture_output=True,
                           timeout=120, check=False)
     assert done.returncode in (0, 1, 3), (arguments, done.returncode, done.stderr[-300:])
     return done.stdout.decode()
@@ -91,6 +97,10 @@ def outputs():
         for path in sorted(CORPUS.glob(f"*/{kind}/*.binpb")):
             yield "what", run(["what", f"--type={kind}", "--from=binary", path]), 1
     yield "what", run(["what", '{"nmae": ""}']), 1
+    for reader in READERS:
+        yield "conform", run(["conform", f"--corpus={CORPUS}", "--timeout=1", "--only=Server",
+                              "--only=ModsConfigured", "--only=BaseMsg/one_hundred_groups"],
+                             words=["--", "sh", "-c", reader]), 1
     yield "status", run(["status", *FRAMED], stream_of("NetworkStatusReport")[0]), None
     nodes, _ = stream_of("ModsConfigured")
     yield "tree", run(["tree", "--type=ModsConfigured", *FRAMED], nodes), None

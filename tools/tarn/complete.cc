@@ -116,7 +116,7 @@ class Candidates {
   void Values(const Parameter& parameter, const std::string& word) {
     for (const std::string& choice : parameter.choices) Add(choice, "");
     const std::string& value = parameter.value;
-    if (value == "TYPE") {
+    if (value == "TYPE" || value == "CASE") {
       Types(word);
     } else if (value == "NAME") {
       Names(word);
@@ -125,7 +125,7 @@ class Candidates {
     } else if (value == "TABLE") {
       for (const Table& table : RowTables()) Add(table.name, table.comment);
     } else if (value == "FILE" || value == "FILE|TEXT" || value == "A" ||
-               value == "B" || value == "DIR") {
+               value == "B" || value == "DIR" || value == "COMMAND") {
       output_.Write("files\n");
     }
   }

@@ -26,6 +26,7 @@ namespace {
 constexpr Command kCommands[] = {
     {"annotate", RunAnnotate, "Show each byte of a message and its meaning"},
     {"check", RunCheck, "Report problems that a receiver would have"},
+    {"conform", RunConform, "Check a reader against the golden messages"},
     {"decode", RunDecode, "Show a message as text, JSON, hex or binary"},
     {"describe", RunDescribe, "Explain a message, field, enum or value"},
     {"diff", RunDiff, "Show how two messages differ in meaning"},

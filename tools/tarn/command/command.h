@@ -21,6 +21,7 @@ struct Command {
 
 ExitCode RunAnnotate(const Command& command, const Arguments& arguments);
 ExitCode RunCheck(const Command& command, const Arguments& arguments);
+ExitCode RunConform(const Command& command, const Arguments& arguments);
 ExitCode RunDecode(const Command& command, const Arguments& arguments);
 ExitCode RunDescribe(const Command& command, const Arguments& arguments);
 ExitCode RunDiff(const Command& command, const Arguments& arguments);
