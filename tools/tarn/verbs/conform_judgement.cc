@@ -5,7 +5,6 @@
 
 #include <memory>
 
-#include "difference.h"
 #include "encoding.h"
 #include "failure.h"
 #include "salvage.h"
@@ -38,6 +37,7 @@ void FindFirst(const Message& right, const Message& written,
     if (!first) return;
     first = false;
     judgement->node = difference.node_path;
+    judgement->change = difference.change;
     judgement->field = difference.path;
     judgement->before = TextOf(difference.before);
     judgement->after = TextOf(difference.after);

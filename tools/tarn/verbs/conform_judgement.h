@@ -6,6 +6,7 @@
 
 #include "conform_cases.h"
 #include "conform_reader.h"
+#include "difference.h"
 
 namespace tarn::tool {
 
@@ -36,6 +37,7 @@ struct Judgement {
   // Of kValue: the first field that has changed, and its values in the text
   // format, as far as there are any. Of a node, its path, as `tree` has it.
   std::string node = {};
+  Difference::Change change = Difference::kChanged;
   std::string field = {};
   std::string before = {};
   std::string after = {};

@@ -50,7 +50,12 @@ std::string WordsForValue(const Judgement& judgement) {
   if (!words.empty() && !judgement.field.empty()) words += ' ';
   words += judgement.field;
   if (words.empty()) return "nodes in another order";
-  if (judgement.before.empty() && judgement.after.empty()) return words;
+  if (judgement.before.empty() && judgement.after.empty()) {
+    constexpr const char* kChanges[] = {
+        " is added", " is removed",          " has moved",
+        " differs",  " is in another order", " has another size"};
+    return words + kChanges[judgement.change];
+  }
   return words + ": " +
          (judgement.before.empty() ? "absent" : judgement.before) + " → " +
          (judgement.after.empty() ? "absent" : judgement.after);
