@@ -1,8 +1,9 @@
 // A reader for tarn conform with protobuf-c, which has no JSON.
-// Debian: libprotobuf-c-dev protobuf-c-compiler. In a folder with this file:
-//   protoc-c -I /usr/share/tarn --c_out=. Tarn.proto Network.proto
+// Debian: libprotobuf-c-dev protobuf-c-compiler protobuf-compiler
+//   protoc -I /usr/share/tarn --c_out=. Tarn.proto Network.proto
 //   sed -n 's/.*CMessageDescriptor \(.*\);/\&\1,/p' *.h >types.inc
 //   cc -I . reader.c *.pb-c.c -lprotobuf-c -lresolv -o reader
+//   tarn conform -- ./reader
 #include <netinet/in.h>
 #include <resolv.h>
 #include <stdio.h>

@@ -1,4 +1,7 @@
 // A reader for tarn conform with the library itself.
+// Debian: cmake g++ libprotobuf-dev
+//   cmake . && make
+//   tarn conform --canonical -- ./reader
 #include <google/protobuf/io/coded_stream.h>
 #include <google/protobuf/io/zero_copy_stream_impl_lite.h>
 #include <google/protobuf/stubs/strutil.h>

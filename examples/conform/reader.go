@@ -1,5 +1,5 @@
 // A reader for tarn conform without generated code.
-// Debian: golang-go golang-google-protobuf-dev.
+// Debian: golang-go golang-google-protobuf-dev
 //
 //	GO111MODULE=off GOPATH=/usr/share/gocode go build reader.go
 //	tarn conform -- ./reader /usr/share/tarn/tarn.binpb

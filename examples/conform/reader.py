@@ -1,7 +1,8 @@
 #!/usr/bin/python3
-"""A reader for `tarn conform`, with Python's protobuf (Debian: python3-protobuf).
+"""A reader for tarn conform without generated code.
 
-Usage: tarn conform -- python3 reader.py /usr/share/tarn/tarn.binpb
+Debian: python3-protobuf
+    tarn conform -- /usr/bin/python3 reader.py /usr/share/tarn/tarn.binpb
 """
 import base64
 import pathlib

@@ -61,8 +61,8 @@ class ConformTest(unittest.TestCase):
         with tempfile.TemporaryDirectory() as folder:
             source = (EXAMPLES / "reader.c").read_text()
             pathlib.Path(folder, "reader.c").write_text(source)
-            commands = re.findall(r"^//   (.*)", source, re.M)
-            self.assertEqual(len(commands), 3)
+            *commands, last = re.findall(r"^//   (.*)", source, re.M)
+            self.assertEqual((len(commands), last), (3, "tarn conform -- ./reader"))
             for command in commands:
                 command = command.replace("/usr/share", str(STAGE / "share"))
                 subprocess.run(command, shell=True, cwd=folder, check=True)

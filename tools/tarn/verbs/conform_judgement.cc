@@ -2,8 +2,11 @@
 #include "conform_judgement.h"
 
 #include <google/protobuf/message.h>
+#include <google/protobuf/unknown_field_set.h>
 
+#include <algorithm>
 #include <memory>
+#include <vector>
 
 #include "encoding.h"
 #include "failure.h"
@@ -12,7 +15,10 @@
 namespace tarn::tool {
 namespace {
 
+using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
+using google::protobuf::UnknownField;
+using google::protobuf::UnknownFieldSet;
 
 // Null if the runtime does not read the bytes.
 std::unique_ptr<Message> Parsed(const Type& type, const std::string& bytes) {
@@ -20,6 +26,44 @@ std::unique_ptr<Message> Parsed(const Type& type, const std::string& bytes) {
   const int size = static_cast<int>(bytes.size());
   return message->ParseFromArray(bytes.data(), size) ? std::move(message)
                                                      : nullptr;
+}
+
+// Sorts unknown fields by their numbers, since only the order of those with the
+// same number has a meaning.
+void SortUnknown(UnknownFieldSet* fields) {
+  std::vector<const UnknownField*> order;
+  for (int i = 0; i < fields->field_count(); ++i) {
+    UnknownField* field = fields->mutable_field(i);
+    if (field->type() == UnknownField::TYPE_GROUP) {
+      SortUnknown(field->mutable_group());
+    }
+    order.push_back(field);
+  }
+  std::stable_sort(order.begin(), order.end(),
+                   [](const UnknownField* a, const UnknownField* b) {
+                     return a->number() < b->number();
+                   });
+  UnknownFieldSet sorted;
+  for (const UnknownField* field : order) sorted.AddField(*field);
+  fields->Swap(&sorted);
+}
+
+// The same in a message and all that it holds. Entries of maps have none.
+void SortAllUnknown(Message* message) {
+  const auto* reflection = message->GetReflection();
+  SortUnknown(reflection->MutableUnknownFields(message));
+  std::vector<const FieldDescriptor*> fields;
+  reflection->ListFields(*message, &fields);
+  for (const FieldDescriptor* field : fields) {
+    if (field->message_type() == nullptr || field->is_map()) continue;
+    if (!field->is_repeated()) {
+      SortAllUnknown(reflection->MutableMessage(message, field));
+      continue;
+    }
+    for (int i = 0; i < reflection->FieldSize(*message, field); ++i) {
+      SortAllUnknown(reflection->MutableRepeatedMessage(message, field, i));
+    }
+  }
 }
 
 // A value that is safe to print, the beginning of a long one.
@@ -63,6 +107,8 @@ void CompareMessages(const Question& question, const std::string& bytes,
                             : damage.path + ": " + damage.reason;
     return;
   }
+  SortAllUnknown(right.get());
+  SortAllUnknown(written.get());
   if (Canonical(*written) == Canonical(*right)) {
     judgement->kind = Judgement::kForm;
     judgement->size = bytes.size();
