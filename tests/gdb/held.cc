@@ -61,11 +61,12 @@ const Message* WithTree() {
 const Message* WithList() {
   auto* report = new NetworkStatusReport;
   const auto* field = report->GetDescriptor()->field(0);
+  int number = tarn::unused;
   for (const char* key : {"b", "a", "b"}) {
     Message* entry = report->GetReflection()->AddMessage(report, field);
     const auto* type = entry->GetDescriptor();
     entry->GetReflection()->SetString(entry, type->field(0), key);
-    entry->GetReflection()->SetEnumValue(entry, type->field(1), 2);
+    entry->GetReflection()->SetEnumValue(entry, type->field(1), ++number);
   }
   return report;
 }
@@ -81,7 +82,7 @@ int main(int count, char** paths) {
   messages.push_back(WithTree());
   messages.push_back(WithList());
   tarn::Server server;
-  server.set_name("North \xE2\x80\xAE \xC3\xA9\n");
+  server.set_name("North sign");
   server.set_status(tarn::comm_error);
   server.add_children()->mutable_client()->set_name("Roof");
   server.add_children()->mutable_getstatusmodule();
@@ -90,6 +91,9 @@ int main(int count, char** paths) {
   wifi.set_pass("secret");
   messages.push_back(&server);
   messages.push_back(&wifi);
+  tarn::Price odd;
+  odd.set_product_id("caf\xC3\xA9 \xE2\x80\xAE\n");
+  messages.push_back(&odd);
   held = messages.data();
   Stop(server, wifi);
 }

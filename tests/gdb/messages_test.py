@@ -24,7 +24,21 @@ CORPUS, DESCRIPTOR_SET, LIBRARY, SCRIPT, HELD = map(pathlib.Path, sys.argv[1:6])
 GDB, EMULATOR = sys.argv[6], sys.argv[7:]
 FILES = sorted(path for kind in ('valid', 'accepted') for path in (CORPUS / kind).glob('*/*.binpb')
                if not path.name.endswith('.canonical.binpb'))
-TREE, LIST = len(FILES), len(FILES) + 1
+# What the program holds beside the files.
+TREE, LIST, SERVER, WIFI, ODD = range(len(FILES), len(FILES) + 5)
+PRETTY = """\
+tarn.Server {
+  name = "North sign",
+  status = comm_error,
+  children = {{
+      client = {
+        name = "Roof"
+      }
+    }, {
+      getStatusModule = {}
+    }}
+}
+"""
 ALL = ['set print elements unlimited', 'set print max-depth unlimited']
 
 
@@ -133,7 +147,9 @@ class Debugger(unittest.TestCase):
             emulator.wait()
         self.assertTrue(answered.exists(), done.stdout + done.stderr)
         self.assertNotIn('Python', done.stderr)
-        return json.loads(answered.read_text())
+        answers = json.loads(answered.read_text())
+        self.assertFalse([answer for answer in answers if 'Python' in answer])
+        return answers
 
     def bare(self):
         """A folder with the library and the script, but no debug information."""
@@ -173,6 +189,91 @@ class Debugger(unittest.TestCase):
             for index, file in enumerate(FILES)])
         self.assert_all([re.sub(r'^\$\d+ = ', f'tarn.{file.parent.name} ', answer)
                          for file, answer in zip(FILES, answers[3:], strict=True)])
+
+
+    def test_maps_are_shown_in_every_state(self):
+        answers = self.gdb([f'tarn-print {place(TREE)}', f'tarn-print {place(LIST)}'])
+        self.assertRegex(answers[0], r'^tarn.NetworkStatusReport \{status_packet = '
+                         r'\{\["first"\] = ok(, \["key\d+"\] = retry_mode){10}\}\}\n$')
+        self.assertEqual(answers[1], 'tarn.NetworkStatusReport {status_packet = '
+                         '{["a"] = comm_error, ["b"] = power_outage}}\n')
+
+    def test_settings_of_print_hold(self):
+        network = held('valid/ModsConfigured/small_network')
+        answers = self.gdb([
+            'set print elements 3', f'tarn-print {place(SERVER)}', f'tarn-print {place(TREE)}',
+            f'tarn-print {place(ODD)}', 'set print elements 4', f'tarn-print {place(ODD)}',
+            'set print max-depth 1', f'tarn-print {network}', 'set print max-depth 0',
+            f'tarn-print {network}', 'set print max-depth 20', 'set print elements 200',
+            'set print pretty on', f'tarn-print {place(SERVER)}'])
+        self.assertEqual(answers[1], 'tarn.Server {name = "Nor"..., status = comm_error, '
+                         'children = {{client = {name = "Roo"...}}, {getStatusModule = {}}}}\n')
+        self.assertRegex(answers[2], r'\{((\["\w{3}"\.\.\.\] = \w+)(, )?){3}\.\.\.\}\}\n$')
+        self.assertIn('product_id = "caf"...', answers[3])
+        # Four bytes end inside the next character.
+        self.assertIn('product_id = "caf"...', answers[5])
+        self.assertEqual(answers[7], 'tarn.ModsConfigured {modsConfigured = {{...}, {...}}}\n')
+        self.assertEqual(answers[9], 'tarn.ModsConfigured {...}\n')
+        self.assertEqual(answers[13], PRETTY)
+
+    def test_text_cannot_disturb_the_terminal(self):
+        answers = self.gdb([f'tarn-print {place(ODD)}', 'set host-charset UTF-8',
+                            'set target-charset UTF-8', f'tarn-print {place(ODD)}'])
+        self.assertEqual(answers[0],
+                         'tarn.Price {product_id = "caf\\303\\251 \\342\\200\\256\\n"}\n')
+        self.assertEqual(answers[3],
+                         'tarn.Price {product_id = "café \\342\\200\\256\\n"}\n')
+
+    @unittest.skipUnless(HELD.name.endswith('_debug'), 'The program has no names of variables.')
+    def test_session_of_the_guide(self):
+        session = pathlib.Path(__file__).with_name('session.txt').read_text()
+        commands = re.findall(r'^\(gdb\) (.*)$', session, re.M)
+        answers = self.gdb(['up', *commands])[1:]
+        self.assertEqual(session, ''.join(f'(gdb) {command}\n{answer}' for command, answer in
+                                          zip(commands, answers, strict=True)))
+
+    @unittest.skipUnless(HELD.name.endswith('_debug'), 'The program has no names of variables.')
+    def test_references_and_frames(self):
+        commands = ['frame', 'print message', 'print server', 'up', 'print &wifi',
+                    'tarn-print wifi']
+        wifi = '{ssid = "office", pass = ***}'
+        for library in (LIBRARY.parent, self.bare()):
+            frame, message, server, _, pointer, command = self.gdb(commands, library=library)
+            self.assertIn('Stop (server=..., message=...) at ', frame)
+            self.assertEqual(message, f'$1 = tarn.Wifi {wifi}\n')
+            self.assertIn('{name = "North sign", status = comm_error, ', server)
+            self.assertRegex(pointer, r'^\$3 = \(tarn::Wifi \*\) 0x\w+\n$')
+            self.assertEqual(command, f'tarn.Wifi {wifi}\n')
+
+    def test_what_is_no_message_is_refused(self):
+        answers = self.gdb(['tarn-print 0', 'tarn-print held', 'tarn-print &held', 'tarn-print',
+                            'set language c++', f'print *(tarn::Price *) {place(WIFI)}'])
+        self.assertEqual(answers[0], 'error: Cannot read memory at 0x0.')
+        self.assertRegex(answers[1], '^error: ')
+        self.assertRegex(answers[2], '^error: There is no message at 0x')
+        self.assertRegex(answers[3], '^error: ')
+        self.assertEqual(answers[5], '$1 = <unreadable>\n')
+
+    def test_damage_is_shown_as_far_as_it_goes(self):
+        dice = random.Random(1)
+        commands = ['set print elements 20']
+        for _ in range(400):
+            message = place(dice.randrange(WIFI))
+            commands.append(f'set $at = (unsigned long *) {message}')
+            # A word of the message, or of what one of its words points to.
+            if dice.random() < 0.6:
+                commands.append(f'set $at = (unsigned long *) ($at[{dice.randrange(2, 12)}] & ~3)')
+            word = f'$at[{dice.randrange(12)}]'
+            value = dice.choice(['0', '1', '-1', '$at', '0x7fffffff7fffffff', '1UL << 40',
+                                 f'{dice.getrandbits(64)}UL', place(dice.randrange(WIFI))])
+            commands += [f'set $old = {word}', f'set var {word} = {value}',
+                         f'tarn-print {message}', f'set var {word} = $old']
+        answers = self.gdb(commands)
+        shown = [answer for command, answer in zip(commands, answers, strict=True)
+                 if command.startswith('tarn-print')]
+        self.assertLess(max(map(len, shown)), 100_000)
+        for damage in ('<unreadable>', 'There is no message', '...'):
+            self.assertTrue(any(damage in answer for answer in shown), damage)
 
 
 unittest.main(argv=sys.argv[:1])
