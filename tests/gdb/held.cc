@@ -6,7 +6,10 @@
 #include <tarn/Network.pb.h>
 #include <tarn/Tarn.pb.h>
 
+#include <cstdint>
+#include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <iostream>
 #include <iterator>
 #include <string>

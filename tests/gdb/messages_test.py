@@ -133,7 +133,8 @@ class Debugger(unittest.TestCase):
             start = ['-ex', f'core-file {core}']
         elif EMULATOR:
             socket = self.folder / 'socket'
-            emulator = subprocess.Popen([*EMULATOR, '-g', socket, HELD, *FILES], env=environment)
+            emulator = subprocess.Popen([*EMULATOR, '-g', socket, HELD, *FILES], env=environment,
+                                        stderr=subprocess.DEVNULL)
             while not socket.exists():
                 self.assertIsNone(emulator.poll())
             start = ['-ex', 'set sysroot /', '-ex', f'target remote {socket}', '-ex', 'continue']
