@@ -246,6 +246,14 @@ class Debugger(unittest.TestCase):
             self.assertRegex(pointer, r'^\$3 = \(tarn::Wifi \*\) 0x\w+\n$')
             self.assertEqual(command, f'tarn.Wifi {wifi}\n')
 
+    def test_pass_phrases_stay_shown_when_the_program_starts_again(self):
+        answers = self.gdb([f'tarn-print {place(WIFI)}', 'set tarn-show-secrets on',
+                            f'source {SCRIPT}', f'tarn-print {place(WIFI)}',
+                            'show tarn-show-secrets'])
+        self.assertEqual(answers[0], 'tarn.Wifi {ssid = "office", pass = ***}\n')
+        self.assertEqual(answers[3], 'tarn.Wifi {ssid = "office", pass = "secret"}\n')
+        self.assertEqual(answers[4], 'Pass phrases in messages are shown: on.\n')
+
     def test_what_is_no_message_is_refused(self):
         answers = self.gdb(['tarn-print 0', 'tarn-print held', 'tarn-print &held', 'tarn-print',
                             'set language c++', f'print *(tarn::Price *) {place(WIFI)}'])

@@ -107,6 +107,10 @@ class ShowSecrets(gdb.Parameter):
         return f"Pass phrases in messages are shown: {value}."
 
 
-ShowSecrets()
+# gdb loads this file again whenever it starts the program again.
+try:
+    gdb.parameter("tarn-show-secrets")
+except RuntimeError:
+    ShowSecrets()
 PrintCommand()
 gdb.printing.register_pretty_printer(gdb.current_objfile(), Lookup("libschema"), replace=True)
