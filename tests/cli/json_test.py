@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """JSON that tarn writes is read by Python's protobuf, and the other way round.
 
-usage: json_test.py CORPUS DESCRIPTOR_SET cpp TARN
+usage: json_test.py CORPUS PACKAGE cpp TARN
 """
 import pathlib
 import random
@@ -13,8 +13,9 @@ import unittest
 sys.path.append(str(pathlib.Path(__file__).resolve().parents[1]))
 # pylint: disable=wrong-import-position
 import corpus_test  # takes the same arguments
-from corpus_test import CLASSES, canonical, cases
+from corpus_test import canonical, cases
 from google.protobuf import json_format
+from tarn import TYPES
 from wire import framed
 
 TARN = sys.argv[4]
@@ -48,7 +49,7 @@ def floats():
 class JsonTest(unittest.TestCase):
     def check(self, name, messages):
         """Both directions, for canonical bytes."""
-        cls = CLASSES[name]
+        cls = TYPES[name]
         lines = json_of(name, messages)
         self.assertEqual(len(lines), len(messages))
         for data, line in zip(messages, lines):
@@ -61,7 +62,7 @@ class JsonTest(unittest.TestCase):
         messages = {}
         for _, cls, data, _ in cases('valid', '.json'):
             messages.setdefault(cls.DESCRIPTOR.name, []).append(data)
-        self.assertEqual(set(messages), set(CLASSES))
+        self.assertEqual(set(messages), set(TYPES))
         for name, of_type in messages.items():
             with self.subTest(name):
                 self.check(name, of_type)
@@ -72,7 +73,7 @@ class JsonTest(unittest.TestCase):
         self.check('ClientStatusMsg', messages)
 
     def test_samples(self):
-        for name, cls in CLASSES.items():
+        for name, cls in TYPES.items():
             with self.subTest(name):
                 out = tarn(['sample', name, '--count', '20', '--to', 'json'], b'')
                 messages = [canonical(json_format.Parse(line, cls()))

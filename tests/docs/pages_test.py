@@ -10,7 +10,7 @@ Every fenced block is of one of these kinds:
            for any lines
   sh       commands, which name scripts, options and presets that exist
   cmake    lines of the client that tests/consumer builds
-  cpp, sql or no word
+  cpp, python, sql or no word
            lines that stand, in this order and whatever their indentation, in
            a file that a test compiles or compares with
 """
@@ -18,20 +18,23 @@ import json
 import os
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
 import tempfile
 
-PAGES = ('README.md', 'CONTRIBUTING.md', 'corpus/README.md', 'docs/*.md')
+PAGES = ('README.md', 'CONTRIBUTING.md', 'corpus/README.md', 'docs/*.md',
+         'languages/python/README.md')
 FENCE = re.compile(r'^( *)```(\w*)\n(.*?)^\1```$', re.M | re.S)
 CLIENT = 'tests/consumer/find_package/CMakeLists.txt'
 # What tests build, run or compare with, for blocks of code.
 SHOWN = ('examples/**/*.cc', 'examples/**/*.sql', 'examples/**/expected.txt',
-         'tests/consumer/*.inc', 'tests/docs/*.cc', 'tests/gdb/session.txt')
+         'languages/python/examples/*.py', 'tests/consumer/*.inc',
+         'tests/docs/*.cc', 'tests/gdb/session.txt')
 # What the demonstration prints, as a test of it holds it.
 DEMONSTRATION = 'examples/fleet/expected.txt'
 # What a page may have run; anything else belongs into a block of sh.
-HARMLESS = {'tarn', 'echo', 'printf', 'cat', 'head', 'script/demo'}
+HARMLESS = {'tarn', 'echo', 'printf', 'cat', 'head', 'python3', 'script/demo'}
 failures = []
 
 
@@ -57,10 +60,15 @@ def matches(shown, printed):
     return re.fullmatch(''.join(parts), printed) is not None
 
 
-def printed_by(command):
+def printed_by(command, examples=()):
+    """Runs it with the build's tarn and Python package, among the examples."""
     environment = dict(os.environ, LC_ALL='C.UTF-8',
-                       PATH=f'{TARN.parent}:{os.environ["PATH"]}')
+                       PATH=f'{TARN.parent}:/usr/bin:{os.environ["PATH"]}',
+                       PYTHONPATH=str(TARN.parent / 'python'),
+                       PYTHONDONTWRITEBYTECODE='1')
     with tempfile.TemporaryDirectory() as folder:
+        for file in examples:
+            shutil.copy(file, folder)
         return subprocess.run(command, shell=True, cwd=folder, text=True,
                               env=environment, stdout=subprocess.PIPE,
                               stderr=subprocess.STDOUT, timeout=60,
@@ -81,7 +89,8 @@ def console(page, block):
             printed = (TREE / DEMONSTRATION).read_text()
             shown_here = re.sub(r'\d{4}-\d\d-\d\dT[\d:]+Z', 'TIME', shown)
         else:
-            printed, shown_here = printed_by(command), shown
+            examples = (TREE / page).parent.glob('examples/*.py')
+            printed, shown_here = printed_by(command, examples), shown
         check(matches(shown_here, printed),
               f'{page}: $ {command}\nprints\n{printed}not\n{shown}')
         known = '...' not in shown.splitlines()
