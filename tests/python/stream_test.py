@@ -14,7 +14,9 @@ import unittest
 import warnings
 
 import tarn
+from google.protobuf.internal import api_implementation
 from google.protobuf.internal.encoder import _VarintBytes as varint
+from google.protobuf.message import DecodeError
 
 TARN, CORPUS = sys.argv[1], pathlib.Path(sys.argv[2])
 FRAMES = ('varint', 'u32be', 'u32le')
@@ -150,6 +152,18 @@ class StreamTest(unittest.TestCase):
                     with self.assertRaises(tarn.DamagedError):
                         tarn.parse(tarn.Server, data)
         self.assertEqual(tarn.parse(tarn.Server, b'\x0a\x01A'), tarn.Server(name='A'))
+
+    def test_from_string_takes_a_part_for_the_whole_in_cpp_alone(self):
+        # Where this changes, parse need not look twice, nor the page warn.
+        data = b'\x0a\x01A\x0c'
+        with warnings.catch_warnings(record=True) as warned:
+            warnings.simplefilter('always')
+            if api_implementation.Type() == 'cpp':
+                self.assertEqual(tarn.Server.FromString(data), tarn.Server(name='A'))
+                self.assertEqual(len(warned), 1)
+            else:
+                with self.assertRaises(DecodeError):
+                    tarn.Server.FromString(data)
 
     def test_messages_in_messages_without_end_are_refused(self):
         data = b''
