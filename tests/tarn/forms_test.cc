@@ -228,6 +228,17 @@ TEST(Forms, LineNumbersAreNotDigits) {
   EXPECT_EQ(read, "\x01\n\x02\v");
 }
 
+// The bytes in hexadecimal that are found at a place.
+std::vector<std::string> HexAt(const std::string& text, size_t place) {
+  std::vector<std::string> read;
+  for (const Form& form : tarn::tool::FormsInside(text)) {
+    if (form.name == "hex" && form.embedded_at == place) {
+      read.push_back(form.bytes);
+    }
+  }
+  return read;
+}
+
 TEST(FormsInside, PiecesOfALineAreFound) {
   std::vector<std::string> pieces;
   for (const Form& form : tarn::tool::FormsInside(
@@ -241,19 +252,40 @@ TEST(FormsInside, LinesThatBelongTogetherAreRead) {
   const std::string text =
       "Hello,\n> 0a 0b 0c 0d\n> 0e 0f\n> face\nnow\n"
       "0000: 0a 0b 0c 0d\n0004: 0e 0f\n";
-  const auto read_at = [&](size_t place) {
-    std::vector<std::string> read;
-    for (const Form& form : tarn::tool::FormsInside(text)) {
-      if (form.name == "hex" && form.embedded_at == place) {
-        read.push_back(form.bytes);
-      }
-    }
-    return read;
-  };
   // The word below the digits can be digits, too.
-  EXPECT_THAT(read_at(text.find('>')),
+  EXPECT_THAT(HexAt(text, text.find('>')),
               ElementsAre("\n\v\f\r\016\017\xFA\xCE", "\n\v\f\r\016\017"));
-  EXPECT_THAT(read_at(text.find("0000:")), ElementsAre("\n\v\f\r\016\017"));
+  EXPECT_THAT(HexAt(text, text.find("0000:")), ElementsAre("\n\v\f\r\016\017"));
+}
+
+TEST(FormsInside, LinesOfWordsAreNoDigits) {
+  const std::string text = "it is\n0a 0b 0c\n0d 0e\nso do we\n";
+  EXPECT_THAT(HexAt(text, text.find("0a")), ElementsAre("\n\v\f\r\016"));
+  EXPECT_THAT(HexAt(text, 0), IsEmpty());
+}
+
+TEST(FormsInside, LinesOfALogBelongTogetherIfTheirSenderIsTheSame) {
+  for (const char* time :
+       {"Nov 22 12:00:01", "Nov  2 12:00:01",
+        "2026-11-22T12:00:01.123456+01:00", "<13>2026-11-22 12:00:01"}) {
+    const std::string start = time + std::string(" gate relay[42]: ");
+    const std::string text =
+        start + "received\n" + start + "0a 0b 0c 0d\n" + start + "0e 0f\n";
+    EXPECT_THAT(HexAt(text, text.find('\n') + 1),
+                ElementsAre("\n\v\f\r\016\017"))
+        << text;
+    const std::string other =
+        start + "0a 0b 0c 0d\n" + time + " gate clock[43]: 0e 0f 10 11\n";
+    EXPECT_THAT(HexAt(other, 0), IsEmpty()) << other;
+  }
+}
+
+TEST(FormsInside, WordsOfALogAreNotJoined) {
+  const std::string start = "Nov 22 12:00:01 gate relay[42]: ";
+  for (const Form& form : tarn::tool::FormsInside(
+           start + "started\n" + start + "decade\n" + start + "face\n")) {
+    EXPECT_LT(form.embedded_size, start.size()) << form.bytes;
+  }
 }
 
 }  // namespace

@@ -130,15 +130,20 @@ bool FromHexDigits(std::string_view text, std::string* bytes) {
   return half < 0;
 }
 
+bool IsHexPair(std::string_view token) {
+  if (token.size() == 4 && token[0] == '0' && (token[1] | 0x20) == 'x') {
+    token.remove_prefix(2);
+  }
+  return token.size() == 2 && IsHexDigit(token[0]) && IsHexDigit(token[1]);
+}
+
 bool ArePairs(std::string_view digits) {
   size_t pairs = 0;
   while (!digits.empty()) {
     const size_t size =
         std::min(digits.find_first_of(" \t\r\n,:-"), digits.size());
     const std::string_view group = digits.substr(0, size);
-    if (size != 0 && size != 2 && (size != 4 || group.substr(0, 2) != "0x")) {
-      return false;
-    }
+    if (size != 0 && !IsHexPair(group)) return false;
     pairs += size != 0;
     digits.remove_prefix(std::min(size + 1, digits.size()));
   }

@@ -7,6 +7,7 @@
 #include <charconv>
 
 #include "dump.h"
+#include "log_line.h"
 #include "utf8.h"
 
 namespace tarn::tool {
@@ -42,16 +43,10 @@ bool Unquote(std::string_view text, std::string* plain) {
   plain->clear();
   bool any = false;
   while (!text.empty()) {
-    std::string_view line = TakeLine(&text);
+    const std::string_view line = TakeLine(&text);
     if (!Trim(line).empty() && line.front() != '>') return false;
-    size_t mark;
-    while ((mark = line.find_first_not_of(' ')) != line.npos &&
-           line[mark] == '>') {
-      any = true;
-      line.remove_prefix(mark + 1);
-    }
-    if (!line.empty() && line.front() == ' ') line.remove_prefix(1);
-    plain->append(line);
+    any = any || line.substr(0, 1) == ">";
+    plain->append(Unquoted(line));
     *plain += '\n';
   }
   return any;
@@ -239,7 +234,9 @@ bool FromForm(std::string_view name, std::string_view input, uint64_t max_size,
               std::string* bytes) {
   if (FromPlainForm(name, input, max_size, bytes)) return true;
   std::string plain;
-  if (Unquote(input, &plain)) return FromForm(name, plain, max_size, bytes);
+  if (Unquote(input, &plain) || Unlog(input, &plain)) {
+    return FromForm(name, plain, max_size, bytes);
+  }
   return Unnumber(input, &plain) && FromPlainForm(name, plain, max_size, bytes);
 }
 
@@ -266,12 +263,26 @@ std::string_view TakeLine(std::string_view* text) {
   return line;
 }
 
+std::string_view Unquoted(std::string_view line) {
+  size_t mark;
+  while ((mark = line.find_first_not_of(' ')) != line.npos &&
+         line[mark] == '>') {
+    line.remove_prefix(mark + 1);
+  }
+  if (!line.empty() && line.front() == ' ') line.remove_prefix(1);
+  return line;
+}
+
 std::vector<Form> FormsOf(std::string_view input, uint64_t max_size) {
   if (input.substr(0, 3) == "\xEF\xBB\xBF") input.remove_prefix(3);
   if (!IsText(input) || Trim(input).empty()) return {};
   std::string plain;
   if (Unquote(input, &plain))
     return Within("quoted as in a mail", FormsOf(plain, max_size));
+  // JSON goes on over lines; words of several lines are no digits.
+  if (Unlog(input, &plain) && LooksLikeJson(plain)) {
+    return Within("in a log", PlainForms(plain, max_size));
+  }
   std::vector<Form> forms = PlainForms(input, max_size);
   if ((forms.empty() || !forms.front().certain ||
        !forms.front().problem.empty()) &&

@@ -21,6 +21,8 @@ struct Form {
   bool certain = false;      // the layout is unmistakable
   size_t embedded_at = 0;    // its offset in other text, and how many bytes
   size_t embedded_size = 0;  // of that it takes
+  bool joined = false;       // from lines of a log, which can also be messages
+                             // of their own
   std::string problem = {};  // why a recognized form cannot be read
 };
 
@@ -47,7 +49,9 @@ std::string_view KnownFormat(std::string_view bytes);
 // array of numbers or strings with escapes, as in the source of a program. They
 // return false if the text has another form.
 bool FromHexDigits(std::string_view text, std::string* bytes);
-// Whether hexadecimal digits are in pairs, each also after 0x.
+// Whether a word is two hexadecimal digits, also after 0x.
+bool IsHexPair(std::string_view token);
+// Whether a text is several such words.
 bool ArePairs(std::string_view digits);
 bool FromBase64(std::string_view text, std::string* bytes);
 bool FromArray(std::string_view text, std::string* bytes);
@@ -60,6 +64,8 @@ bool IsSpace(char c);
 std::string_view Trim(std::string_view text);
 // Removes the first line and returns it without its end.
 std::string_view TakeLine(std::string_view* text);
+// A line without the marks of a quotation in a mail.
+std::string_view Unquoted(std::string_view line);
 
 }  // namespace tarn::tool
 

@@ -4,15 +4,10 @@
 
 #include "dump.h"
 #include "forms.h"
+#include "log_line.h"
 
 namespace tarn::tool {
 namespace {
-
-bool IsPair(std::string_view token) {
-  if (token.substr(0, 2) == "0x") token.remove_prefix(2);
-  return token.size() == 2 &&
-         token.find_first_not_of("0123456789abcdefABCDEF") == token.npos;
-}
 
 // The characters that separate independent pieces of a text.
 constexpr std::string_view kBetween = "\t\r\n\"'`()[]{}<>;=|";
@@ -30,7 +25,7 @@ class Pieces {
       const size_t stop =
           std::min(part.find_first_of(" ,:", word), part.size());
       const std::string_view token = part.substr(word, stop - word);
-      const bool pair = IsPair(token);
+      const bool pair = IsHexPair(token);
       if (pair && row == part.npos) row = word;
       if (row != part.npos && (!pair || stop == part.size())) {
         const size_t end = pair ? stop : word;
@@ -73,19 +68,11 @@ class Pieces {
   std::vector<Form> forms_;
 };
 
-// A line without the marks of a quotation in a mail.
-std::string_view Unquoted(std::string_view line) {
-  while (!line.empty() && (line.front() == '>' || IsSpace(line.front()))) {
-    line.remove_prefix(1);
-  }
-  return Trim(line);
-}
-
 // Whether a line can be one of many with digits: hexadecimal, also of a dump,
 // or base64. The last one can be short.
 bool IsDigitLine(std::string_view line, bool last) {
   constexpr size_t kLeast = 16;
-  line = Unquoted(line);
+  line = Trim(Unquoted(line));
   if (line.empty()) return false;
   std::string bytes;
   if (ArePairs(line) || IsDumpLine(line)) return true;
@@ -97,34 +84,44 @@ bool IsDigitLine(std::string_view line, bool last) {
 // Adds the ways to read the lines of `input` from `begin` to `end`.
 void AddBlock(std::string_view input, size_t begin, size_t end,
               std::vector<Form>* forms) {
-  for (Form& form : FormsOf(input.substr(begin, end - begin), input.size())) {
+  std::string_view block = input.substr(begin, end - begin);
+  std::string plain;
+  const bool log = Unlog(block, &plain);
+  if (log) block = plain;
+  for (Form& form : FormsOf(block, input.size())) {
     if (!form.problem.empty() || !form.text.empty()) continue;
     form.embedded_at = begin;
     form.embedded_size = end - begin;
+    form.joined = log && form.layout.empty();
     forms->push_back(std::move(form));
   }
 }
 
-// Adds the rows of lines that together can be one message. The last one can be
-// short, or a word below them that looks like digits: the row is also tried
-// without it.
+// Adds the rows of lines that together can be one message; lines of a log must
+// have one sender. The last one can be short, or a word below them that looks
+// like digits: the row is also tried without it.
 void AddBlocks(std::string_view input, std::vector<Form>* forms) {
   size_t begin = 0, lines = 0;
+  std::string_view sender;
   std::string_view rest = input;
   while (true) {
     const size_t at = input.size() - rest.size();
     const bool end = rest.empty();
-    const std::string_view line = TakeLine(&rest);
-    if (!end && IsDigitLine(line, false)) {
-      if (lines++ == 0) begin = at;
+    const LogLine line = ReadLogLine(TakeLine(&rest));
+    const bool digits = !end && IsDigitLine(line.text, false);
+    const bool follows = !end && lines > 0 && line.sender == sender;
+    if (digits && follows) {
+      ++lines;
       continue;
     }
-    if (!end && lines > 0 && IsDigitLine(line, true)) {
+    if (follows && IsDigitLine(line.text, true)) {
       AddBlock(input, begin, input.size() - rest.size(), forms);
     }
     if (lines > 1) AddBlock(input, begin, at, forms);
-    lines = 0;
     if (end) break;
+    lines = digits ? 1 : 0;
+    begin = at;
+    sender = line.sender;
   }
 }
 

@@ -170,6 +170,26 @@ std::vector<Attempt*> Choices(std::vector<Attempt>* attempts, Attempt* binary,
       forms);
 }
 
+// Whether the lines of a block are messages of their own: those of the forms
+// after it that are pieces of it and messages make up all of its bytes.
+bool IsSeveral(const std::vector<const Type*>& types,
+               const std::vector<Form>& forms, const Form& block) {
+  if (!block.joined) return false;
+  size_t end = block.embedded_at;
+  size_t bytes = 0;
+  for (size_t i = &block - forms.data() + 1; i < forms.size(); ++i) {
+    const Form& form = forms[i];
+    if (form.embedded_at >= block.embedded_at + block.embedded_size) break;
+    if (form.embedded_at < end || form.bytes.size() >= block.bytes.size() ||
+        QualityOf(types, form.bytes) != Quality::kClean) {
+      continue;
+    }
+    end = form.embedded_at + form.embedded_size;
+    bytes += form.bytes.size();
+  }
+  return bytes == block.bytes.size();
+}
+
 // Reads a message inside other text. Returns false if there is none, or more
 // than one.
 bool ReadInside(const std::string& name, const std::vector<const Type*>& types,
@@ -183,7 +203,8 @@ bool ReadInside(const std::string& name, const std::vector<const Type*>& types,
   size_t end = 0;  // of the message before
   for (Form& form : forms) {
     if (form.embedded_at < end ||
-        QualityOf(types, form.bytes) != Quality::kClean) {
+        QualityOf(types, form.bytes) != Quality::kClean ||
+        IsSeveral(types, forms, form)) {
       continue;
     }
     end = form.embedded_at + form.embedded_size;
