@@ -9,6 +9,7 @@
 #include "encoding.h"
 #include "forms.h"
 #include "frame.h"
+#include "lengths.h"
 #include "mismatch.h"
 #include "progress.h"
 #include "reader.h"
@@ -57,57 +58,110 @@ void GiveHint(Mismatch* mismatch, const Record& record) {
   if (!hint.empty()) Complain(hint);
 }
 
+// Takes the messages of a stream one after another.
+class Stream {
+ public:
+  Stream(const InputOptions& options, Reader* reader,
+         const std::vector<const Type*>& types, const RecordHandler& handle,
+         const StreamErrorHandler& complain)
+      : options_(options),
+        reader_(*reader),
+        lengths_(types, options.frame),
+        handle_(handle),
+        complain_(complain) {}
+
+  ExitCode Run() {
+    while (reader_.Fill(1) && TakeRecord()) {
+    }
+    progress_.Hide();
+    return worst_;
+  }
+
+ private:
+  // Returns whether to go on.
+  bool TakeRecord() {
+    ++record_.number;
+    record_.offset = start_ = reader_.offset();
+    record_.bytes = {};
+    const size_t most = MostOfHeader(options_.frame);
+    reader_.Fill(most);
+    const Header header =
+        ReadHeader(options_.frame, reader_.window().substr(0, most));
+    if (header.size == 0) {
+      Fail(reader_.window().size() < 10 ? "cut off inside the frame"
+                                        : "a frame longer than ten bytes");
+      return false;
+    }
+    reader_.Consume(header.size);
+    const std::string too_large = TooLarge(header.length, options_.max_size);
+    const std::string length = std::to_string(header.length);
+    if (!too_large.empty()) {
+      if (IsWrong(header.length)) return options_.keep_going;
+      Fail("message of " + length + " bytes: " + too_large);
+      return options_.keep_going && Discard(&reader_, header.length);
+    }
+    if (!reader_.Fill(header.length)) {
+      const size_t there = reader_.window().size();
+      if (IsWrong(header.length)) return options_.keep_going;
+      Fail("cut off inside the message: " + std::to_string(there) + " of its " +
+           length + " bytes are there");
+      return false;
+    }
+    return HandleRecord(header.length);
+  }
+
+  bool HandleRecord(uint64_t length) {
+    record_.offset = reader_.offset();
+    record_.bytes = reader_.window().substr(0, length);
+    progress_.Update(record_.number, record_.offset + length);
+    const ExitCode status = handle_(record_);
+    worst_ = std::max(worst_, status);
+    if (ReaderHasGone() && !options_.to_the_end) return false;
+    const bool go_on = status < kMalformed || options_.keep_going;
+    if (status != kFine && IsWrong(length)) return options_.keep_going;
+    reader_.Consume(length);
+    return go_on;
+  }
+
+  void Fail(const std::string& reason) {
+    progress_.Hide();
+    complain_(record_, reason);
+    worst_ = std::max(worst_, kMalformed);
+  }
+
+  // Reports a wrong length, and goes to the end of the message. Returns false
+  // if the length can be right.
+  bool IsWrong(uint64_t length) {
+    const uint64_t found = lengths_.FindLength(length, &reader_);
+    if (found == 0) return false;
+    reader_.Consume(found);
+    record_.offset = start_;
+    Fail("the length in front is wrong: it says " + std::to_string(length) +
+         ", but after " + std::to_string(found) +
+         " bytes the next message begins, at byte " +
+         std::to_string(reader_.offset()) +
+         (options_.keep_going ? ", where reading goes on" : ""));
+    return true;
+  }
+
+  const InputOptions& options_;
+  Reader& reader_;
+  LengthCheck lengths_;
+  const RecordHandler& handle_;
+  const StreamErrorHandler& complain_;
+  Progress progress_;
+  Record record_;
+  uint64_t start_ = 0;  // of the frame of the record
+  ExitCode worst_ = kFine;
+};
+
 }  // namespace
 
 ExitCode ForEachFramed(const InputOptions& options, Reader* reader,
+                       const std::vector<const Type*>& types,
                        const RecordHandler& handle,
                        const StreamErrorHandler& complain) {
-  Progress progress;
-  Record record;
-  ExitCode worst = kFine;
-  const auto fail = [&](const std::string& reason) {
-    progress.Hide();
-    complain(record, reason);
-    worst = std::max(worst, kMalformed);
-  };
-  while (reader->Fill(1)) {
-    ++record.number;
-    record.offset = reader->offset();
-    record.bytes = {};
-    const size_t most = MostOfHeader(options.frame);
-    reader->Fill(most);
-    const Header header =
-        ReadHeader(options.frame, reader->window().substr(0, most));
-    if (header.size == 0) {
-      fail(reader->window().size() < 10 ? "cut off inside the frame"
-                                        : "a frame longer than ten bytes");
-      break;
-    }
-    reader->Consume(header.size);
-    const std::string too_large = TooLarge(header.length, options.max_size);
-    if (!too_large.empty()) {
-      fail("message of " + std::to_string(header.length) +
-           " bytes: " + too_large);
-      if (!options.keep_going || !Discard(reader, header.length)) break;
-      continue;
-    }
-    if (!reader->Fill(header.length)) {
-      fail("cut off inside the message: " +
-           std::to_string(reader->window().size()) + " of its " +
-           std::to_string(header.length) + " bytes are there");
-      break;
-    }
-    record.offset = reader->offset();
-    record.bytes = reader->window().substr(0, header.length);
-    progress.Update(record.number, record.offset + record.bytes.size());
-    const ExitCode status = handle(record);
-    worst = std::max(worst, status);
-    if (status >= kMalformed && !options.keep_going) break;
-    if (ReaderHasGone() && !options.to_the_end) break;
-    reader->Consume(header.length);
-  }
-  progress.Hide();
-  return worst;
+  return Stream(options, reader, types, handle, complain).Run();
 }
 
 std::string PlaceInInput(const InputOptions& options, const Record& record,
@@ -176,7 +230,7 @@ ExitCode ForEachRecord(const InputOptions& options,
   const bool framed = options.frame != "none";
   const auto stream = [&](Reader* from) {
     return ForEachFramed(
-        options, from,
+        options, from, types,
         [&](const Record& record) {
           const ExitCode status = handle(record);
           GiveHint(&mismatch, record);

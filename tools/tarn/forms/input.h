@@ -46,8 +46,10 @@ using StreamErrorHandler =
     std::function<void(const Record&, const std::string& reason)>;
 
 // The same for the framed messages of a reader, without the look at what they
-// are. Errors of the stream go to `complain`.
+// are. Errors of the stream go to `complain`. A wrong length of a message that
+// is not fine is one of them: reading goes on after the message.
 ExitCode ForEachFramed(const InputOptions& options, Reader* reader,
+                       const std::vector<const Type*>& types,
                        const RecordHandler& handle,
                        const StreamErrorHandler& complain);
 

@@ -124,11 +124,10 @@ ExitCode SayStream(const Options& options, Capture* capture,
   StreamSummary summary(types, given);
   InputOptions input = capture->options;
   input.keep_going = true;
-  const ExitCode status = ForEachFramed(
+  ForEachFramed(
       input, capture->stream.get(),
-      [&](const Record& record) {
-        return summary.Add(record) ? kFine : kMalformed;
-      },
+      given != nullptr ? std::vector<const Type*>{given} : types,
+      [&](const Record& record) { return summary.Add(record); },
       [&](const Record& record, const std::string& reason) {
         summary.Fail(record, reason);
       });
@@ -148,7 +147,7 @@ ExitCode SayStream(const Options& options, Capture* capture,
     steps.Print(&output);
   }
   output.Flush();
-  return status;
+  return summary.broken() > 0 ? kMalformed : kFine;
 }
 
 // For a capture whose form cannot be told, or cannot be read.

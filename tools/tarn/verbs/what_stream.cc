@@ -86,15 +86,19 @@ bool StreamSummary::IsUsual(std::string_view bytes) const {
 }
 
 // A record that can be of the type of most others is taken for one.
-std::vector<const Type*> StreamSummary::TypesOf(const Record& record) {
+std::vector<const Type*> StreamSummary::TypesOf(const Record& record,
+                                                bool* odd) {
   if (given_ != nullptr) {
     const Evidence evidence = Weigh(*given_, record.bytes);
     if (!evidence.accepted) return {};
-    if (!IsClean(evidence)) NoteOdd(record);
+    *odd = !IsClean(evidence);
+    if (*odd) NoteOdd(record);
     return {given_};
   }
   if (IsUsual(record.bytes)) return most_->types;
-  const std::vector<const Type*> verdict = Verdict(Rank(types_, record.bytes));
+  const std::vector<Candidate> ranked = Rank(types_, record.bytes);
+  const std::vector<const Type*> verdict = Verdict(ranked);
+  *odd = !IsClean(ranked.front().evidence);
   const bool usual =
       most_ != nullptr && !most_->types.empty() &&
       std::all_of(most_->types.begin(), most_->types.end(),
@@ -105,12 +109,13 @@ std::vector<const Type*> StreamSummary::TypesOf(const Record& record) {
   return usual ? most_->types : verdict;
 }
 
-bool StreamSummary::Add(const Record& record) {
+ExitCode StreamSummary::Add(const Record& record) {
   ++records_;
-  const std::vector<const Type*> types = TypesOf(record);
+  bool odd = false;
+  const std::vector<const Type*> types = TypesOf(record, &odd);
   if (types.empty()) {
     Explain(record);
-    return false;
+    return kMalformed;
   }
   std::string key = NamesOf(types);
   const bool kept =
@@ -123,7 +128,7 @@ bool StreamSummary::Add(const Record& record) {
     FollowChanges(record, &group);
   }
   if (most_ == nullptr || group.records > most_->records) most_ = &group;
-  return true;
+  return odd ? kFindings : kFine;
 }
 
 // A record that the given type accepts, but does not explain.
@@ -139,9 +144,14 @@ void StreamSummary::Fail(const Record& record, const std::string& reason) {
   AddBroken({record.number, record.offset, "", reason});
 }
 
+// Of one record, the last error stands: it explains those before it.
 void StreamSummary::AddBroken(const Broken& broken) {
-  ++broken_;
-  if (shown_.size() < kBroken) shown_.push_back(broken);
+  const bool again = broken_ > 0 && broken.record == last_broken_;
+  last_broken_ = broken.record;
+  if (!again) ++broken_;
+  if (broken_ > kBroken) return;
+  if (again) shown_.pop_back();
+  shown_.push_back(broken);
 }
 
 // Says where a record is broken, as a message of the usual type if it is broken

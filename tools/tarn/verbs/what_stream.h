@@ -27,8 +27,9 @@ class StreamSummary {
   StreamSummary(const std::vector<const Type*>& types, const Type* given)
       : types_(types), given_(given) {}
 
-  // Returns whether the record is a message.
-  bool Add(const Record& record);
+  // Returns kMalformed if the record is no message, and kFindings if a part of
+  // it is odd.
+  ExitCode Add(const Record& record);
   // An error of the stream itself.
   void Fail(const Record& record, const std::string& reason);
 
@@ -63,7 +64,7 @@ class StreamSummary {
     std::string reason;
   };
 
-  std::vector<const Type*> TypesOf(const Record& record);
+  std::vector<const Type*> TypesOf(const Record& record, bool* odd);
   bool IsUsual(std::string_view bytes) const;
   void NoteOdd(const Record& record);
   void AddBroken(const Broken& broken);
@@ -77,6 +78,7 @@ class StreamSummary {
   const Type* const given_;
   uint64_t records_ = 0;
   uint64_t broken_ = 0;
+  uint64_t last_broken_ = 0;  // its number
   // Records that the given type accepts, but does not explain.
   uint64_t odd_ = 0;
   uint64_t first_odd_ = 0;
