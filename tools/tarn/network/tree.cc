@@ -63,12 +63,41 @@ class Selector {
   const Selection& selection_;
 };
 
+size_t CountSelected(const std::vector<Branch>& branches) {
+  size_t count = 0;
+  for (const Branch& branch : branches) {
+    count += (branch.selected ? 1 : 0) + CountSelected(branch.branches);
+  }
+  return count;
+}
+
 }  // namespace
 
 std::vector<Branch> SelectBranches(const std::vector<Node>& nodes,
                                    const Selection& selection) {
   const bool all = selection.at.empty() && selection.uuid.empty();
   return Selector(selection).Select(nodes, {0, selection.depth, all});
+}
+
+std::string RemarkOn(const std::vector<Node>& nodes, const Selection& selection,
+                     const std::vector<Branch>& shown) {
+  if (nodes.empty() || (!selection.errors && selection.statuses.empty())) {
+    return "";
+  }
+  Selection deep = selection;
+  deep.depth = INT_MAX;
+  const size_t all = CountSelected(SelectBranches(nodes, deep));
+  const size_t left_out = all - CountSelected(shown);
+  if (left_out > 0) {
+    return std::to_string(left_out) +
+           (left_out == 1 ? " such node is" : " such nodes are") +
+           " deeper than --depth " + std::to_string(selection.depth) + ".";
+  }
+  if (all > 0) return "";
+  const bool part = !selection.at.empty() || !selection.uuid.empty();
+  return (selection.errors ? "All nodes" : "None of the nodes") +
+         std::string(part ? " of this part" : "") +
+         (selection.errors ? " are well." : " has such a status.");
 }
 
 std::string AddressInWords(const Node& node) {

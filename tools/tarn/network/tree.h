@@ -39,6 +39,11 @@ struct Selection {
 std::vector<Branch> SelectBranches(const std::vector<Node>& nodes,
                                    const Selection& selection);
 
+// What is to be said of a selection by status or error: that it has no nodes,
+// or how many are deeper than those that are shown. May be empty.
+std::string RemarkOn(const std::vector<Node>& nodes, const Selection& selection,
+                     const std::vector<Branch>& shown);
+
 // "chain 4, node 54, place 1 of assembly 3": what is set of the address of a
 // node. Long texts are cut off.
 std::string AddressInWords(const Node& node);
@@ -50,6 +55,7 @@ struct Tree {
   uint64_t record = 0;  // its number in a stream; 0: the only one
   std::vector<Node> nodes;
   std::vector<Branch> branches;
+  std::string remark;  // on the branches; may be empty
   // Where and why the message breaks off outside of all nodes; else empty.
   std::string broken;
   bool paths = false;  // whether text has the path of each node

@@ -26,6 +26,7 @@ class TextTree {
     out_.ClipLines(true);
     PrintBranches(tree_.branches, "", {}, tree_.broken);
     out_.ClipLines(false);
+    if (!tree_.remark.empty()) out_.Write(start_ + tree_.remark + '\n');
     PrintTotals(tree_.nodes);
   }
 
@@ -94,12 +95,13 @@ class TextTree {
       PrintBranches(branch.branches, below, place, branch.node->broken);
     }
     if (broken.empty()) return;
-    BeginLine(above.path);
+    BeginLine("");
     out_.Painted(Color::kDim, prefix + "└─ ");
     out_.Painted(Color::kRed, broken);
     out_.Write('\n');
   }
 
+  // `path`: of the node that the line is of; empty where it goes on.
   void BeginLine(const std::string& path) {
     out_.Write(start_);
     if (!tree_.paths) return;
@@ -136,7 +138,7 @@ class TextTree {
     }
     out_.Write('\n');
     if (counts.empty() || address.empty()) return;
-    BeginLine(place.path);
+    BeginLine("");
     out_.Painted(
         Color::kDim,
         below +

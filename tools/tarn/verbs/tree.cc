@@ -191,6 +191,7 @@ class MessageDrawer {
     }
     tree.branches = SelectBranches(tree.nodes, options_.selection);
     if (options_.NamesNode() && tree.branches.empty()) return;
+    tree.remark = RemarkOn(tree.nodes, options_.selection, tree.branches);
     if (options_.form == Form::kJson) {
       PrintJson(types, record, tree, damage, output);
     } else if (options_.form == Form::kDot) {
