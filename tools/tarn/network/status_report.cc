@@ -124,11 +124,8 @@ class Table {
   size_t price_width_ = 12;
 };
 
-// Counts the statuses in a map of the report.
-template <class Map>
-void PrintTotal(const std::string& name, const Map& map, Output* output) {
-  StatusTally tally;
-  for (const auto& [key, status] : map) ++tally[status];
+void PrintTotal(const std::string& name, const StatusTally& tally,
+                Output* output) {
   if (tally.empty()) return;
   output->Write(name);
   PrintTally(tally, output);
@@ -149,13 +146,17 @@ void PrintReport(const tarn::NetworkStatusReport& report, bool errors,
     output->Write(start);
     output->Write(none ? "No parts reported.\n" : "All parts are well.\n");
   }
-  PrintTotal(start + "Status           ", report.status_packet(), output);
-  PrintTotal(start + "Price update     ", report.price_sync_status_packet(),
+  constexpr size_t kLabel = 17;
+  output->WrapLines(start.size() + kLabel);
+  PrintTotal(start + "Status           ", TallyOf(report.status_packet()),
              output);
+  PrintTotal(start + "Price update     ",
+             TallyOf(report.price_sync_status_packet()), output);
   output->Write(start + "Price lifecycle  ");
   const int32_t lifecycle = report.network_price_lifecycle();
   output->Painted(LookOf(lifecycle).color, WordsAndName(lifecycle));
   output->Write('\n');
+  output->WrapLines(std::string_view::npos);
 }
 
 void WriteReport(const tarn::NetworkStatusReport& report, bool errors,

@@ -49,6 +49,13 @@ void WriteStatus(const char* key, int32_t status, JsonWriter* json);
 // "2 retrying (retry_mode), 5 ok".
 using StatusTally = std::map<int32_t, int, WorseStatus>;
 void PrintTally(const StatusTally& tally, Output* output);
+// Of the values of a map.
+template <class Map>
+StatusTally TallyOf(const Map& map) {
+  StatusTally tally;
+  for (const auto& [key, status] : map) ++tally[status];
+  return tally;
+}
 
 }  // namespace tarn::tool
 

@@ -17,6 +17,7 @@ class TextTree {
     Measure(tree_.branches, "");
     LimitLabels();
     MeasureLabels(tree_.branches, 1);
+    out_.WrapLines(kHanging);
     out_.Write(start_);
     out_.Painted(Color::kBold, tree_.heading);
     const std::string counts = InWords(CountNodes(tree_.nodes));
@@ -28,6 +29,7 @@ class TextTree {
     out_.ClipLines(false);
     if (!tree_.remark.empty()) out_.Write(start_ + tree_.remark + '\n');
     PrintTotals(tree_.nodes);
+    out_.WrapLines(std::string_view::npos);
   }
 
  private:
@@ -162,6 +164,7 @@ class TextTree {
     out_.Write('\n');
   }
 
+  static constexpr size_t kHanging = 2;     // blanks before what is wrapped
   static constexpr size_t kAroundName = 5;  // a blank, quotes, and a mark
 
   const Tree& tree_;

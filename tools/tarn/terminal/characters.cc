@@ -58,6 +58,11 @@ int ColumnsOf(uint32_t c) {
   return IsInside(c, kWide) ? 2 : 1;
 }
 
+void AppendHexEscape(unsigned char byte, std::string* text) {
+  constexpr char kHex[] = "0123456789abcdef";
+  *text += {'\\', 'x', kHex[byte >> 4], kHex[byte & 15]};
+}
+
 size_t Width(std::string_view utf8) {
   size_t width = 0;
   const char* const end = utf8.data() + utf8.size();

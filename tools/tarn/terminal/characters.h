@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 namespace tarn::tool {
@@ -26,6 +27,9 @@ bool Invisible(uint32_t c);
 // Unicode calls wide. One that combines with the character before it counts, so
 // that a line is never longer than it is taken to be.
 int ColumnsOf(uint32_t c);
+
+// Appends a byte as \x1b.
+void AppendHexEscape(unsigned char byte, std::string* text);
 
 // The columns of a text, for tables.
 size_t Width(std::string_view utf8);

@@ -154,6 +154,12 @@ void Output::ClipLines(bool clip) {
   screen_->ClipLines(clip);
 }
 
+void Output::WrapLines(size_t indent) {
+  if (screen_ == nullptr) return;
+  Drain(false);
+  screen_->WrapLines(indent);
+}
+
 bool ReaderHasGone() { return reader_has_gone; }
 
 void Output::ExpectRawBytes() const {
@@ -298,8 +304,7 @@ std::string Escaped(std::string_view text, std::string_view marked,
     if (width > columns) return escaped + "\\…";
     if (hidden) {
       for (; p < next; ++p) {
-        const unsigned char byte = *p;
-        escaped += {'\\', 'x', kHex[byte >> 4], kHex[byte & 15]};
+        AppendHexEscape(*p, &escaped);
       }
     } else {
       if (slash) escaped += '\\';

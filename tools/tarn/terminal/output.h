@@ -37,6 +37,9 @@ class Output {
   size_t TextColumns(size_t most, size_t indent) const;
   // Whether lines that are longer than the terminal is wide are cut off.
   void ClipLines(bool clip);
+  // Breaks them between words instead; what follows is after `indent` blanks.
+  // npos: no longer.
+  void WrapLines(size_t indent);
 
   // At least `size` bytes of room; Advance() tells how many were written.
   char* Reserve(size_t size) {

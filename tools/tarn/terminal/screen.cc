@@ -62,6 +62,41 @@ std::string ClippedLine(std::string_view line, size_t columns,
   return clipped;
 }
 
+// Rows of at most `columns`, broken at blanks; those after the first begin with
+// `indent` blanks. A longer word stands as it is.
+std::string WrappedLine(std::string_view line, size_t columns, size_t indent) {
+  std::string wrapped;
+  std::string word;
+  size_t width = 0;  // of the row
+  size_t blanks = 0;
+  size_t word_width = 0;
+  bool words = false;  // whether the row has one
+  const auto end_word = [&] {
+    if (words && width + blanks + word_width > columns) {
+      wrapped += '\n';
+      width = 0;
+      blanks = indent;
+    }
+    wrapped.append(blanks, ' ');
+    wrapped += word;
+    width += blanks + word_width;
+    words = words || word_width > 0;
+    word.clear();
+    blanks = word_width = 0;
+  };
+  ForEachPiece(line, [&](std::string_view piece, int takes) {
+    if (piece != " ") {
+      word += piece;
+      word_width += takes;
+      return;
+    }
+    if (word_width > 0) end_word();
+    ++blanks;
+  });
+  end_word();
+  return wrapped;
+}
+
 }  // namespace
 
 bool LocaleHasUtf8() {
@@ -96,8 +131,7 @@ std::string InAscii(std::string_view text) {
     if (byte < 0x80) {
       ascii += text.front();
     } else {
-      constexpr char kHex[] = "0123456789abcdef";
-      ascii += {'\\', 'x', kHex[byte >> 4], kHex[byte & 15]};
+      AppendHexEscape(text.front(), &ascii);
     }
     text.remove_prefix(1);
   }
@@ -142,6 +176,11 @@ void Screen::EndLine() {
   if (clip_ && width > columns_) {
     held_ += ClippedLine(line_, columns_, ascii_ ? "~" : "…");
     ++height_;
+  } else if (wrap_ != std::string::npos && width > columns_) {
+    const std::string rows =
+        WrappedLine(line_, columns_, std::min(wrap_, columns_ / 2));
+    held_ += rows;
+    height_ += 1 + std::count(rows.begin(), rows.end(), '\n');
   } else {
     held_ += line_;
     height_ += width == 0 ? 1 : (width - 1) / columns_ + 1;

@@ -28,6 +28,9 @@ class Screen {
 
   // Whether lines that end from now on are cut off at the width of the screen.
   void ClipLines(bool clip) { clip_ = clip; }
+  // Whether they are broken between words instead, and how many blanks are
+  // before what follows; npos: they are not.
+  void WrapLines(size_t indent) { wrap_ = indent; }
 
   // Takes text, and returns what is to be written now: nothing until it is
   // known whether a pager is needed. `all`: no more text may come.
@@ -41,6 +44,7 @@ class Screen {
   size_t rows_ = std::string_view::npos;  // npos: no pager is to be started
   bool ascii_ = false;
   bool clip_ = false;
+  size_t wrap_ = std::string_view::npos;
   std::string line_;   // that is not complete
   std::string held_;   // lines that are not written
   size_t height_ = 0;  // rows that they take
