@@ -67,8 +67,13 @@ ExitCode RunDiff(const Command& command, const Arguments& arguments) {
   }
   DifferencePrinter printer(mask_values, &output);
   bool any = false;
+  // The message itself is no place where another node could be.
+  const bool is_node = NodesAround({type.descriptor}) > 0;
+  bool by_place = false;
   Compare(*before, *after, show_secrets, [&](const Difference& difference) {
     any = true;
+    by_place |= difference.node != nullptr && difference.node->uuid.empty() &&
+                (!is_node || difference.above != nullptr);
     options.output.json ? WriteDifference(difference, mask_values, &json)
                         : printer.Print(difference);
   });
@@ -79,6 +84,11 @@ ExitCode RunDiff(const Command& command, const Arguments& arguments) {
     json.EndLine();
   }
   output.Flush();
+  if (by_place) {
+    Complain(
+        "nodes without a uuid are compared by their place: two of them can be "
+        "different nodes");
+  }
   return any ? kFindings : kFine;
 }
 
