@@ -194,10 +194,7 @@ void RowWriter::FillList(const PlannedValue& value, const Message& message) {
       case FieldDescriptor::CPPTYPE_ENUM: {
         const int number = reflection.GetRepeatedEnumValue(message, &field, i);
         *list += std::to_string(number);
-        const auto* declared = field.enum_type()->FindValueByNumber(number);
-        AppendJson(
-            declared != nullptr ? declared->name() : std::to_string(number),
-            names);
+        AppendJson(NameOf(field, number), names);
         break;
       }
       case FieldDescriptor::CPPTYPE_BOOL:
