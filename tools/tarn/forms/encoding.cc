@@ -209,13 +209,13 @@ size_t UnderstoodJson(const Type& type, std::string_view json) {
            google::protobuf::StringPiece(json.data(), json.size()),
            message.get(), options)
            .ok()) {
-    // A value is of another kind. Those that fit count, up to an unknown name,
-    // with about the bytes that they take.
+    // A value is of another kind. Up to an unknown name, a value that fits
+    // counts two, the least bytes that it takes, and another one for its name.
     size_t right = 0;
     CheckJson(
         type, json,
         [&](const Type& holder, const Field& field, std::string_view value) {
-          right += IsJsonValue(holder, field, value);
+          right += IsJsonValue(holder, field, value) ? 2 : 1;
           return true;
         });
     return right;

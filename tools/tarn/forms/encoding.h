@@ -32,7 +32,8 @@ std::string EncodeJson(const Type& type, std::string_view json,
                        const std::string& place);
 
 // How much of a text or JSON that is no message of the type could be one: the
-// bytes of what is left without names that the type does not have.
+// bytes of what is left without names that the type does not have, or about as
+// many if a value of JSON is none of its field.
 size_t UnderstoodText(const Type& type, std::string_view text);
 size_t UnderstoodJson(const Type& type, std::string_view json);
 
