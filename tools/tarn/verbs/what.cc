@@ -18,12 +18,13 @@ struct Options {
 };
 
 void PrintSource(const Capture& capture, Output* output) {
+  output->WrapLines(kPageColumn);
   BeginLine("Input", output);
   if (capture.source == Source::kFile) {
     output->Write("the file ");
     output->Untrusted(capture.options.file);
   } else if (capture.source == Source::kText) {
-    output->Write("text: there is no file of this name");
+    output->Write("taken as text, because there is no file of this name");
   } else {
     output->Write("standard input");
   }

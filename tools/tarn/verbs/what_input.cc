@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 
 #include "failure.h"
 #include "frame.h"
@@ -26,8 +27,9 @@ bool IsSound(const std::vector<const Type*>& types, std::string_view bytes) {
 }
 
 // The frame with which the bytes, or their beginning, are a stream; empty if
-// there is none. More than half of the messages must be sound. If the stream
-// breaks off, two sound messages are needed.
+// there is none. More than half of the messages must be sound, or the first
+// two: after a wrong length none may be. If the stream breaks off, two sound
+// messages are needed.
 std::string FindFrame(const std::vector<const Type*>& types,
                       std::string_view bytes) {
   std::string found;
@@ -35,13 +37,15 @@ std::string FindFrame(const std::vector<const Type*>& types,
   for (const char* frame : kFrames) {
     uint64_t messages = 0;
     uint64_t sound = 0;
+    uint64_t first = 0;  // sound ones before any other
     const std::string_view rest =
         TakeFramed(frame, bytes, [&](std::string_view message) {
           if (++messages <= kMessages) sound += IsSound(types, message);
+          if (messages == sound) first = sound;
           return true;
         });
     if (sound <= most || sound < (rest.empty() ? 1 : 2) ||
-        sound * 2 <= std::min(messages, kMessages)) {
+        (first < 2 && sound * 2 <= std::min(messages, kMessages))) {
       continue;
     }
     most = sound;
@@ -74,15 +78,47 @@ Reading ReadText(const std::vector<const Type*>& types, std::string_view text,
   }
 }
 
+bool IsLetter(char c) { return (c | 0x20) >= 'a' && (c | 0x20) <= 'z'; }
+
+bool IsMissing(const std::string& file) {
+  struct stat status;
+  return ::stat(file.c_str(), &status) != 0 &&
+         (errno == ENOENT || errno == ENOTDIR || errno == ENAMETOOLONG);
+}
+
+// Whether a word ends like "capture.bin": with a dot and a few letters.
+bool HasSuffix(std::string_view word) {
+  constexpr size_t kMost = 8;
+  const size_t dot = word.rfind('.');
+  if (dot == word.npos || dot == 0) return false;
+  const std::string_view suffix = word.substr(dot + 1);
+  return !suffix.empty() && suffix.size() <= kMost && IsLetter(suffix[0]) &&
+         std::all_of(suffix.begin(), suffix.end(), [](char c) {
+           return IsLetter(c) || (c >= '0' && c <= '9');
+         });
+}
+
+// Whether an argument is a misspelt path rather than a message. Base64 has
+// slashes, too, but neither a dot nor the name of a folder that is there.
+bool LooksLikePath(const std::string& argument) {
+  constexpr std::string_view kNoName = " \t\r\n\"'\\{}[]<>;";
+  if (argument.empty() || argument.find_first_of(kNoName) != argument.npos) {
+    return false;
+  }
+  for (const char* start : {"/", "./", "../", "~/"}) {
+    if (argument.compare(0, std::strlen(start), start) == 0) return true;
+  }
+  const size_t slash = argument.rfind('/');
+  return HasSuffix(argument) ||
+         (slash != argument.npos && !IsMissing(argument.substr(0, slash)));
+}
+
 }  // namespace
 
 Source SourceOf(const std::string& argument) {
   if (argument == "-") return Source::kStandardInput;
-  struct stat status;
-  const bool missing =
-      ::stat(argument.c_str(), &status) != 0 &&
-      (errno == ENOENT || errno == ENOTDIR || errno == ENAMETOOLONG);
-  return missing ? Source::kText : Source::kFile;
+  return IsMissing(argument) && !LooksLikePath(argument) ? Source::kText
+                                                         : Source::kFile;
 }
 
 Capture ReadCapture(const InputOptions& options, Source source,

@@ -17,7 +17,7 @@ namespace tarn::tool {
 enum class Source { kFile, kText, kStandardInput };
 
 // Whether an argument is a file or the message itself: everything that the
-// system does not call missing is a file.
+// system does not call missing is a file, and so is what looks like a path.
 Source SourceOf(const std::string& argument);
 
 struct Capture {

@@ -12,6 +12,7 @@
 #include "nodes.h"
 #include "salvage.h"
 #include "status_words.h"
+#include "walker.h"
 #include "what_page.h"
 
 namespace tarn::tool {
@@ -23,10 +24,17 @@ constexpr size_t kMostFindings = 5;
 // The largest message whose nodes and statuses are counted.
 constexpr size_t kMostCounted = 4 << 20;
 
+// Whether the type that fits best explains so little that it says nothing.
+bool IsStrange(const Evidence& best) {
+  constexpr int kFew = 3;
+  return best.fields == 0 ||
+         (best.fields < kFew && best.unexplained > best.size / 2);
+}
+
 // Whether so few types are left that one of them can stand for all.
 bool IsAlmostCertain(const Answer& answer) {
   constexpr size_t kFew = 3;
-  return !answer.bytes.empty() &&
+  return !answer.bytes.empty() && !answer.strange &&
          (answer.given != nullptr || CountLevel(answer.candidates) <= kFew);
 }
 
@@ -59,7 +67,7 @@ void PrintContent(const Answer& answer, Output* output) {
   std::string words = InWords(CountNodes(nodes));
   if (const auto* report =
           dynamic_cast<const tarn::NetworkStatusReport*>(message.get())) {
-    for (const auto& [key, status] : report->status_packet()) ++tally[status];
+    tally = TallyOf(report->status_packet());
     words = Count(report->status_packet_size(), "part");
   }
   if (words.empty()) return;
@@ -98,6 +106,10 @@ void PrintTypes(const Answer& answer, Output* output) {
     output->Write(answer.format);
     output->Write('\n');
     return;
+  } else if (answer.strange) {
+    output->Write("none: nothing fits these bytes well\n");
+    BeginLine("", output);
+    output->Write("could be:\n");
   } else if (answer.verdict.empty()) {
     output->Write("none explains these bytes well; the likeliest:\n");
   } else if (answer.verdict.size() > 1) {
@@ -119,7 +131,7 @@ void PrintMeanings(const Answer& answer, Schema* schema, Output* output) {
 }
 
 void PrintProblems(const Answer& answer, Output* output) {
-  if (answer.bytes.empty() || !answer.format.empty()) return;
+  if (answer.bytes.empty() || !answer.format.empty() || answer.strange) return;
   BeginLine("Problems", output);
   if (answer.findings.empty()) {
     output->Write(answer.more_findings == 0 ? "none"
@@ -168,6 +180,34 @@ bool HoldsSecret(const Candidate& candidate, std::string_view bytes) {
   return false;
 }
 
+// Finds the first unknown field whose bytes are a message with a pass phrase.
+class UnknownSecret : public WalkVisitor {
+ public:
+  explicit UnknownSecret(const Answer& answer) : answer_(answer) {}
+
+  void Unknown(const Stack& stack, const Item& item) {
+    if (item.wire() != 2 || !words.empty()) return;
+    for (const Candidate& candidate : answer_.candidates) {
+      const Type& type = *candidate.type;
+      if (!type.secret) continue;
+      const Candidate inner{&type, Weigh(type, item.bytes())};
+      if (!IsClean(inner.evidence) || !HoldsSecret(inner, item.bytes())) {
+        continue;
+      }
+      words = "unknown field " + stack.Path(nullptr, item.number()) +
+              " at byte " + std::to_string(item.begin - answer_.bytes.data()) +
+              " can be a " + type.descriptor->name() +
+              " with a pass phrase, which commands show";
+    }
+  }
+  bool Fail(const Stack&, const Error&) { return true; }
+
+  std::string words;  // empty: there is none
+
+ private:
+  const Answer& answer_;
+};
+
 // Commands for the type that has it do not show a pass phrase; others do.
 void PrintSecrets(const Answer& answer, Output* output) {
   for (const Candidate& candidate : answer.candidates) {
@@ -180,6 +220,11 @@ void PrintSecrets(const Answer& answer, Output* output) {
                   ", these bytes hold a pass phrase, which commands for other "
                   "types show\n");
   }
+  UnknownSecret unknown(answer);
+  Walk(*answer.type, answer.bytes, unknown);
+  if (unknown.words.empty()) return;
+  BeginLine("Secret", output);
+  output->Write(unknown.words + '\n');
 }
 
 }  // namespace
@@ -202,7 +247,8 @@ Answer AnswerFor(const Capture& capture, const std::vector<const Type*>& types,
   if (answer.verdict.empty()) {
     answer.status = kMalformed;
     answer.format = KnownFormat(answer.bytes);
-    if (!answer.format.empty()) return answer;
+    answer.strange = IsStrange(answer.candidates.front().evidence);
+    if (!answer.format.empty() || answer.strange) return answer;
   }
   // What else is wrong depends on the type.
   const size_t most = IsAlmostCertain(answer) ? kMostFindings : 1;
@@ -238,7 +284,7 @@ Steps StepsFor(const Capture& capture, const Answer& answer) {
   }
   if (!IsAlmostCertain(answer)) {
     steps.Add("guess --all");
-    if (!answer.verdict.empty()) return steps;
+    if (answer.strange || !answer.verdict.empty()) return steps;
   }
   if (answer.verdict.size() > 1) steps.AddTypes(answer.verdict);
   const Candidate& first = answer.candidates.front();

@@ -24,6 +24,7 @@ struct Answer {
   const Type* type = nullptr;         // as which it is checked
   std::string_view bytes;             // of this type
   std::string_view format;  // of bytes that are no message; may be empty
+  bool strange = false;     // no type accounts for even half of the bytes
   std::vector<Finding> findings;
   size_t more_findings = 0;
   ExitCode status = kFine;

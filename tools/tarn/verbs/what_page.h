@@ -8,11 +8,13 @@
 
 namespace tarn::tool {
 
+// Where the text begins beside the labels.
+inline constexpr size_t kPageColumn = 10;
+
 // Begins a line. The label is empty for all lines of a part but the first.
 inline void BeginLine(std::string_view label, Output* output) {
-  constexpr size_t kColumns = 10;
   if (!label.empty()) output->Painted(Color::kBold, label);
-  output->Spaces(kColumns - label.size());
+  output->Spaces(kPageColumn - label.size());
 }
 
 }  // namespace tarn::tool

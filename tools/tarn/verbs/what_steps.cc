@@ -27,7 +27,8 @@ Steps::Steps(const Capture& capture) {
   const InputOptions& options = capture.options;
   std::string from = options.from == "auto" ? "" : options.from;
   if (capture.source == Source::kFile) file_ = Quoted(options.file);
-  if (!file_.empty()) file_ = ' ' + file_;
+  named_ = !file_.empty();
+  file_ = named_ ? ' ' + file_ : " FILE";
   const bool framed = options.frame != "none";
   if (framed && from.empty() && capture.form != "binary") from = capture.form;
   if (!from.empty()) options_ += " --from " + from;
@@ -35,7 +36,7 @@ Steps::Steps(const Capture& capture) {
 }
 
 void Steps::Add(const std::string& command) {
-  again_ = file_.empty();
+  reads_ = true;
   lines_.push_back("tarn " + command + options_ + file_);
 }
 
@@ -52,7 +53,7 @@ void Steps::AddPlain(const std::string& command) {
 }
 
 void Steps::AddAgain(const std::string& option) {
-  again_ = file_.empty();
+  reads_ = true;
   lines_.push_back("tarn what" + options_ +
                    (option.empty() ? "" : " " + option) + file_);
 }
@@ -65,14 +66,16 @@ void Steps::AddTypes(const std::vector<const Type*>& types) {
 
 void Steps::Print(Output* output) const {
   if (lines_.empty()) return;
+  // A command must be one line where it is copied.
+  output->WrapLines(std::string_view::npos);
   for (const std::string& line : lines_) {
     BeginLine(&line == &lines_.front() ? "Next" : "", output);
     output->Write(line);
     output->Write('\n');
   }
-  if (!again_) return;
+  if (named_ || !reads_) return;
   BeginLine("", output);
-  output->Write("(with the same input again, as standard input)\n");
+  output->Write("(save the input as FILE first)\n");
 }
 
 void Steps::Write(JsonWriter* json) const {

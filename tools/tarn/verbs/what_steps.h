@@ -11,9 +11,9 @@
 
 namespace tarn::tool {
 
-// Collects lines that read the same input again. A file is named; otherwise the
-// lines read standard input. Bytes of the input are in no line: a pass phrase
-// could be among them.
+// Collects lines that read the same input again. A file is named; any other
+// input has to be saved first, and the lines call it FILE. Bytes of the input
+// are in no line: a pass phrase could be among them.
 class Steps {
  public:
   explicit Steps(const Capture& capture);
@@ -34,8 +34,9 @@ class Steps {
 
  private:
   std::string options_;  // of every command that reads the input
-  std::string file_;     // empty: standard input
-  bool again_ = false;   // a line reads standard input
+  std::string file_;     // after a blank
+  bool named_ = false;   // whether the input is a file with a name
+  bool reads_ = false;   // whether a line reads the input
   std::vector<std::string> lines_;
 };
 

@@ -52,10 +52,7 @@ class EvidenceCollector : public WalkVisitor {
       ++evidence_.disorder;
     }
     if (field.kind != Kind::kString) return;
-    if (IsStrange(item.bytes())) {
-      ++evidence_.strange_texts;
-      evidence_.unexplained += item.end - item.begin;
-    }
+    Text(item.begin, item.bytes());
     if (item.data == item.end || !BelongsUuid(field)) return;
     ++(IsUuid(item.bytes()) ? evidence_.uuids : evidence_.no_uuids);
   }
@@ -87,6 +84,7 @@ class EvidenceCollector : public WalkVisitor {
     evidence_.unexplained += bytes_.size() - evidence_.explained;
     evidence_.bad_utf8 = error.problem == Problem::kBadUtf8;
     ends_ = cut_ && error.problem == Problem::kCutOff;
+    if (error.problem == Problem::kCutOff) CutOff(error.item, error.at);
     return false;
   }
 
@@ -98,6 +96,21 @@ class EvidenceCollector : public WalkVisitor {
   }
 
  private:
+  void Text(const char* begin, std::string_view text) {
+    if (!IsStrange(text)) return;
+    ++evidence_.strange_texts;
+    evidence_.unexplained += text.data() + text.size() - begin;
+  }
+  // What is there of a field tells as much as a whole one.
+  void CutOff(const Item& item, const char* end) {
+    if (item.field == nullptr) {
+      evidence_.unexplained += end - item.begin;
+    } else if (item.field->kind == Kind::kString && item.data != nullptr) {
+      Text(item.begin, {item.data, static_cast<size_t>(end - item.data)});
+    } else if (item.wire() == 2 && item.field->kind != Kind::kBytes) {
+      evidence_.unexplained += end - item.begin;  // a list with no values yet
+    }
+  }
   void Named(const Stack& stack, const Item& item) {
     ++evidence_.fields;
     const uint64_t met = stack.top().seen >> item.field->number;
