@@ -147,6 +147,17 @@ void AddDump(std::string_view text, uint64_t max_size,
   forms->push_back(form);
 }
 
+// Whether digits are in pairs but for letters that look like 0 and 1, as a scan
+// has them.
+bool LooksScanned(std::string_view text) {
+  std::string digits(text);
+  for (char& c : digits) {
+    if (c == 'O' || c == 'o') c = '0';
+    if (c == 'l' || c == 'I') c = '1';
+  }
+  return digits != text && ArePairs(digits);
+}
+
 std::vector<Form> Within(const char* layout, std::vector<Form> forms) {
   for (Form& form : forms) {
     form.layout += (form.layout.empty() ? "" : ", ") + std::string(layout);
@@ -181,6 +192,12 @@ std::vector<Form> PlainForms(std::string_view text, uint64_t max_size) {
     forms.back().text = std::string(text);
   }
   const std::string_view digits = Unwrap(text);
+  if (LooksScanned(digits)) {
+    add("hex", false, "");
+    forms.back().problem =
+        "hexadecimal digits with letters among them that look like 0 or 1";
+    return forms;
+  }
   bytes.clear();
   bool long_hex = false;
   if (digits.substr(0, 2) == "\\x" && FromHexDigits(digits.substr(2), &bytes)) {
@@ -313,6 +330,14 @@ std::string_view KnownFormat(std::string_view bytes) {
   for (const auto& [start, what] : kFormats) {
     if (bytes.substr(0, start.size()) == start) return what;
   }
+  // Without a mark of the order of bytes: each second byte is 0.
+  constexpr size_t kLooked = 16;
+  size_t ascii = 0;
+  while (ascii + 2 <= bytes.size() && bytes[ascii] != 0 &&
+         bytes[ascii + 1] == 0) {
+    ascii += 2;
+  }
+  if (ascii >= kLooked) return "text in UTF-16; iconv -f UTF-16LE reads it";
   return {};
 }
 

@@ -31,6 +31,12 @@ bool IsStrange(const Evidence& best) {
          (best.fields < kFew && best.unexplained > best.size / 2);
 }
 
+// Whether bytes are text that begins as text does: many messages begin with a
+// line feed, the tag of the first field.
+bool IsSentence(std::string_view bytes) {
+  return IsText(bytes) && !bytes.empty() && !IsSpace(bytes.front());
+}
+
 // Whether so few types are left that one of them can stand for all.
 bool IsAlmostCertain(const Answer& answer) {
   constexpr size_t kFew = 3;
@@ -247,6 +253,11 @@ Answer AnswerFor(const Capture& capture, const std::vector<const Type*>& types,
   if (answer.verdict.empty()) {
     answer.status = kMalformed;
     answer.format = KnownFormat(answer.bytes);
+    if (answer.format.empty() && capture.form == "binary" &&
+        IsSentence(answer.bytes)) {
+      answer.format =
+          "text without a message that can be read; cut it out if there is one";
+    }
     answer.strange = IsStrange(answer.candidates.front().evidence);
     if (!answer.format.empty() || answer.strange) return answer;
   }
