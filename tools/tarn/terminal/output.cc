@@ -11,7 +11,9 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
+#include <filesystem>
 #include <limits>
+#include <system_error>
 
 #include "characters.h"
 #include "failure.h"
@@ -97,6 +99,14 @@ std::unique_ptr<Output> Output::ToFile(const std::string& file) {
       ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
   if (fd < 0) throw Failure(kInputOutput, file + ": " + std::strerror(errno));
   return std::unique_ptr<Output>(new Output(fd, file));
+}
+
+std::unique_ptr<Output> Output::InFolder(const std::string& folder,
+                                         const std::string& name) {
+  std::error_code error;
+  std::filesystem::create_directories(folder, error);
+  if (error) throw Failure(kInputOutput, folder + ": " + error.message());
+  return ToFile(folder + '/' + name);
 }
 
 Output::~Output() {

@@ -24,6 +24,9 @@ class Output {
   explicit Output(const std::string& color = "auto");
   // Writes to a file instead, which is made, or emptied first.
   static std::unique_ptr<Output> ToFile(const std::string& file);
+  // Writes to a file in a folder, which is made if it is missing.
+  static std::unique_ptr<Output> InFolder(const std::string& folder,
+                                          const std::string& name);
   ~Output();
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;

@@ -2,7 +2,6 @@
 #include "rows.h"
 
 #include <algorithm>
-#include <filesystem>
 
 #include "command.h"
 #include "command_line.h"
@@ -179,12 +178,7 @@ class RowOutput {
 
   static std::unique_ptr<Output> NewFile(const Options& options,
                                          const Table& table) {
-    std::error_code error;
-    std::filesystem::create_directories(options.folder, error);
-    if (error) {
-      throw Failure(kInputOutput, options.folder + ": " + error.message());
-    }
-    return Output::ToFile(options.folder + "/" + table.name + "." + options.to);
+    return Output::InFolder(options.folder, table.name + "." + options.to);
   }
 
   const bool csv_;
