@@ -120,7 +120,7 @@ class Faults(unittest.TestCase):
         simulation = self.simulate(servers)
         for part in (1, 2):
             wait_until(f'a third of the messages is sent, {part} times',
-                       lambda part=part: self.sent() > part * MESSAGES / 3)
+                       lambda part=part: self.sent() > part * MESSAGES / 3, self.sent)
             leader = wait_until('the stream has a leader', servers.leader)
             index = servers.hosts.index(leader)
             servers.kill(index)
@@ -137,7 +137,7 @@ class Faults(unittest.TestCase):
         deaths = 20 if FULL else 4
         for death in range(deaths):
             wait_until(f'there is work for death {death}', lambda death=death: self.sent()
-                       > (death + 1) * MESSAGES / (deaths + 2))
+                       > (death + 1) * MESSAGES / (deaths + 2), self.sent)
             victim = offices[death % 2]
             victim.kill()
             victim.communicate()
