@@ -143,8 +143,11 @@ void PrintReport(const tarn::NetworkStatusReport& report, bool errors,
   } else {
     const bool none = report.status_packet().empty() &&
                       report.price_sync_status_packet().empty();
+    const bool well = IsWell(report.network_price_lifecycle());
     output->Write(start);
-    output->Write(none ? "No parts reported.\n" : "All parts are well.\n");
+    output->Write(none   ? "No parts reported.\n"
+                  : well ? "All parts are well.\n"
+                         : "All parts are well, the price update is not.\n");
   }
   constexpr size_t kLabel = 17;
   output->WrapLines(start.size() + kLabel);

@@ -82,7 +82,7 @@ bool IsWell(int32_t status) {
 
 const char kWhatIsWell[] =
     "Not well: failed, retrying, not a declared status, an error flag. Well: "
-    "ok, updated, waiting, blanked by command, no status";
+    "ok, updated, not ready, pending, blanked by command, no status";
 
 std::string WordsBesideName(int32_t status) {
   std::string words = LookOf(status).words;
