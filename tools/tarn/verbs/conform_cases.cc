@@ -112,8 +112,12 @@ Corpus::Corpus(const std::string& folder, const std::vector<std::string>& only,
     }
   }
   if (!questions_.empty()) return;
-  throw only.empty() ? Failure(kInputOutput, folder + ": no golden messages")
-                     : Failure(kUnknownName, "no such case in " + folder);
+  if (only.empty())
+    throw Failure(kInputOutput, folder + ": no golden messages");
+  std::vector<std::string> types;
+  for (const auto* type : schema->Messages()) types.push_back(type->name());
+  throw Failure(kUnknownName,
+                "no such case in " + folder + DidYouMean(only.front(), types));
 }
 
 Question Corpus::Read(size_t index) const {
