@@ -3,11 +3,13 @@
 
 #include <algorithm>
 #include <charconv>
+#include <filesystem>
 
 #include "declaration.h"
 #include "failure.h"
 #include "output.h"
 #include "pager.h"
+#include "schema.h"
 
 namespace tarn::tool {
 
@@ -35,6 +37,23 @@ int TakeUnit(std::string_view* text) {
   }
   *text = text->substr(0, digits);
   return 10 * static_cast<int>(shift);
+}
+
+// Names what is missing where the type was left out.
+Validator NotAFile() {
+  return Validator{[](std::string& value) -> std::string {
+                     std::error_code error;
+                     if (!std::filesystem::exists(value, error)) return "";
+                     try {
+                       Schema().Find(value);
+                       return "";
+                     } catch (const Failure&) {
+                       return value +
+                              " is a file; before it comes the type of the "
+                              "message, which tarn what finds";
+                     }
+                   },
+                   ""};
 }
 
 }  // namespace
@@ -92,6 +111,7 @@ CommandLine::CommandLine(const std::string& verb, const std::string& summary,
 
 void CommandLine::Type(std::string* type) {
   parser_.add_option("TYPE", *type, "Message type: Server or tarn.Server")
+      ->check(NotAFile())
       ->required();
 }
 

@@ -14,10 +14,23 @@ using google::protobuf::FieldDescriptor;
 
 [[noreturn]] void Unknown(const Schema& schema, const std::string& name) {
   std::string fields;
+  const auto add = [&](const std::string& known) {
+    fields += (fields.empty() ? "; there is " : ", ") + known;
+  };
   for (const std::string& known : schema.Names()) {
     const size_t dot = known.rfind('.');
-    if (dot != known.npos && known.substr(dot + 1) == name) {
-      fields += (fields.empty() ? "; there is " : ", ") + known;
+    if (dot != known.npos && known.substr(dot + 1) == name) add(known);
+  }
+  // A name that only JSON has.
+  const std::string bare = schema.Bare(name);
+  for (const Descriptor* message : schema.Messages()) {
+    for (int i = 0; i < message->field_count(); ++i) {
+      const FieldDescriptor& field = *message->field(i);
+      if (field.json_name() == field.name()) continue;
+      if (bare == field.json_name() ||
+          bare == message->name() + '.' + field.json_name()) {
+        add(schema.Bare(field.full_name()));
+      }
     }
   }
   throw Failure(

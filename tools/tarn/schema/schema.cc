@@ -311,10 +311,15 @@ std::string_view FirstSentence(std::string_view comment) {
 
 std::vector<std::string> Nearest(std::string_view name,
                                  const std::vector<std::string>& candidates) {
+  constexpr size_t kTelling = 4;  // letters of a beginning
   std::vector<std::pair<size_t, std::string>> near;
   for (const std::string& candidate : candidates) {
     const size_t distance = Distance(name, candidate);
-    if (distance <= std::max<size_t>(2, name.size() / 3)) {
+    // The members of what begins with the name are not meant.
+    const bool begins = name.size() >= kTelling &&
+                        candidate.find('.', name.size()) == candidate.npos &&
+                        Distance(name, candidate.substr(0, name.size())) == 0;
+    if (begins || distance <= std::max<size_t>(2, name.size() / 3)) {
       near.emplace_back(distance, candidate);
     }
   }

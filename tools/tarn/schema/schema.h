@@ -143,8 +143,8 @@ class Schema {
 // The first sentence of a comment.
 std::string_view FirstSentence(std::string_view comment);
 
-// Up to three candidates that are most like the name, the nearest first. Case
-// does not count.
+// Up to three candidates that are most like the name or begin with it, the
+// nearest first. Case does not count.
 std::vector<std::string> Nearest(std::string_view name,
                                  const std::vector<std::string>& candidates);
 

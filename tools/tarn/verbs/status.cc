@@ -1,7 +1,9 @@
 // tarn status: a status report as a table, worst first.
 #include "command.h"
 #include "command_line.h"
+#include "nodes.h"
 #include "parse.h"
+#include "ranking.h"
 #include "record_json.h"
 #include "status_report.h"
 #include "status_words.h"
@@ -17,6 +19,23 @@ void PrintJson(const tarn::NetworkStatusReport& report, bool errors,
   WriteReport(report, errors, &json);
   json.EndObject();
   json.EndLine();
+}
+
+// Whether bytes that are no usual report are a message with nodes. If so, says
+// on stderr how to draw them.
+bool IsTree(const InputOptions& input, const Type& type, const Record& record,
+            Schema* schema) {
+  if (record.written != nullptr || IsClean(Weigh(type, record.bytes))) {
+    return false;
+  }
+  const std::vector<const Type*> verdict =
+      Verdict(Rank(AllTypes(schema), record.bytes));
+  if (verdict.empty() || !HoldsNodes(*verdict.front()->descriptor)) {
+    return false;
+  }
+  Complain(PlaceInInput(input, record, 0) + "these bytes are " +
+           NamesOf(verdict) + "; see tarn tree");
+  return true;
 }
 
 }  // namespace
@@ -40,6 +59,7 @@ ExitCode RunStatus(const Command& command, const Arguments& arguments) {
   const Type& type = schema.Table(*tarn::NetworkStatusReport::descriptor());
   return PrintEachRecord(
       input, options, {&type}, [&](const Record& record, Output* output) {
+        if (IsTree(input, type, record, &schema)) return kMalformed;
         const auto message = ParseRecord(input, type, record);
         if (message == nullptr) return kMalformed;
         const auto& report =

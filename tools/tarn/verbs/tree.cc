@@ -48,6 +48,11 @@ std::vector<const Type*> TypesWithNodes(Schema* schema) {
   return types;
 }
 
+// Whether `tarn status` shows messages of the type.
+bool IsReport(const Type& type) {
+  return type.descriptor == tarn::NetworkStatusReport::descriptor();
+}
+
 // Reports why a message without a given type is not drawn.
 void ExplainRefusal(const InputOptions& options,
                     const std::vector<const Type*>& types,
@@ -55,7 +60,8 @@ void ExplainRefusal(const InputOptions& options,
                     const Record& record) {
   if (!verdict.empty()) {
     Complain(PlaceInInput(options, record, 0) + "these bytes are " +
-             NamesOf(verdict) + ", without nodes; see --type");
+             NamesOf(verdict) + ", without nodes; see " +
+             (IsReport(*verdict.front()) ? "tarn status" : "--type"));
     return;
   }
   const Candidate best = Rank(types, record.bytes).front();
@@ -66,7 +72,8 @@ void ExplainRefusal(const InputOptions& options,
   }
   const Damage damage = FindDamage(*best.type, record.bytes, record.offset);
   Complain(ErrorAt(options, record, damage.offset, damage.path, damage.reason) +
-           " (read as " + best.type->descriptor->full_name() + "; see --type)");
+           " (read as " + best.type->descriptor->full_name() +
+           "; see --type and --partial)");
 }
 
 // The type that a broken message fits best; none if a type accepts it.
@@ -102,7 +109,11 @@ std::set<int32_t> StatusesOf(const std::vector<std::string>& names) {
       std::vector<std::string> declared;
       const auto* descriptor = tarn::StatusCodes_descriptor();
       for (int i = 0; i < descriptor->value_count(); ++i) {
-        declared.push_back(descriptor->value(i)->name());
+        const auto& value = *descriptor->value(i);
+        declared.push_back(value.name());
+        if (LookOf(value.number()).words != name) continue;
+        throw Failure(kUnknownName, "no status " + name + ", did you mean " +
+                                        value.name() + "?");
       }
       throw Failure(kUnknownName,
                     "no status " + name + DidYouMean(name, declared));
@@ -313,7 +324,8 @@ ExitCode RunTree(const Command& command, const Arguments& arguments) {
   if (!options.type.empty()) {
     type = &schema.Find(options.type);
     if (!HoldsNodes(*type->descriptor)) {
-      throw Failure(kUsage, type->descriptor->full_name() + " holds no nodes");
+      throw Failure(kUsage, type->descriptor->full_name() + " holds no nodes" +
+                                (IsReport(*type) ? "; see tarn status" : ""));
     }
   }
   const std::vector<const Type*> types = type != nullptr
