@@ -288,11 +288,12 @@ TEST_F(DifferenceTest, NodesThatMoveAreFoundWhereverTheyGo) {
   std::vector<std::string> moves;
   Compare(*a, *b, true, [&](const Difference& difference) {
     EXPECT_EQ(difference.change, Difference::kMoved);
-    moves.push_back(difference.node->label + ": " +
-                    difference.from->node.label + " → " +
-                    difference.to->node.label);
+    moves.push_back(difference.node->label + ": " + difference.path_before +
+                    " in " + difference.from->node.label + " → " +
+                    difference.node_path + " in " + difference.to->node.label);
   });
-  EXPECT_EQ(moves, std::vector<std::string>{"client c: server p → server q"});
+  EXPECT_EQ(moves, std::vector<std::string>{
+                       "client c: 0.0 in server p → 0.0 in server q"});
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 
 #include "entry_match.h"
 #include "node_match.h"
+#include "node_way.h"
 #include "same_value.h"
 #include "schema.h"
 #include "status_words.h"
@@ -32,34 +33,17 @@ Text ValueOf(const Message& message, const FieldDescriptor& field,
   };
 }
 
-NodeName NameOfItem(const NodeItem& item) {
-  const NodeParts parts = PartsOf(item);
-  return NameNode(parts.member != nullptr ? parts.member->name() : "",
-                  parts.message);
-}
-
-// Empty for the message itself.
-NodeParent ParentOf(const Above& above) {
+// Of the last node of the way. Empty for the message itself.
+NodeParent ParentOf(const Above& above, const Way& way) {
   NodeParent parent;
-  if (above.node != nullptr) {
-    parent.node = NameOfItem(*above.node);
-  } else {
+  if (above.node == nullptr) {
     parent.field = *above.field;
+    return parent;
   }
+  parent.node = NameOfItem(*above.node);
+  parent.above = NodesAbove(way);
+  if (!parent.above.empty()) parent.above.erase(parent.above.begin());
   return parent;
-}
-
-// A node, and all that are above it from the top down.
-struct Step {
-  const NodeItem* item;
-  int place;
-};
-using Way = std::vector<Step>;
-
-std::string PathOf(const Way& way) {
-  std::string path;
-  for (const Step& step : way) AppendPlace(step.place, &path);
-  return path;
 }
 
 // Compares messages, but not the nodes in them.
@@ -100,20 +84,11 @@ class Comparison {
 
   void Add(Difference difference) {
     NodeName name;
-    NodeName above;
-    NodeName top;
     if (node_ != nullptr) {
       name = NameOfItem(*node_);
       difference.node = &name;
       difference.node_path = PathOf(*way_);
-      if (const size_t depth = way_->size(); depth > 1) {
-        above = NameOfItem(*(*way_)[depth - 2].item);
-        difference.above = &above;
-        if (depth > 2) {
-          top = NameOfItem(*way_->front().item);
-          difference.top = &top;
-        }
-      }
+      difference.above = NodesAbove(*way_);
     }
     difference.path = path_;
     report_(difference);
@@ -319,7 +294,7 @@ class UnmatchedReporter : public NodeMatch::Visitor {
       } else {
         open.top = static_cast<int>(open_.size());
         open.item = &item;
-        open.parent = ParentOf(pairing.above);
+        open.parent = ParentOf(pairing.above, way_);
       }
     }
     open_.push_back(std::move(open));
@@ -357,8 +332,9 @@ class UnmatchedReporter : public NodeMatch::Visitor {
 // Visits the nodes of the message after.
 class MatchedReporter : public NodeMatch::Visitor {
  public:
-  MatchedReporter(Comparison* comparison, const Report& report)
-      : comparison_(*comparison), report_(report) {}
+  MatchedReporter(const Moved& moved, Comparison* comparison,
+                  const Report& report)
+      : moved_(moved), comparison_(*comparison), report_(report) {}
 
   void Enter(const NodeItem& item, const NodeMatch::Pairing& pairing) override {
     way_.push_back({&item, pairing.place});
@@ -366,8 +342,11 @@ class MatchedReporter : public NodeMatch::Visitor {
     if (pairing.moved) {
       const NodeName name = NameOfItem(item);
       Difference difference{Difference::kMoved, &name, PathOf(way_)};
-      difference.from = ParentOf(pairing.partner_above);
-      difference.to = ParentOf(pairing.above);
+      const auto found = moved_.find(pairing.partner);
+      const Way before = found == moved_.end() ? Way() : found->second;
+      difference.path_before = PathOf(before);
+      difference.from = ParentOf(pairing.partner_above, before);
+      difference.to = ParentOf(pairing.above, way_);
       report_(difference);
     }
     comparison_.Nodes(*pairing.partner, item, way_);
@@ -375,6 +354,7 @@ class MatchedReporter : public NodeMatch::Visitor {
   void Leave() override { way_.pop_back(); }
 
  private:
+  const Moved& moved_;
   Comparison& comparison_;
   const Report& report_;
   Way way_;
@@ -391,7 +371,8 @@ void Compare(const Message& before, const Message& after, bool show_secrets,
   match.Visit(kBefore, &removed);
   UnmatchedReporter added(Difference::kAdded, report);
   match.Visit(kAfter, &added);
-  MatchedReporter matched(&comparison, report);
+  const Moved moved = MovedIn(match);
+  MatchedReporter matched(moved, &comparison, report);
   match.Visit(kAfter, &matched);
 }
 

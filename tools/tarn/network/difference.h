@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "json_writer.h"
 #include "node_name.h"
@@ -21,6 +22,7 @@ namespace tarn::tool {
 struct NodeParent {
   NodeName node;
   std::string field;
+  std::vector<NodeName> above = {};  // of that node, the nearest first
 };
 
 struct Difference {
@@ -39,11 +41,11 @@ struct Difference {
   // is about none.
   const NodeName* node = nullptr;
   // Of that node: its path, as AppendPlace() makes it, in the message after, or
-  // in the one before if it was removed. For changes within it the node above
-  // and the top node, null where there is none or it is the same.
+  // in the one before if it was removed. If it moved, its path before. For
+  // changes within it the nodes above, the nearest first.
   std::string node_path = {};
-  const NodeName* above = nullptr;
-  const NodeName* top = nullptr;
+  std::string path_before = {};
+  std::vector<NodeName> above = {};
   // Of what has changed within the node or the message.
   std::string_view path = {};
   // What has changed are the unknown fields of the message that `path` names.

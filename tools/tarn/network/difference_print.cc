@@ -11,6 +11,15 @@ void WriteText(const Difference::Text& value, bool mask,
   mask ? write(kMask) : value(write);
 }
 
+void PrintAbove(const char* word, const std::vector<NodeName>& above,
+                Output* output) {
+  for (const NodeName& node : above) {
+    output->Write(word);
+    output->Write(node.label);
+    word = " of ";
+  }
+}
+
 void PrintParent(const char* word, const std::optional<NodeParent>& parent,
                  Output* output) {
   if (!parent) return;
@@ -19,10 +28,14 @@ void PrintParent(const char* word, const std::optional<NodeParent>& parent,
   if (name.empty()) return;
   output->Write(word);
   output->Write(name);
+  PrintAbove(" of ", parent->above, output);
 }
 
 // Prints where a node was and where it is now.
 void PrintParents(const Difference& difference, Output* output) {
+  if (!difference.path_before.empty()) {
+    output->Write(", was " + difference.path_before);
+  }
   if (!difference.along.empty()) {
     output->Write(", with ");
     output->Write(InWords(difference.along));
@@ -37,12 +50,7 @@ void PrintNode(const Difference& difference, Output* output) {
   output->Write(difference.node_path);
   output->Write(' ');
   output->Write(difference.node->label);
-  if (difference.above == nullptr) return;
-  output->Write(" in ");
-  output->Write(difference.above->label);
-  if (difference.top == nullptr) return;
-  output->Write(" of ");
-  output->Write(difference.top->label);
+  PrintAbove(" in ", difference.above, output);
 }
 
 // Whether a difference is about the condition of its node.
@@ -70,10 +78,9 @@ void WriteParent(const char* key, const std::optional<NodeParent>& parent,
   json->EndObject();
 }
 
-void WriteNode(const char* key, const NodeName* node, JsonWriter* json) {
-  if (node == nullptr) return;
+void WriteNode(const char* key, const NodeName& node, JsonWriter* json) {
   json->Key(key).BeginObject();
-  WriteName(*node, json);
+  WriteName(node, json);
   json->EndObject();
 }
 
@@ -153,8 +160,15 @@ void WriteDifference(const Difference& difference, bool mask_values,
     json->Key("path").Word(difference.node_path);
     WriteName(*difference.node, json);
   }
-  WriteNode("above", difference.above, json);
-  WriteNode("top", difference.top, json);
+  if (!difference.path_before.empty()) {
+    json->Key("pathBefore").Word(difference.path_before);
+  }
+  if (!difference.above.empty()) {
+    WriteNode("above", difference.above.front(), json);
+  }
+  if (difference.above.size() > 1) {
+    WriteNode("top", difference.above.back(), json);
+  }
   if (!difference.path.empty()) json->Key("field").String(difference.path);
   if (difference.unknown_fields) json->Key("unknownFields").Bool(true);
   WriteTextMember("before", difference.before, mask_values, json);

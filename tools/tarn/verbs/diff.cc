@@ -73,7 +73,7 @@ ExitCode RunDiff(const Command& command, const Arguments& arguments) {
   Compare(*before, *after, show_secrets, [&](const Difference& difference) {
     any = true;
     by_place |= difference.node != nullptr && difference.node->uuid.empty() &&
-                (!is_node || difference.above != nullptr);
+                (!is_node || !difference.above.empty());
     options.output.json ? WriteDifference(difference, mask_values, &json)
                         : printer.Print(difference);
   });
