@@ -12,6 +12,9 @@ namespace {
 
 // A longer list of types would not help.
 constexpr size_t kMostNames = 3;
+// As many messages and bytes as these are no accident.
+constexpr int kSound = 2;
+constexpr size_t kTaken = 32;
 
 }  // namespace
 
@@ -24,18 +27,25 @@ Evidence Mismatch::WeighPart(const Type& type, std::string_view bytes) {
 std::string Mismatch::FrameOf(std::string_view bytes) {
   for (const char* frame : kFrames) {
     int messages = 0;
+    int sound = 0;  // of the first few
     const std::string_view rest =
         TakeFramed(frame, bytes, [&](std::string_view message) {
           // Only the first few messages are weighed; the others only have to
           // fit into their frames.
-          return ++messages > kMessages ||
-                 std::any_of(
-                     types_.begin(), types_.end(), [&](const Type* type) {
-                       const Evidence evidence = WeighPart(*type, message);
-                       return IsClean(evidence) && evidence.fields > 0;
-                     });
+          if (++messages > kMessages) return true;
+          const bool fits =
+              std::any_of(types_.begin(), types_.end(), [&](const Type* type) {
+                const Evidence evidence = WeighPart(*type, message);
+                return IsClean(evidence) && evidence.fields > 0;
+              });
+          sound += fits ? 1 : 0;
+          return fits;
         });
-    if (rest.empty() && messages > 0) return frame;
+    // A stream can be damaged further on.
+    const size_t taken = bytes.size() - rest.size();
+    if (rest.empty() ? messages > 0 : sound >= kSound && taken >= kTaken) {
+      return frame;
+    }
   }
   return "";
 }
