@@ -17,7 +17,7 @@ class TextTree {
     Measure(tree_.branches, "");
     LimitLabels();
     MeasureLabels(tree_.branches, 1);
-    out_.WrapLines(kHanging);
+    out_.WrapLines(Output::kHanging);
     out_.Write(start_);
     out_.Painted(Color::kBold, tree_.heading);
     const std::string counts = InWords(CountNodes(tree_.nodes));
@@ -164,7 +164,6 @@ class TextTree {
     out_.Write('\n');
   }
 
-  static constexpr size_t kHanging = 2;     // blanks before what is wrapped
   static constexpr size_t kAroundName = 5;  // a blank, quotes, and a mark
 
   const Tree& tree_;

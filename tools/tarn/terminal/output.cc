@@ -344,10 +344,14 @@ std::string RecordStart(uint64_t number) {
 }
 
 void Complain(const std::string& message) {
-  static const bool ascii =
-      (::isatty(STDERR_FILENO) != 0 || PagerRuns()) && !LocaleHasUtf8();
+  static const std::unique_ptr<Screen> screen = Screen::Of(STDERR_FILENO);
   std::string line = "tarn: " + Escaped(message) + "\n";
-  if (ascii) line = InAscii(line);
+  if (screen != nullptr) {
+    screen->WrapLines(Output::kHanging);
+    line = screen->Show(line, true);
+  } else if (PagerRuns() && !LocaleHasUtf8()) {
+    line = InAscii(line);
+  }
   // If stderr fails, there is no way left to report it.
   [[maybe_unused]] const ssize_t written =
       ::write(STDERR_FILENO, line.data(), line.size());

@@ -43,6 +43,8 @@ class Output {
   // Breaks them between words instead; what follows is after `indent` blanks.
   // npos: no longer.
   void WrapLines(size_t indent);
+  // The indent of a line that goes on.
+  static constexpr size_t kHanging = 2;
 
   // At least `size` bytes of room; Advance() tells how many were written.
   char* Reserve(size_t size) {

@@ -59,6 +59,8 @@ ExitCode Check(const Options& options, const Type& type, const Record& record,
     WriteRecord(record, &json);
     json.Key("findings").BeginList();
   }
+  output->WrapLines(options.output.json ? std::string_view::npos
+                                        : Output::kHanging);
   std::optional<Severity> worst;
   const auto report = [&](const Finding& finding) {
     worst = std::max(worst, std::optional(finding.severity));

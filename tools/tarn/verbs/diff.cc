@@ -65,6 +65,8 @@ ExitCode RunDiff(const Command& command, const Arguments& arguments) {
     json.Key("type").String(type.descriptor->full_name());
     json.Key("differences").BeginList();
   }
+  output.WrapLines(options.output.json ? std::string_view::npos
+                                       : Output::kHanging);
   DifferencePrinter printer(mask_values, &output);
   bool any = false;
   // The message itself is no place where another node could be.
