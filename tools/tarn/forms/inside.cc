@@ -12,6 +12,22 @@ namespace {
 // The characters that separate independent pieces of a text.
 constexpr std::string_view kBetween = "\t\r\n\"'`()[]{}<>;=|";
 
+// Whether a token is hardly base64, but a word, a name or words with strokes
+// between them: in base64, capitals, small letters and digits change often.
+bool IsProse(std::string_view token) {
+  size_t changes = 0;
+  int last = 0;
+  for (const char c : token) {
+    int kind = last;
+    if (c >= 'a' && c <= 'z') kind = 1;
+    if (c >= 'A' && c <= 'Z') kind = 2;
+    if (c >= '0' && c <= '9') kind = 3;
+    changes += last != 0 && kind != last;
+    last = kind;
+  }
+  return 3 * changes < token.size();
+}
+
 // Collects the pieces of a text that can be digits, with their places.
 class Pieces {
  public:
@@ -61,6 +77,7 @@ class Pieces {
     const size_t at = token.data() - input_.data();
     size_t size = token.size();
     while (at + size < input_.size() && input_[at + size] == '=') ++size;
+    if (size == token.size() && IsProse(token)) return;
     Add("base64", input_.substr(at, size));
   }
 
