@@ -158,6 +158,43 @@ bool LooksScanned(std::string_view text) {
   return digits != text && ArePairs(digits);
 }
 
+// Says that a digit of hexadecimal digits is missing or too many, in one row or
+// in one of several groups; empty if that is not so.
+std::string OddDigits(std::string_view text) {
+  constexpr std::string_view kDigits = "0123456789abcdefABCDEF";
+  constexpr size_t kLeast = 7;
+  size_t count = 0, groups = 0, odd = 0, line = 1, group = 0;
+  std::string place;
+  for (size_t at = 0; at < text.size();) {
+    const size_t end =
+        std::min(text.find_first_not_of(kDigits, at), text.size());
+    const size_t size = end - at;
+    if (size == 0) {
+      if (!IsSpace(text[at]) && text[at] != ':') return "";
+      if (text[at++] != '\n') continue;
+      group = 0;
+      ++line;
+      continue;
+    }
+    ++groups;
+    ++group;
+    count += size;
+    if (size % 2 != 0 && ++odd == 1) {
+      place = ", in group " + std::to_string(group) + " of line " +
+              std::to_string(line);
+    }
+    at = end;
+  }
+  if (odd != 1 || groups == 2 || count < kLeast ||
+      text.find_first_of("0123456789") == text.npos) {
+    return "";
+  }
+  return std::to_string(count) +
+         " hexadecimal digits, which are not whole bytes: one is missing or "
+         "too many" +
+         (groups > 1 ? place : "");
+}
+
 std::vector<Form> Within(const char* layout, std::vector<Form> forms) {
   for (Form& form : forms) {
     form.layout += (form.layout.empty() ? "" : ", ") + std::string(layout);
@@ -192,6 +229,11 @@ std::vector<Form> PlainForms(std::string_view text, uint64_t max_size) {
     forms.back().text = std::string(text);
   }
   const std::string_view digits = Unwrap(text);
+  if (const std::string odd = OddDigits(digits); !odd.empty()) {
+    add("hex", true, "");
+    forms.back().problem = odd;
+    return forms;
+  }
   if (LooksScanned(digits)) {
     add("hex", false, "");
     forms.back().problem =

@@ -298,6 +298,11 @@ void ReadAuto(const InputOptions& options, const std::string& name,
   if (forms.empty() && !IsText(input)) return;
   Attempt binary;
   binary.quality = QualityOf(types, input);
+  // Digits that are clearly some, but cannot be read, are nothing else.
+  if (attempts.empty() && !forms.empty() && forms.front().certain &&
+      binary.quality != Quality::kClean) {
+    throw NotRead(kMalformed, name + problem, {forms.front().name});
+  }
   const std::vector<Attempt*> choices =
       Choices(&attempts, &binary, input.back() == '\n');
   if (choices.size() > 1) AskForForm(name, choices);
