@@ -123,7 +123,8 @@ void AddDump(std::string_view text, uint64_t max_size,
   bool bytes_verified = false;
   for (const auto& [unit, name] : kUnits) {
     if (!ReadDump(text, unit, max_size, &dump)) continue;
-    if (unit == DumpUnit::kHexWords && !forms->empty()) {
+    const bool words = unit == DumpUnit::kHexWords && !forms->empty();
+    if (words) {
       // Groups after a colon are bytes, unless the characters show that they
       // are words.
       if (bytes_verified || (!dump.ambiguous && !dump.verified)) continue;
@@ -135,7 +136,8 @@ void AddDump(std::string_view text, uint64_t max_size,
     form.layout = "a dump";
     form.bytes = std::move(dump.bytes);
     form.certain = dump.certain;
-    forms->push_back(std::move(form));
+    // Without a colon, groups are likelier words.
+    forms->insert(words ? forms->begin() : forms->end(), std::move(form));
   }
   if (!forms->empty() || !LooksLikeDump(text)) return;
   Form form;

@@ -135,6 +135,20 @@ std::vector<Attempt*> Best(std::vector<Attempt>* attempts, bool certain) {
   return best;
 }
 
+bool IsDump(const Attempt& attempt) {
+  return attempt.certain && attempt.reading.layout.substr(0, 6) == "a dump";
+}
+
+// Of a dump whose groups can be words or bytes, keeps the words alone, unless
+// the bytes are a sound message.
+void PreferWords(std::vector<Attempt>* attempts) {
+  if (attempts->size() == 2 && IsDump(attempts->front()) &&
+      attempts->front().form == "words" &&
+      attempts->back().quality != Quality::kClean) {
+    attempts->pop_back();
+  }
+}
+
 // The readings that the input leaves open; a single one needs no choice. An
 // input that ends like a line, and has no known field as binary, is taken for a
 // line that a person wrote, not for binary.
@@ -142,6 +156,11 @@ std::vector<Attempt*> Choices(std::vector<Attempt>* attempts, Attempt* binary,
                               bool line) {
   std::vector<Attempt*> choices = Best(attempts, true);
   if (!choices.empty()) return choices;
+  // A dump is one even if its message is broken.
+  if (!attempts->empty() && IsDump(attempts->front()) &&
+      binary->quality != Quality::kClean) {
+    return {&attempts->front()};
+  }
   choices = Best(attempts, false);
   if (binary->quality == Quality::kNone ||
       (binary->quality == Quality::kForeign && line && !choices.empty())) {
@@ -296,6 +315,7 @@ void ReadAuto(const InputOptions& options, const std::string& name,
     }
   }
   if (forms.empty() && !IsText(input)) return;
+  PreferWords(&attempts);
   Attempt binary;
   binary.quality = QualityOf(types, input);
   // Digits that are clearly some, but cannot be read, are nothing else.
