@@ -49,32 +49,64 @@ std::string Encode(const std::string& form, const Type& type,
                         : EncodeText(type, text, name);
 }
 
-// Says why a text is no message of the type that it is most like: the type that
-// understands most of it.
+// Why a text is no message of the type.
+std::string ComplaintOf(const std::string& form, const Type& type,
+                        std::string_view text, const std::string& name) {
+  try {
+    Encode(form, type, text, name);
+  } catch (const Failure& failure) {
+    return failure.what();
+  }
+  return "";
+}
+
+// The types that understand most of a text.
+std::vector<const Type*> MostLike(const std::string& form,
+                                  const std::vector<const Type*>& types,
+                                  std::string_view text) {
+  std::vector<const Type*> like;
+  size_t most = 0;
+  for (const Type* type : types) {
+    const size_t understood = form == "json" ? UnderstoodJson(*type, text)
+                                             : UnderstoodText(*type, text);
+    if (understood > most) like.clear();
+    most = std::max(most, understood);
+    if (understood == most) like.push_back(type);
+  }
+  return like;
+}
+
+// Says why a text is no message of the type that it is most like. Of types that
+// it is like alike, the one with a name that is nearly there counts. If there
+// are many and no such name, it is like none.
 void ExplainWritten(const std::string& name,
                     const std::vector<const Type*>& types,
                     std::string_view text, Attempt* attempt) {
+  constexpr size_t kMany = 20;
   const std::string broken =
       attempt->form == "json" ? FindJsonProblem(text) : "";
   if (!broken.empty()) {
     attempt->complaint = name + broken;
     return;
   }
-  size_t most = 0;
-  for (const Type* type : types) {
-    const size_t understood = attempt->form == "json"
-                                  ? UnderstoodJson(*type, text)
-                                  : UnderstoodText(*type, text);
-    if (attempt->likeliest != nullptr && understood <= most) continue;
-    attempt->likeliest = type;
-    most = understood;
-  }
-  try {
-    Encode(attempt->form, *attempt->likeliest, text, name);
-  } catch (const Failure& failure) {
-    attempt->complaint = failure.what();
+  const std::vector<const Type*> like = MostLike(attempt->form, types, text);
+  bool near = false;
+  for (const Type* type : like) {
+    const std::string complaint = ComplaintOf(attempt->form, *type, text, name);
+    near = complaint.find(" did you mean ") != complaint.npos;
+    if (attempt->likeliest == nullptr || near) {
+      attempt->likeliest = type;
+      attempt->complaint = complaint;
+    }
+    if (near) break;
   }
   if (types.size() == 1) return;
+  if (!near && like.size() > kMany &&
+      attempt->complaint.find(" has no ") != attempt->complaint.npos) {
+    attempt->likeliest = nullptr;
+    attempt->complaint = name + "no message type takes all of these fields";
+    return;
+  }
   attempt->complaint += " (read as " +
                         attempt->likeliest->descriptor->full_name() +
                         "; no other type takes it)";

@@ -168,6 +168,9 @@ ExitCode SayWhyNot(const Options& options, Source source,
     const std::string& name = reason.type()->descriptor->name();
     steps.AddPlain("describe " + name);
     steps.AddPlain("describe --template " + name);
+  } else if (reason.forms().size() == 1 && (reason.forms().front() == "text" ||
+                                            reason.forms().front() == "json")) {
+    steps.AddPlain("list");
   }
   if (options.output.json) {
     JsonWriter json(&output);
