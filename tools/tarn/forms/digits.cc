@@ -8,6 +8,16 @@
 namespace tarn::tool {
 namespace {
 
+// Why a text is not made of digits.
+std::string NotDigits(std::string_view text, std::string_view digits,
+                      const std::string& form) {
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (digits.find(text[i]) != digits.npos || IsSpace(text[i])) continue;
+    return "byte " + std::to_string(i) + ": not a " + form + " digit";
+  }
+  return "the number of " + form + " digits does not make whole bytes";
+}
+
 bool IsHexDigit(char c) {
   return (c >= '0' && c <= '9') || ((c | 0x20) >= 'a' && (c | 0x20) <= 'f');
 }
@@ -227,6 +237,20 @@ bool FromEscapes(std::string_view text, std::string* bytes) {
     text = Trim(text);
   }
   return true;
+}
+
+std::string WhyNoForm(const std::string& form, std::string_view input) {
+  constexpr std::string_view kBase64 =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/-_=";
+  if (form == "hex") {
+    return NotDigits(input, "0123456789abcdefABCDEFxX,:", "hexadecimal");
+  }
+  if (form == "base64") return NotDigits(input, kBase64, "base64");
+  if (form == "source") {
+    return "no array of numbers, and no strings with escapes";
+  }
+  return "no dump of " + std::string(form == "words" ? "words in hexadecimal"
+                                                     : "octal numbers");
 }
 
 }  // namespace tarn::tool

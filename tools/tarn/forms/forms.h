@@ -35,7 +35,11 @@ std::vector<Form> FormsOf(std::string_view input, uint64_t max_size);
 // Returns false if the input does not have that form.
 bool FromForm(std::string_view name, std::string_view input, uint64_t max_size,
               std::string* bytes);
+// Why an input does not have the named form.
+std::string WhyNoForm(const std::string& form, std::string_view input);
 
+// The longest text in which messages are looked for.
+constexpr size_t kMostText = 1 << 20;
 // Digits and numbers inside other text, such as a line of a log, each with its
 // place: first those that take several lines, then the pieces of lines.
 std::vector<Form> FormsInside(std::string_view input);

@@ -145,7 +145,6 @@ void AddBlocks(std::string_view input, std::vector<Form>* forms) {
 }  // namespace
 
 std::vector<Form> FormsInside(std::string_view input) {
-  constexpr size_t kMostText = 1 << 20;
   if (input.size() > kMostText || !IsText(input)) return {};
   std::vector<Form> forms;
   AddBlocks(input, &forms);

@@ -41,6 +41,7 @@ struct Attempt {
   // Of text and JSON that no type takes: why the likeliest does not.
   std::string complaint;
   const Type* likeliest = nullptr;
+  bool several = false;  // each line is a message
 };
 
 std::string Encode(const std::string& form, const Type& type,
@@ -76,6 +77,15 @@ std::vector<const Type*> MostLike(const std::string& form,
   return like;
 }
 
+// Whether the first lines are JSON, each by itself.
+bool HasJsonLines(std::string_view text) {
+  for (int i = 0; i < 2; ++i) {
+    const std::string_view line = TakeLine(&text);
+    if (Trim(line).empty() || !FindJsonProblem(line).empty()) return false;
+  }
+  return true;
+}
+
 // Says why a text is no message of the type that it is most like. Of types that
 // it is like alike, the one with a name that is nearly there counts. If there
 // are many and no such name, it is like none.
@@ -86,7 +96,11 @@ void ExplainWritten(const std::string& name,
   const std::string broken =
       attempt->form == "json" ? FindJsonProblem(text) : "";
   if (!broken.empty()) {
-    attempt->complaint = name + broken;
+    attempt->several = HasJsonLines(text);
+    attempt->complaint =
+        name + (attempt->several
+                    ? "JSON with a message in each line: cut one out"
+                    : broken);
     return;
   }
   const std::vector<const Type*> like = MostLike(attempt->form, types, text);
@@ -241,8 +255,38 @@ bool IsSeveral(const std::vector<const Type*>& types,
   return bytes == block.bytes.size();
 }
 
-// Reads a message inside other text. Returns false if there is none, or more
-// than one.
+size_t LineAt(std::string_view input, size_t offset) {
+  return 1 + std::count(input.begin(), input.begin() + offset, '\n');
+}
+
+// Ends the command for a text with several messages in it.
+[[noreturn]] void RefuseSeveral(const std::string& name, std::string_view input,
+                                const std::vector<Form>& found) {
+  constexpr size_t kShown = 3;
+  const size_t shown = std::min(found.size(), kShown);
+  std::string places;
+  for (size_t i = 0; i < shown; ++i) {
+    const bool last = i + 1 == found.size();
+    places += i == 0 ? "" : last ? " and " : ", ";
+    places += std::to_string(LineAt(input, found[i].embedded_at));
+  }
+  if (shown < found.size()) {
+    places += " and " + std::to_string(found.size() - shown) + " more";
+  }
+  const Form& first = found.front();
+  const size_t end = first.embedded_at + first.embedded_size;
+  const size_t line = LineAt(input, first.embedded_at);
+  const size_t last = LineAt(input, end - 1);
+  std::string lines = std::to_string(line);
+  if (last > line) lines += ',' + std::to_string(last);
+  if (LineAt(input, found[1].embedded_at) <= last) lines.clear();
+  throw NotRead(kMalformed,
+                name + "text with " + std::to_string(found.size()) +
+                    " messages in it, in lines " + places + ": cut one out",
+                {}, nullptr, lines);
+}
+
+// Reads a message inside other text. Returns false if there is none.
 bool ReadInside(const std::string& name, const std::vector<const Type*>& types,
                 std::string_view input, Reading* reading) {
   std::vector<Form> found;
@@ -262,59 +306,21 @@ bool ReadInside(const std::string& name, const std::vector<const Type*>& types,
     found.push_back(std::move(form));
   }
   if (found.empty()) return false;
-  std::string places;
-  for (const Form& form : found) {
-    if (&form != &found.front())
-      places += &form == &found.back() ? " and " : ", ";
-    places += std::to_string(form.embedded_at);
-  }
-  if (found.size() > 1) {
-    throw Failure(kMalformed, name +
-                                  "text with more than one message in it, at "
-                                  "bytes " +
-                                  places + ": cut one out");
-  }
+  if (found.size() > 1) RefuseSeveral(name, input, found);
+  const std::string place = std::to_string(found.front().embedded_at);
   reading->form = found.front().name;
-  reading->layout = "inside other text, at byte " + places;
+  reading->layout = "inside other text, at byte " + place;
   reading->note = name + "text with one message in it: the " + reading->form +
-                  " at byte " + places + " is read";
+                  " at byte " + place + " is read";
   reading->bytes = std::move(found.front().bytes);
   return true;
 }
 
-// Why a text is not made of digits.
-std::string NotDigits(std::string_view text, std::string_view digits,
-                      const std::string& form) {
-  for (size_t i = 0; i < text.size(); ++i) {
-    if (digits.find(text[i]) != digits.npos || IsSpace(text[i])) continue;
-    return "byte " + std::to_string(i) + ": not a " + form + " digit";
-  }
-  return "the number of " + form + " digits does not make whole bytes";
-}
-
-[[noreturn]] void FailToRead(const std::string& form, const std::string& name,
-                             std::string_view input) {
-  constexpr std::string_view kBase64 =
-      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/-_=";
-  std::string reason;
-  if (form == "hex") {
-    reason = NotDigits(input, "0123456789abcdefABCDEFxX,:", "hexadecimal");
-  } else if (form == "base64") {
-    reason = NotDigits(input, kBase64, "base64");
-  } else if (form == "source") {
-    reason = "no array of numbers, and no strings with escapes";
-  } else {
-    reason =
-        "no dump of " +
-        std::string(form == "words" ? "words in hexadecimal" : "octal numbers");
-  }
-  throw NotRead(kMalformed, name + reason, {form});
-}
-
 // Ends the command for a text that no type takes.
-[[noreturn]] void Refuse(const Attempt& attempt) {
+[[noreturn]] void Refuse(const Attempt& attempt, std::string_view input) {
+  const size_t line = LineAt(input, Trim(input).data() - input.data());
   throw NotRead(kMalformed, attempt.complaint, {attempt.form},
-                attempt.likeliest);
+                attempt.likeliest, attempt.several ? std::to_string(line) : "");
 }
 
 Reading ReadAs(const InputOptions& options, const std::string& name,
@@ -322,11 +328,12 @@ Reading ReadAs(const InputOptions& options, const std::string& name,
   Reading reading;
   if (options.from == "text" || options.from == "json") {
     Attempt attempt = TryWritten(options.from, name, types, input);
-    if (!attempt.complaint.empty()) Refuse(attempt);
+    if (!attempt.complaint.empty()) Refuse(attempt, input);
     return std::move(attempt.reading);
   }
   if (!FromForm(options.from, input, options.max_size, &reading.bytes)) {
-    FailToRead(options.from, name, input);
+    throw NotRead(kMalformed, name + WhyNoForm(options.from, input),
+                  {options.from});
   }
   return reading;
 }
@@ -370,7 +377,7 @@ void ReadAuto(const InputOptions& options, const std::string& name,
   }
   if (attempts.empty()) return;
   Attempt& likeliest = attempts.front();
-  if (!likeliest.complaint.empty()) Refuse(likeliest);
+  if (!likeliest.complaint.empty()) Refuse(likeliest, input);
   *reading = std::move(likeliest.reading);
 }
 

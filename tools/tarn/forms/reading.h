@@ -34,17 +34,22 @@ struct Reading {
 class NotRead : public Failure {
  public:
   NotRead(ExitCode code, const std::string& message,
-          const std::vector<std::string>& forms, const Type* type = nullptr)
-      : Failure(code, message), forms_(forms), type_(type) {}
+          const std::vector<std::string>& forms, const Type* type = nullptr,
+          const std::string& lines = "")
+      : Failure(code, message), forms_(forms), type_(type), lines_(lines) {}
 
   // The forms that it can have: several if tarn must be told which it is.
   const std::vector<std::string>& forms() const { return forms_; }
   // Of text and JSON: the type that it is most like. Else null.
   const Type* type() const { return type_; }
+  // Of several messages in a text: the lines of the first one, as sed takes
+  // them, if these hold no other. Else empty.
+  const std::string& lines() const { return lines_; }
 
  private:
   std::vector<std::string> forms_;
   const Type* type_;
+  std::string lines_;
 };
 
 // Reads an input in the form that --from names. For auto, reads it in the one

@@ -164,7 +164,9 @@ ExitCode SayWhyNot(const Options& options, Source source,
       steps.AddAgain("--from " + form);
     }
   }
-  if (reason.type() != nullptr) {
+  if (!reason.lines().empty()) {
+    steps.AddPart(reason.lines());
+  } else if (reason.type() != nullptr) {
     const std::string& name = reason.type()->descriptor->name();
     steps.AddPlain("describe " + name);
     steps.AddPlain("describe --template " + name);

@@ -256,7 +256,10 @@ Answer AnswerFor(const Capture& capture, const std::vector<const Type*>& types,
     if (answer.format.empty() && capture.form == "binary" &&
         IsSentence(answer.bytes)) {
       answer.format =
-          "text without a message that can be read; cut it out if there is one";
+          answer.bytes.size() > kMostText
+              ? "text too long to look for a message in it; cut one out"
+              : "text without a message that can be read; cut it out if there "
+                "is one";
     }
     answer.strange = IsStrange(answer.candidates.front().evidence);
     if (!answer.format.empty() || answer.strange) return answer;

@@ -58,6 +58,11 @@ void Steps::AddAgain(const std::string& option) {
                    (option.empty() ? "" : " " + option) + file_);
 }
 
+void Steps::AddPart(const std::string& lines) {
+  reads_ = true;
+  lines_.push_back("sed -n " + lines + 'p' + file_ + " | tarn what");
+}
+
 void Steps::AddTypes(const std::vector<const Type*>& types) {
   for (const Type* type : types) {
     AddAgain("--type " + type->descriptor->name());

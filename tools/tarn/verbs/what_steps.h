@@ -26,7 +26,9 @@ class Steps {
   void AddPlain(const std::string& command);
   // `tarn what` with another option; empty: with none.
   void AddAgain(const std::string& option);
-  // The same with each of the types.
+  // `tarn what` for a part of the input: lines as sed takes them.
+  void AddPart(const std::string& lines);
+  // `tarn what` with each of the types.
   void AddTypes(const std::vector<const Type*>& types);
 
   void Print(Output* output) const;
