@@ -1,4 +1,6 @@
 // tarn what: says of any capture what it is, what is wrong, and how to go on.
+#include <memory>
+
 #include "candidates.h"
 #include "command.h"
 #include "command_line.h"
@@ -120,18 +122,49 @@ Steps StepsForStream(const Capture& capture, const StreamSummary& summary) {
   return steps;
 }
 
-ExitCode SayStream(const Options& options, Capture* capture,
-                   const std::vector<const Type*>& types, const Type* given) {
-  StreamSummary summary(types, given);
-  InputOptions input = capture->options;
+// Reads a stream; records of the types `expected` are looked for after damage.
+void Summarize(const Capture& capture, Reader* stream,
+               const std::vector<const Type*>& expected,
+               StreamSummary* summary) {
+  InputOptions input = capture.options;
   input.keep_going = true;
   ForEachFramed(
-      input, capture->stream.get(),
-      given != nullptr ? std::vector<const Type*>{given} : types,
-      [&](const Record& record) { return summary.Add(record); },
+      input, stream, expected,
+      [&](const Record& record) { return summary->Add(record); },
       [&](const Record& record, const std::string& reason) {
-        summary.Fail(record, reason);
+        summary->Fail(record, reason);
       });
+}
+
+// The summary of a stream. Among all types, damage can look like messages: if
+// there is some, the stream is read again with the types of most records, as
+// far as it is in memory.
+std::unique_ptr<StreamSummary> SummaryOf(const Capture& capture,
+                                         const std::vector<const Type*>& types,
+                                         const Type* given) {
+  auto summary = std::make_unique<StreamSummary>(types, given);
+  if (given != nullptr) {
+    Summarize(capture, capture.stream.get(), {given}, summary.get());
+    return summary;
+  }
+  std::string bytes;
+  if (capture.whole) bytes = capture.stream->window();
+  Summarize(capture, capture.stream.get(), types, summary.get());
+  const std::vector<const Type*> expected = summary->MostTypes();
+  if (summary->broken() == 0 || expected.size() != 1 || !capture.whole) {
+    return summary;
+  }
+  Reader again("capture", std::move(bytes));
+  auto second = std::make_unique<StreamSummary>(types, nullptr);
+  Summarize(capture, &again, expected, second.get());
+  return second->MostRecords() > summary->MostRecords() ? std::move(second)
+                                                        : std::move(summary);
+}
+
+ExitCode SayStream(const Options& options, Capture* capture,
+                   const std::vector<const Type*>& types, const Type* given) {
+  const auto kept = SummaryOf(*capture, types, given);
+  const StreamSummary& summary = *kept;
   Output output(options.output.color);
   const Steps steps = StepsForStream(*capture, summary);
   if (options.output.json) {

@@ -166,6 +166,7 @@ Capture ReadCapture(const InputOptions& options, Source source,
   if (frame != "none") {
     capture.stream =
         std::make_unique<Reader>("capture", std::move(capture.bytes));
+    capture.whole = true;
   }
   return capture;
 }

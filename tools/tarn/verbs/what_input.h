@@ -33,6 +33,7 @@ struct Capture {
   std::string other_frame;
   // Of a stream.
   std::unique_ptr<Reader> stream;
+  bool whole = false;  // all of it is in memory
 };
 
 // Reads a message, or opens a stream. Throws a NotRead if the form cannot be

@@ -37,6 +37,8 @@ class StreamSummary {
   uint64_t broken() const { return broken_; }
   // The types of most of the records; empty if none is a message.
   const std::vector<const Type*>& MostTypes() const;
+  // How many records are of these.
+  uint64_t MostRecords() const { return most_ == nullptr ? 0 : most_->records; }
 
   // Whether records of the given type look like another one.
   bool HasLikelierType() const { return !likelier_.empty(); }
