@@ -86,10 +86,24 @@ void PrintContent(const Answer& answer, Output* output) {
   output->Write(salvaged.empty() ? "\n" : ", before the error\n");
 }
 
+// How many candidates are likelier than the given type, or as likely: with
+// itself.
+size_t CountAsLikely(const Answer& answer) {
+  const auto& candidates = answer.candidates;
+  const auto given =
+      std::find_if(candidates.begin(), candidates.end(),
+                   [&](const Candidate& c) { return c.type == answer.given; });
+  return std::find_if(given, candidates.end(),
+                      [&](const Candidate& candidate) {
+                        return !EquallyLikely(candidate, *given);
+                      }) -
+         candidates.begin();
+}
+
 // The first candidates, with the evidence.
-void PrintCandidates(const Answer& answer, Output* output) {
+void PrintCandidates(const Answer& answer, size_t most, Output* output) {
   const std::vector<RankedCandidate> shown =
-      FirstCandidates(answer.candidates, kTypes);
+      FirstCandidates(answer.candidates, std::min(kTypes, most));
   const size_t width = WidthOf(answer.candidates, shown.size());
   for (const RankedCandidate& candidate : shown) {
     BeginLine("", output);
@@ -104,6 +118,8 @@ void PrintTypes(const Answer& answer, Output* output) {
     if (answer.candidates.front().type == answer.given) return;
     BeginLine("", output);
     output->Write("likelier or as likely:\n");
+    PrintCandidates(answer, CountAsLikely(answer), output);
+    return;
   } else if (answer.bytes.empty()) {
     output->Write("any: no bytes are an empty message\n");
     return;
@@ -124,7 +140,7 @@ void PrintTypes(const Answer& answer, Output* output) {
   } else {
     output->Write(answer.type->descriptor->name() + '\n');
   }
-  PrintCandidates(answer, output);
+  PrintCandidates(answer, kTypes, output);
 }
 
 void PrintMeanings(const Answer& answer, Schema* schema, Output* output) {
@@ -214,17 +230,30 @@ class UnknownSecret : public WalkVisitor {
   const Answer& answer_;
 };
 
+// Whether the type is certain, and the candidate is not near it.
+bool IsRuledOut(const Answer& answer, const Candidate& candidate) {
+  if (answer.given != nullptr || answer.verdict.size() != 1 ||
+      !IsClean(answer.candidates.front().evidence)) {
+    return false;
+  }
+  const auto shown = FirstCandidates(answer.candidates, kTypes);
+  return std::none_of(shown.begin(), shown.end(), [&](const auto& near) {
+    return near.candidate->type == candidate.type;
+  });
+}
+
 // Commands for the type that has it do not show a pass phrase; others do.
 void PrintSecrets(const Answer& answer, Output* output) {
   for (const Candidate& candidate : answer.candidates) {
-    if (candidate.type == answer.type ||
+    if (candidate.type == answer.type || IsRuledOut(answer, candidate) ||
         !HoldsSecret(candidate, answer.bytes)) {
       continue;
     }
     BeginLine("Secret", output);
-    output->Write("as " + candidate.type->descriptor->name() +
-                  ", these bytes hold a pass phrase, which commands for other "
-                  "types show\n");
+    output->Write(
+        "as " + candidate.type->descriptor->name() +
+        ", these bytes can hold a pass phrase, which commands for other "
+        "types show\n");
   }
   UnknownSecret unknown(answer);
   Walk(*answer.type, answer.bytes, unknown);
