@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdlib>
 #include <vector>
 
 #include "forms.h"
@@ -12,6 +13,9 @@ namespace tarn::tool {
 namespace {
 
 constexpr uint64_t kUnknown = UINT64_MAX;
+// Lines whose offsets can follow one another in another base by chance: those
+// up to 0x80, of 8 bytes each, are octal, too.
+constexpr size_t kByChance = 17;
 
 bool IsDigit(char c, int base) {
   const char limit = base == 8 ? '7' : '9';
@@ -108,6 +112,7 @@ class DumpReader {
 
   bool Read(std::string_view text) {
     while (!text.empty()) {
+      ++dump_.broken_line;
       const std::string_view line = Trim(TakeLine(&text));
       if (line.empty()) continue;
       if (line == "*") {
@@ -145,7 +150,8 @@ class DumpReader {
     if (odd_ && dump_.bytes.size() == at + 1 && dump_.bytes.back() == '\0') {
       dump_.bytes.pop_back();
     }
-    return dump_.bytes.size() == at;
+    dump_.missing = static_cast<int64_t>(at - dump_.bytes.size());
+    return dump_.missing == 0;
   }
 
   // The number of bytes up to the next offset, if that can be read.
@@ -223,11 +229,36 @@ class DumpReader {
 
 bool ReadDump(std::string_view text, DumpUnit unit, uint64_t max_size,
               Dump* dump) {
+  Dump furthest;
   for (const int base : {16, 8, 10}) {
     *dump = Dump();
     if (DumpReader(unit, base, max_size, dump).Read(text)) return true;
+    if (base == 16 ||
+        (GotFurther(*dump, furthest) && dump->broken_line > kByChance)) {
+      furthest = std::move(*dump);
+    }
   }
+  *dump = std::move(furthest);
   return false;
+}
+
+bool GotFurther(const Dump& dump, const Dump& other) {
+  return other.broken_line <= 2 && dump.broken_line > other.broken_line;
+}
+
+std::string WhyNoDump(const Dump& dump) {
+  const std::string line = "line " + std::to_string(dump.broken_line);
+  if (dump.missing == 0) {
+    return "a dump of which " + line +
+           " cannot be read; those of xxd, hexdump and od -t x1 can";
+  }
+  const std::string problem = "a dump whose lines do not follow one another";
+  // The offsets can be in another base.
+  if (dump.broken_line <= 2) return problem;
+  const int64_t count = std::abs(dump.missing);
+  return problem + ": " + std::to_string(count) +
+         (count == 1 ? " byte is" : " bytes are") +
+         (dump.missing > 0 ? " missing before " : " too many before ") + line;
 }
 
 bool IsDumpLine(std::string_view line) {

@@ -26,13 +26,24 @@ struct Dump {
   bool certain = false;
   // The groups of digits can be bytes or words.
   bool ambiguous = false;
+  // Of what is no dump: the first line that does not fit.
+  size_t broken_line = 0;
+  // How many bytes are missing before that line; less than 0: too many; 0: the
+  // line cannot be read.
+  int64_t missing = 0;
 };
 
-// Reads a dump. Returns false if the text is not a dump of that unit. Each
-// offset must be that of the first byte of its line, in hexadecimal, octal or
-// decimal.
+// Reads a dump. Returns false if the text is not a dump of that unit, and notes
+// the line that does not fit. Each offset must be that of the first
+// byte of its line, in hexadecimal, octal or decimal.
 bool ReadDump(std::string_view text, DumpUnit unit, uint64_t max_size,
               Dump* dump);
+
+// Of two that are no dump: whether the first is more like one. Other units and
+// bases fail at once, or later by chance.
+bool GotFurther(const Dump& dump, const Dump& other);
+// Why a text that looks like a dump is none.
+std::string WhyNoDump(const Dump& dump);
 
 // Whether a line has an offset and hexadecimal digits after it, such as
 // "00000010: 0a0b 0c0d" or "0x0010  0a 0b".

@@ -120,9 +120,13 @@ void AddDump(std::string_view text, uint64_t max_size,
       {DumpUnit::kOctalBytes, "octal"},
       {DumpUnit::kOctalWords, "octal"}};
   Dump dump;
+  Dump furthest;
   bool bytes_verified = false;
   for (const auto& [unit, name] : kUnits) {
-    if (!ReadDump(text, unit, max_size, &dump)) continue;
+    if (!ReadDump(text, unit, max_size, &dump)) {
+      if (GotFurther(dump, furthest)) furthest = dump;
+      continue;
+    }
     const bool words = unit == DumpUnit::kHexWords && !forms->empty();
     if (words) {
       // Groups after a colon are bytes, unless the characters show that they
@@ -143,9 +147,7 @@ void AddDump(std::string_view text, uint64_t max_size,
   Form form;
   form.name = "hex";
   form.certain = true;
-  form.problem =
-      "a dump whose lines do not follow one another, or of a kind that cannot "
-      "be read: those of xxd, hexdump and od -t x1 can";
+  form.problem = WhyNoDump(furthest);
   forms->push_back(form);
 }
 
