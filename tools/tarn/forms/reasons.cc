@@ -29,10 +29,11 @@ std::string Suggestion(const Field& field, std::string_view value) {
 
 std::string NoSuchField(const Type& type, std::string_view name,
                         const std::vector<std::string>& names) {
+  // Who writes a message writes whole names, not their beginnings.
   return type.descriptor->full_name() +
          (type.secret ? " has no such field"
                       : " has no field " + std::string(name)) +
-         DidYouMean(name, names);
+         DidYouMean(name, names, false);
 }
 
 std::string FieldTwice(const Field& field) {

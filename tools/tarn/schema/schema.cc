@@ -310,13 +310,14 @@ std::string_view FirstSentence(std::string_view comment) {
 }
 
 std::vector<std::string> Nearest(std::string_view name,
-                                 const std::vector<std::string>& candidates) {
+                                 const std::vector<std::string>& candidates,
+                                 bool beginnings) {
   constexpr size_t kTelling = 4;  // letters of a beginning
   std::vector<std::pair<size_t, std::string>> near;
   for (const std::string& candidate : candidates) {
     const size_t distance = Distance(name, candidate);
     // The members of what begins with the name are not meant.
-    const bool begins = name.size() >= kTelling &&
+    const bool begins = beginnings && name.size() >= kTelling &&
                         candidate.find('.', name.size()) == candidate.npos &&
                         Distance(name, candidate.substr(0, name.size())) == 0;
     if (begins || distance <= std::max<size_t>(2, name.size() / 3)) {
@@ -333,8 +334,9 @@ std::vector<std::string> Nearest(std::string_view name,
 }
 
 std::string DidYouMean(std::string_view name,
-                       const std::vector<std::string>& candidates) {
-  const std::vector<std::string> names = Nearest(name, candidates);
+                       const std::vector<std::string>& candidates,
+                       bool beginnings) {
+  const std::vector<std::string> names = Nearest(name, candidates, beginnings);
   std::string text;
   for (size_t i = 0; i < names.size(); ++i) {
     text += i == 0 ? ", did you mean " : i + 1 == names.size() ? " or " : ", ";

@@ -143,14 +143,16 @@ class Schema {
 // The first sentence of a comment.
 std::string_view FirstSentence(std::string_view comment);
 
-// Up to three candidates that are most like the name or begin with it, the
-// nearest first. Case does not count.
+// Up to three candidates that are most like the name or, if asked for, begin
+// with it, the nearest first. Case does not count.
 std::vector<std::string> Nearest(std::string_view name,
-                                 const std::vector<std::string>& candidates);
+                                 const std::vector<std::string>& candidates,
+                                 bool beginnings = true);
 
 // ", did you mean A, B or C?"; empty if no candidate is near.
 std::string DidYouMean(std::string_view name,
-                       const std::vector<std::string>& candidates);
+                       const std::vector<std::string>& candidates,
+                       bool beginnings = true);
 
 // The descriptor set of both schema files with comments, as bytes.
 std::string_view DescriptorSetBytes();
