@@ -252,7 +252,7 @@ std::string WhyNoDump(const Dump& dump) {
     return "a dump of which " + line +
            " cannot be read; those of xxd, hexdump and od -t x1 can";
   }
-  const std::string problem = "a dump whose lines do not follow one another";
+  std::string problem = "a dump whose lines do not follow one another";
   // The offsets can be in another base.
   if (dump.broken_line <= 2) return problem;
   const int64_t count = std::abs(dump.missing);

@@ -41,11 +41,14 @@ size_t TimeSize(std::string_view line) {
   return 0;
 }
 
-// Takes a word and the blank after it. Returns false if there is none.
-bool TakeWord(std::string_view* text) {
-  const size_t size = text->find(' ');
-  if (size == text->npos || size == 0) return false;
-  text->remove_prefix(size + 1);
+// Takes two words and the blanks after them. Returns false if they are not
+// there.
+bool TakeTwoWords(std::string_view* text) {
+  for (int i = 0; i < 2; ++i) {
+    const size_t size = text->find(' ');
+    if (size == text->npos || size == 0) return false;
+    text->remove_prefix(size + 1);
+  }
   return true;
 }
 
@@ -61,7 +64,7 @@ LogLine ReadLogLine(std::string_view line) {
   if (time == 0 || rest.substr(time, 1) != " ") return none;
   rest.remove_prefix(time + 1);
   const std::string_view sender = rest;
-  if (!TakeWord(&rest) || !TakeWord(&rest)) return none;
+  if (!TakeTwoWords(&rest)) return none;
   const size_t size = rest.data() - sender.data() - 2;
   if (sender[size] != ':') return none;
   return {sender.substr(0, size), rest};

@@ -97,7 +97,9 @@ Corpus::Corpus(const std::string& folder, const std::vector<std::string>& only,
     for (const std::string& type_name : NamesIn(kinds)) {
       const Type& type = TypeOf(kinds, type_name, schema);
       const std::string start = std::string(kind) + '/' + type_name + '/';
-      for (const std::string& file : NamesIn(kinds + '/' + type_name)) {
+      std::string messages = kinds + '/';
+      messages += type_name;
+      for (const std::string& file : NamesIn(messages)) {
         if (!EndsWith(file, kBytes) || EndsWith(file, ".canonical.binpb")) {
           continue;
         }
