@@ -17,9 +17,9 @@ TARN, CORPUS = sys.argv[1:]
 BUSY = 'trap "" PIPE; sleep 300 & echo $! $$ >"$0.part"; mv "$0.part" "$0"; read -r line; wait'
 
 
-def command(script, *words):
-    return [TARN, "conform", f"--corpus={CORPUS}", "--only=rejected/Price", "--timeout=1", "--",
-            "sh", "-c", script, *words]
+def command(script, *words, timeout=60):
+    return [TARN, "conform", f"--corpus={CORPUS}", "--only=rejected/Price",
+            f"--timeout={timeout}", "--", "sh", "-c", script, *words]
 
 
 def is_alive(number):
@@ -48,12 +48,14 @@ class ConformTest(unittest.TestCase):
         """Waits until the reader runs."""
         for _ in range(1000):
             if os.path.exists(self.file):
-                return pathlib.Path(self.file).read_text().split()
+                text = pathlib.Path(self.file).read_text()
+                if text.endswith("\n"):
+                    return text.split()
             time.sleep(0.01)
         return self.fail("the reader did not start")
 
     def test_a_reader_that_hangs_is_ended_with_its_children(self):
-        done = subprocess.run(command(BUSY, self.file), capture_output=True, text=True,
+        done = subprocess.run(command(BUSY, self.file, timeout=1), capture_output=True, text=True,
                               check=False, timeout=60)
         self.assertEqual(done.returncode, 1, done.stderr)
         self.assertIn("Does not answer in time", done.stdout)
