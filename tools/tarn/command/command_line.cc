@@ -42,18 +42,17 @@ int TakeUnit(std::string_view* text) {
 // Names what is missing where the type was left out.
 Validator NotAFile() {
   return Validator{[](std::string& value) -> std::string {
-                     std::error_code error;
-                     if (!std::filesystem::exists(value, error)) return "";
-                     try {
-                       Schema().Find(value);
-                       return "";
-                     } catch (const Failure&) {
-                       return value +
-                              " is a file; before it comes the type of the "
-                              "message, which tarn what finds";
-                     }
-                   },
-                   ""};
+    std::error_code error;
+    if (!std::filesystem::exists(value, error)) return "";
+    try {
+      Schema().Find(value);
+      return "";
+    } catch (const Failure&) {
+      return value +
+             " is a file; before it comes the type of the "
+             "message, which tarn what finds";
+    }
+  }};
 }
 
 }  // namespace
@@ -61,40 +60,33 @@ Validator NotAFile() {
 // These two have no description: it would be longer than the rest of the help.
 Validator SizeValue(uint64_t least) {
   return Validator{[least](std::string& value) -> std::string {
-                     std::string_view text = value;
-                     const int shift = TakeUnit(&text);
-                     uint64_t size;
-                     if (!ReadNumber(text, &size) ||
-                         size > (kMostSize >> shift) || size << shift < least) {
-                       return value + " is not a size from " +
-                              std::to_string(least) + " to " +
-                              std::to_string(kMostSize) +
-                              " bytes, such as 500, 64K or 64M";
-                     }
-                     value = std::to_string(size << shift);
-                     return "";
-                   },
-                   ""};
+    std::string_view text = value;
+    const int shift = TakeUnit(&text);
+    uint64_t size;
+    if (!ReadNumber(text, &size) || size > (kMostSize >> shift) ||
+        size << shift < least) {
+      return value + " is not a size from " + std::to_string(least) + " to " +
+             std::to_string(kMostSize) + " bytes, such as 500, 64K or 64M";
+    }
+    value = std::to_string(size << shift);
+    return "";
+  }};
 }
 
 Validator WholeNumber(uint64_t least, uint64_t most) {
-  return Validator{
-      [least, most](std::string& value) -> std::string {
-        uint64_t number;
-        if (ReadNumber(value, &number) && number >= least && number <= most) {
-          return "";
-        }
-        return value + " is not a whole number from " + std::to_string(least) +
-               " to " + std::to_string(most);
-      },
-      ""};
+  return Validator{[least, most](std::string& value) -> std::string {
+    uint64_t number;
+    if (ReadNumber(value, &number) && number >= least && number <= most) {
+      return "";
+    }
+    return value + " is not a whole number from " + std::to_string(least) +
+           " to " + std::to_string(most);
+  }};
 }
 
 // The description tells the help the words.
 Validator OneOf(const std::vector<std::string>& words) {
-  std::string set;
-  for (const std::string& word : words) set += (set.empty() ? '{' : ',') + word;
-  set += '}';
+  const std::string set = InBraces(words);
   return Validator{
       [words, set](std::string& value) -> std::string {
         if (std::find(words.begin(), words.end(), value) != words.end()) {

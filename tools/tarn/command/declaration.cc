@@ -39,13 +39,7 @@ std::string OptionTerm(const Parameter& option) {
   if (option.value.empty()) return option.name;
   std::string term = option.name + " " + option.value;
   if (option.choices.empty()) return term;
-  term += ":";
-  char before = '{';
-  for (const std::string& choice : option.choices) {
-    term += before + choice;
-    before = ',';
-  }
-  return term + "}";
+  return term + ":" + InBraces(option.choices);
 }
 
 void PrintOption(const Parameter& option, Output* out) {
@@ -57,6 +51,12 @@ void PrintOption(const Parameter& option, Output* out) {
 }
 
 }  // namespace
+
+std::string InBraces(const std::vector<std::string>& words) {
+  std::string set;
+  for (const std::string& word : words) set += (set.empty() ? '{' : ',') + word;
+  return set + '}';
+}
 
 bool AsksForDeclaration(const Arguments& arguments) {
   return arguments.size() == 1 && arguments.front() == kDeclare;

@@ -36,6 +36,9 @@ struct Declaration {
 inline constexpr const char* kOptionGroups[] = {"Options", "Input", "Output",
                                                 "Limits"};
 
+// "{auto,hex}".
+std::string InBraces(const std::vector<std::string>& words);
+
 // Runs the command until it has declared its options.
 Declaration Declare(const Command& command);
 

@@ -24,7 +24,7 @@ namespace tarn::tool {
 struct Validator {
   // Returns what is wrong with the value, or an empty text.
   std::function<std::string(std::string& value)> check;
-  std::string words;  // that the value may be, as "{auto,hex}"; or empty
+  std::string words = {};  // that the value may be, as InBraces() writes them
 };
 
 // An option, or an argument known by its position.

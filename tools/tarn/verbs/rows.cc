@@ -36,31 +36,26 @@ bool HasForm(std::string_view text, std::string_view pattern) {
 
 // A time as in RFC 3339, without an offset: digits of a second may follow it.
 Validator UtcTime() {
-  return Validator{
-      [](std::string& value) -> std::string {
-        const std::string_view text = value;
-        constexpr std::string_view kSeconds = "0000-00-00T00:00:00";
-        const size_t size = std::min(kSeconds.size(), text.size());
-        std::string_view rest = text.substr(size);
-        if (rest.size() > 2 && rest.front() == '.') {
-          const size_t end = rest.find_first_not_of("0123456789", 1);
-          rest.remove_prefix(end == 1 ? 0 : std::min(end, rest.size()));
-        }
-        if (HasForm(text.substr(0, size), kSeconds) && rest == "Z") return "";
-        return value + " is not a time in UTC, such as 2026-01-31T08:30:00Z";
-      },
-      ""};
+  return Validator{[](std::string& value) -> std::string {
+    const std::string_view text = value;
+    constexpr std::string_view kSeconds = "0000-00-00T00:00:00";
+    const size_t size = std::min(kSeconds.size(), text.size());
+    std::string_view rest = text.substr(size);
+    if (rest.size() > 2 && rest.front() == '.') {
+      const size_t end = rest.find_first_not_of("0123456789", 1);
+      rest.remove_prefix(end == 1 ? 0 : std::min(end, rest.size()));
+    }
+    if (HasForm(text.substr(0, size), kSeconds) && rest == "Z") return "";
+    return value + " is not a time in UTC, such as 2026-01-31T08:30:00Z";
+  }};
 }
 
 Validator Utf8() {
   return Validator{[](std::string& value) -> std::string {
-                     return FindInvalidUtf8(value.data(),
-                                            value.data() + value.size()) ==
-                                    nullptr
-                                ? ""
-                                : value + " is not UTF-8";
-                   },
-                   ""};
+    return FindInvalidUtf8(value.data(), value.data() + value.size()) == nullptr
+               ? ""
+               : value + " is not UTF-8";
+  }};
 }
 
 Options ParseOptions(const Command& command, const Arguments& arguments) {

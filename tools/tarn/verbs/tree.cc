@@ -233,9 +233,8 @@ ExitCode DrawWritten(const Options& options, const Record& record,
 
 Validator NotEmpty() {
   return Validator{[](std::string& value) -> std::string {
-                     return value.empty() ? "it is empty" : "";
-                   },
-                   ""};
+    return value.empty() ? "it is empty" : "";
+  }};
 }
 
 // Options that are read further after parsing.
