@@ -10,7 +10,7 @@ Every fenced block is of one of these kinds:
            for any lines
   sh       commands, which name scripts, options and presets that exist
   cmake    lines of the client that tests/consumer builds
-  cpp, python, sql or no word
+  cpp, python, sql, ts or no word
            lines that stand, in this order and whatever their indentation, in
            a file that a test compiles or compares with
 """
@@ -24,13 +24,13 @@ import sys
 import tempfile
 
 PAGES = ('README.md', 'CONTRIBUTING.md', 'corpus/README.md', 'docs/*.md',
-         'languages/python/README.md')
+         'languages/*/README.md')
 FENCE = re.compile(r'^( *)```(\w*)\n(.*?)^\1```$', re.M | re.S)
 CLIENT = 'tests/consumer/find_package/CMakeLists.txt'
 # What tests build, run or compare with, for blocks of code.
 SHOWN = ('examples/**/*.cc', 'examples/**/*.sql', 'examples/**/expected.txt',
-         'languages/python/examples/*.py', 'tests/consumer/*.inc',
-         'tests/docs/*.cc', 'tests/gdb/session.txt')
+         'languages/python/examples/*.py', 'languages/typescript/examples/*',
+         'tests/consumer/*.inc', 'tests/docs/*.cc', 'tests/gdb/session.txt')
 # What the demonstration prints, as a test of it holds it.
 DEMONSTRATION = 'examples/fleet/expected.txt'
 # What a page may have run; anything else belongs into a block of sh.

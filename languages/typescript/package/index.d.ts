@@ -1,0 +1,2 @@
+export * from "./Network.js";
+export * from "./Tarn.js";
