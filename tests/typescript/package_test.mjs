@@ -1,5 +1,6 @@
 // The package as it is packed: what tools for packages say of it, its types, the
-// size of a page that loads one message, and the programs of its README.
+// size of a page that loads one message, the benchmark, and the programs of its
+// README.
 //
 // usage: node --test package_test.mjs    with TREE, in the folder of the build
 import assert from 'node:assert/strict';
@@ -107,6 +108,13 @@ for (const entry of ['libschema', 'libschema/Tarn', 'libschema/Network']) {
     assert.ok(size <= LARGEST_PAGE && size > 1000, `${size} bytes`);
   });
 }
+
+test('the benchmark says how many times as long the others take', () => {
+  const [status, said] = run(process.execPath, 'bench.mjs', '../generated/portable', '--quick');
+  assert.equal(status, 0, said);
+  assert.deepEqual([...said.matchAll(/^\| (\w[^|]*) \| [\d.]+ \(.*\) \| [\d.]+ \(.*\) \|$/gm)]
+    .map(([, name]) => name), ['protobufjs', 'JSON of plain objects']);
+});
 
 test('the programs of the page compile and print what it shows', () => {
   const page = readFileSync(join(HERE, 'README.md'), 'utf8');
