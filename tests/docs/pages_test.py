@@ -30,7 +30,8 @@ CLIENT = 'tests/consumer/find_package/CMakeLists.txt'
 # What tests build, run or compare with, for blocks of code.
 SHOWN = ('examples/**/*.cc', 'examples/**/*.sql', 'examples/**/expected.txt',
          'languages/python/examples/*.py', 'languages/typescript/examples/*',
-         'tests/consumer/*.inc', 'tests/docs/*.cc', 'tests/gdb/session.txt')
+         'tests/consumer/*.inc', 'tests/docs/*.cc', 'tests/gdb/session.txt',
+         'tests/wireshark/session.txt')
 # What the demonstration prints, as a test of it holds it.
 DEMONSTRATION = 'examples/fleet/expected.txt'
 # What a page may have run; anything else belongs into a block of sh.
