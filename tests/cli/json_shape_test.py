@@ -91,6 +91,9 @@ def outputs():
         assert count > 3, kind
         yield "annotate", run(["annotate", kind, *FRAMED], stream), count
         yield "check", run(["check", kind, "--budget=40", *FRAMED], stream), count
+        profile = CORPUS.parent / "proto" / "nanopb" / "Network.options"
+        if kind != "Wifi":
+            yield "check", run(["check", kind, f"--profile={profile}", *FRAMED], stream), count
         yield "guess", run(["guess", *FRAMED], stream), count
         yield "guess", run(["guess", "--all", *FRAMED], stream), count
         yield "what", run(["what", "--frame=varint"], stream), 1

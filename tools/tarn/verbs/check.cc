@@ -17,6 +17,7 @@ struct Options {
   std::string type;
   Severity fail_on = Severity::kWarning;
   uint64_t budget = 0;  // 0: none
+  std::string profile;  // a file; empty: none
 };
 
 Options ParseOptions(const Command& command, const Arguments& arguments) {
@@ -30,6 +31,11 @@ Options ParseOptions(const Command& command, const Arguments& arguments) {
                   "Largest size the receiver accepts: 500, 4K or 1M")
       ->transform(SizeValue(1))
       ->type_name("SIZE")
+      ->group("Limits");
+  line.app()
+      .add_option("--profile", options.profile,
+                  "Options for nanopb, whose bounds the receiver has")
+      ->type_name("FILE")
       ->group("Limits");
   const std::vector<std::string> names(std::begin(kSeverityNames),
                                        std::end(kSeverityNames));
@@ -48,6 +54,21 @@ Options ParseOptions(const Command& command, const Arguments& arguments) {
         std::find(names.begin(), names.end(), fail_on) - names.begin());
   }
   return options;
+}
+
+Profile ReadProfile(const Options& options, const Schema& schema) {
+  if (options.profile == "-" && options.input.file == "-") {
+    throw Failure(kUsage,
+                  "only one of message and profile can be standard input");
+  }
+  const std::string name = InputName(options.profile);
+  Reader reader(options.profile);
+  if (reader.Fill(Profile::kMostBytes + 1)) {
+    throw Failure(
+        kMalformed,
+        name + ": more than " + std::to_string(Profile::kMostBytes) + " bytes");
+  }
+  return Profile(name, reader.window(), schema);
 }
 
 ExitCode Check(const Options& options, const Type& type, const Record& record,
@@ -86,7 +107,12 @@ ExitCode RunCheck(const Command& command, const Arguments& arguments) {
   const Options options = ParseOptions(command, arguments);
   Schema schema;
   const Type& type = schema.Find(options.type);
-  MessageChecker checker(options.budget);
+  std::optional<Profile> profile;
+  if (!options.profile.empty()) {
+    profile.emplace(ReadProfile(options, schema));
+    profile->MustKnow(type);
+  }
+  MessageChecker checker(options.budget, profile ? &*profile : nullptr);
   return PrintEachRecord(options.input, options.output, {&type},
                          [&](const Record& record, Output* output) {
                            return Check(options, type, record, &checker,

@@ -295,7 +295,7 @@ Answer AnswerFor(const Capture& capture, const std::vector<const Type*>& types,
   }
   // What else is wrong depends on the type.
   const size_t most = IsAlmostCertain(answer) ? kMostFindings : 1;
-  MessageChecker checker(0);
+  MessageChecker checker(0, nullptr);
   const bool accepted =
       checker.Check(*answer.type, answer.bytes, 0, [&](const Finding& finding) {
         if (finding.severity != Severity::kAdvice &&

@@ -12,6 +12,7 @@
 
 #include "json_writer.h"
 #include "output.h"
+#include "profile.h"
 #include "schema.h"
 
 namespace tarn::tool {
@@ -34,6 +35,10 @@ struct Finding {
     kWrongProduct,
     kWrongCount,
     kMinimumAboveMaximum,
+    kTooLong,
+    kTooMany,
+    kZeroByte,
+    kSentInParts,
   };
 
   Kind kind;
@@ -65,7 +70,8 @@ void WriteFinding(const Finding& finding, JsonWriter* json);
 class MessageChecker {
  public:
   // Messages of more than `budget` bytes are a finding; 0: there is no budget.
-  explicit MessageChecker(uint64_t budget);
+  // So is what has no room by the profile, which may be null.
+  MessageChecker(uint64_t budget, const Profile* profile);
   ~MessageChecker();
 
   // Calls `report` for each finding in the order of the bytes, those about a
@@ -77,6 +83,7 @@ class MessageChecker {
  private:
   struct Expectations;
   const uint64_t budget_;
+  const Profile* const profile_;
   const std::unique_ptr<Expectations> expectations_;
 };
 

@@ -2,6 +2,7 @@
 #include <array>
 #include <unordered_map>
 
+#include "bounds_checker.h"
 #include "finding.h"
 #include "walker.h"
 
@@ -84,12 +85,17 @@ struct MessageChecker::Expectations {
 class MessageChecker::Expectations::FindingVisitor : public WalkVisitor {
  public:
   FindingVisitor(std::string_view bytes, uint64_t offset, Expectations* rules,
+                 const Profile* profile,
                  const std::function<void(const Finding&)>& report)
       : bytes_(bytes),
         offset_(offset),
         rules_(*rules),
         records_(rules->records),
-        report_(report) {}
+        report_(report),
+        bounds_(profile, [this](Finding finding, const char* at) {
+          finding.offset = At(at);
+          Report(finding);
+        }) {}
 
   // To be called before the walk.
   void Start(const Type& type) { Begin(0, &type, bytes_.data()); }
@@ -98,6 +104,7 @@ class MessageChecker::Expectations::FindingVisitor : public WalkVisitor {
 
   void Value(const Stack& stack, const Item& item) {
     const Field& field = *item.field;
+    bounds_.Meet(stack, item);
     EnumValue(stack, item);
     OpenRecord& record = records_[stack.depth()];
     if (record.rules == nullptr) return;
@@ -108,7 +115,10 @@ class MessageChecker::Expectations::FindingVisitor : public WalkVisitor {
       record.uuid = item.bytes();
     }
   }
-  void Element(const Stack& stack, const Item& item) { EnumValue(stack, item); }
+  void Element(const Stack& stack, const Item& item) {
+    bounds_.Meet(stack, item);
+    EnumValue(stack, item);
+  }
   void Enter(const Stack& stack, const Item& item) {
     if (item.field == nullptr) {
       Report({Finding::kUnknownGroup, Severity::kWarning, At(item.begin),
@@ -116,6 +126,7 @@ class MessageChecker::Expectations::FindingVisitor : public WalkVisitor {
       Begin(stack.depth() + 1, nullptr, item.begin);
       return;
     }
+    bounds_.Meet(stack, item);
     if (stack.depth() == kMaxJsonDepth && !too_deep_for_json_) {
       too_deep_for_json_ = true;
       Report({Finding::kTooDeepForJson, Severity::kWarning, At(item.begin),
@@ -150,6 +161,7 @@ class MessageChecker::Expectations::FindingVisitor : public WalkVisitor {
 
   // Checks the record that ends.
   void End(const Stack& stack) {
+    bounds_.End(stack);
     OpenRecord& record = records_[stack.depth()];
     if (record.rules == nullptr) return;
     const TypeRules& rules = *record.rules;
@@ -263,13 +275,16 @@ class MessageChecker::Expectations::FindingVisitor : public WalkVisitor {
   Expectations& rules_;
   std::array<OpenRecord, kMaxDepth + 1>& records_;
   const std::function<void(const Finding&)>& report_;
+  BoundsChecker bounds_;
   std::unordered_map<std::string_view, const char*> uuids_;
   bool malformed_ = false;
   bool too_deep_for_json_ = false;
 };
 
-MessageChecker::MessageChecker(uint64_t budget)
-    : budget_(budget), expectations_(std::make_unique<Expectations>()) {}
+MessageChecker::MessageChecker(uint64_t budget, const Profile* profile)
+    : budget_(budget),
+      profile_(profile),
+      expectations_(std::make_unique<Expectations>()) {}
 MessageChecker::~MessageChecker() = default;
 
 bool MessageChecker::Check(const Type& type, std::string_view bytes,
@@ -286,7 +301,7 @@ bool MessageChecker::Check(const Type& type, std::string_view bytes,
     report(finding);
   }
   Expectations::FindingVisitor visitor(bytes, offset, expectations_.get(),
-                                       report);
+                                       profile_, report);
   visitor.Start(type);
   Walker<Expectations::FindingVisitor> walker(type, bytes, visitor);
   walker.Run();
