@@ -108,7 +108,7 @@ def commands(page, text):
     for line in text.splitlines():
         for preset in re.findall(r'--preset (\w+)', line):
             check(preset in presets, f'{page}: {preset} is no preset')
-        script = re.match(r' *((?:script|\.ci)/[\w-]+|languages/run)', line)
+        script = re.match(r' *((?:script|\.ci)/[\w-]+|languages/(?:run|firmware))', line)
         if not script:
             continue
         found += 1
