@@ -52,13 +52,13 @@ int Compare(const std::string& path, bool json, Database* database) {
   int64_t acknowledged = 0, read_back = 0, equal = 0;
   Statement find(database->get(),
                  "SELECT 'tarn.v0.' || site || '.' || type, bytes FROM message "
-                 "WHERE sequence = ?");
+                 "WHERE sequence = ?1 OR (id != '' AND id = ?2)");
   for (std::string text; std::getline(ledger, text); ++acknowledged) {
     std::istringstream line(text);
     int64_t sequence = 0;
-    std::string subject, hex;
-    line >> sequence >> subject >> hex;
-    find.Bind(sequence);
+    std::string subject, hex, id;
+    line >> sequence >> subject >> hex >> id;
+    find.Bind(sequence).Bind(id);
     const std::unique_ptr<google::protobuf::Message> message(
         NewMessage(subject.substr(subject.rfind('.') + 1), nullptr));
     // A stream that is made anew begins at 1 again.

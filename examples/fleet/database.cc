@@ -77,10 +77,13 @@ std::string CreateTable(const Table& table) {
 std::string CreateAll() {
   std::string sql =
       "CREATE TABLE message (sequence INTEGER, site TEXT, time TEXT, type TEXT,"
-      " bytes BLOB, PRIMARY KEY (sequence, time)) WITHOUT ROWID;"
+      " bytes BLOB, id TEXT, PRIMARY KEY (sequence, time)) WITHOUT ROWID;"
       "CREATE INDEX message_by_site ON message (site, type, time);"
+      "CREATE INDEX message_by_id ON message (id, site) WHERE id != '';"
       "CREATE TABLE rejected (sequence INTEGER, subject TEXT, time TEXT,"
-      " reason TEXT, size INTEGER, bytes BLOB, PRIMARY KEY (sequence, time));";
+      " reason TEXT, size INTEGER, bytes BLOB, id TEXT,"
+      " PRIMARY KEY (sequence, time));"
+      "CREATE INDEX rejected_by_id ON rejected (id, subject) WHERE id != '';";
   for (const Table& table : RowTables()) sql += CreateTable(table);
   return sql;
 }
@@ -229,13 +232,17 @@ std::string Database::Accept(const Arrived& message, size_t largest) {
     return "these bytes are no " + std::string(type) +
            ": look into them with \"tarn annotate\"";
   }
-  Statement& insert =
-      Prepared("INSERT OR IGNORE INTO message VALUES (?, ?, ?, ?, ?)");
+  Statement& insert = Prepared(
+      "INSERT OR IGNORE INTO message "
+      "SELECT ?1, ?2, ?3, ?4, ?5, ?6 WHERE NOT EXISTS (SELECT 1 "
+      "FROM message WHERE id != '' AND id = ?6 AND site = ?2 "
+      "AND type = ?4 AND bytes = ?5)");
   insert.Bind(static_cast<int64_t>(message.sequence))
       .Bind(site)
       .Bind(message.time)
       .Bind(type)
       .BindBytes(message.bytes)
+      .Bind(message.id)
       .Run();
   if (sqlite3_changes(get()) == 0) return "";  // it came a second time
   int rows = 0;
@@ -269,13 +276,18 @@ std::string Database::Add(const Arrived& message, size_t largest) {
   }
   if (!reason.empty()) {
     Prepared("ROLLBACK TO message").Run();
-    Prepared("INSERT OR IGNORE INTO rejected VALUES (?, ?, ?, ?, ?, ?)")
+    Prepared(
+        "INSERT OR IGNORE INTO rejected "
+        "SELECT ?1, ?2, ?3, ?4, ?5, ?6, ?7 WHERE NOT EXISTS (SELECT 1 "
+        "FROM rejected WHERE id != '' AND id = ?7 AND subject = ?2 "
+        "AND size = ?5 AND bytes = ?6)")
         .Bind(static_cast<int64_t>(message.sequence))
         .Bind(message.subject)
         .Bind(message.time)
         .Bind(reason)
         .Bind(static_cast<int64_t>(message.bytes.size()))
         .BindBytes(message.bytes.substr(0, kKeptOfRejected))
+        .Bind(message.id)
         .Run();
   }
   Prepared("RELEASE message").Run();

@@ -44,6 +44,7 @@ struct Arrived {
   std::string time;  // when the stream took it: UTC, as in RFC 3339
   std::string_view subject;
   std::string_view bytes;
+  std::string id;  // by which the server knows it again; empty if there is none
 };
 
 class Database {
@@ -54,7 +55,9 @@ class Database {
 
   // Stores messages in one transaction: Begin(), Add() for each, Commit(). If
   // one of them throws a Failure, nothing of it is there. What has been stored
-  // before changes nothing.
+  // before changes nothing: it has the same sequence, or it is the same message
+  // with the same id, because a cluster that loses its leader can keep one
+  // twice.
   void Begin();
   void Commit();
   // Stores the message and its rows, or why it was rejected, which it returns.

@@ -201,6 +201,12 @@ natsStatus PublishOnce(jsCtx* context, const std::string& subject,
   return *sequence == 0 ? NATS_TIMEOUT : NATS_OK;
 }
 
+std::string MessageId(natsMsg* message) {
+  const char* id = nullptr;
+  const natsStatus status = natsMsgHeader_Get(message, "Nats-Msg-Id", &id);
+  return status == NATS_OK && id != nullptr ? id : "";
+}
+
 natsStatus LastOrder(jsCtx* context, const std::string& site, Msg* order) {
   const std::string subject = PriceSubject(site);
   jsDirectGetMsgOptions last;

@@ -125,6 +125,9 @@ natsStatus PublishOnce(jsCtx* context, const std::string& subject,
                        uint64_t* sequence, jsErrCode* code,
                        int64_t wait_ms = 0);
 
+// The id of a message by which the server knows it again; empty if it has none.
+std::string MessageId(natsMsg* message);
+
 // The last order of prices for a site; NATS_NOT_FOUND if there is none.
 natsStatus LastOrder(jsCtx* context, const std::string& site, Msg* order);
 

@@ -100,7 +100,8 @@ void Store(const Batch& batch, size_t largest, Database* database) {
                        Rfc3339(data->Timestamp),
                        subject,
                        {natsMsg_GetData(message),
-                        static_cast<size_t>(natsMsg_GetDataLength(message))}},
+                        static_cast<size_t>(natsMsg_GetDataLength(message))},
+                       MessageId(message)},
                       largest);
     jsMsgMetaData_Destroy(data);
     if (reason.empty()) continue;

@@ -174,7 +174,8 @@ bool Site::Publish(const std::string& type, const std::string& bytes) {
     return false;
   }
   if (ledger_.is_open()) {
-    ledger_ << sequence << ' ' << subject << ' ' << Hex(bytes) << std::endl;
+    ledger_ << sequence << ' ' << subject << ' ' << Hex(bytes) << ' '
+            << attempt.id << std::endl;
   }
   attempt = {};
   ++acknowledged_count_;

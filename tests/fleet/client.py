@@ -121,26 +121,31 @@ class Client:
     def subscribe(self, subject, number=1):
         self.send(f'SUB {subject} {number}\r\n')
 
-    def publish(self, subject, data=b'', reply=''):
-        self.send(f'PUB {subject} {reply} {len(data)}\r\n'.encode() + data + b'\r\n')
+    def publish(self, subject, data=b'', reply='', message_id=''):
+        if message_id:
+            headers = f'NATS/1.0\r\nNats-Msg-Id: {message_id}\r\n\r\n'.encode()
+            self.send(f'HPUB {subject} {reply} {len(headers)} '
+                      f'{len(headers) + len(data)}\r\n'.encode() + headers + data + b'\r\n')
+        else:
+            self.send(f'PUB {subject} {reply} {len(data)}\r\n'.encode() + data + b'\r\n')
 
-    def request(self, subject, data=b''):
+    def request(self, subject, data=b'', message_id=''):
         """The answer: its headers and its data."""
         self.requests += 1
         reply = f'{self.inbox}.{self.requests}'
-        self.publish(subject, data, reply)
+        self.publish(subject, data, reply, message_id)
         while (item := self.next())[0] != 'MSG' or item[1] != reply:
             pass
         return item[3], item[4]
 
-    def ask(self, subject, data=b''):
+    def ask(self, subject, data=b'', message_id=''):
         """What JetStream answers; nothing if nobody keeps the message."""
-        _, answer = self.request(subject, data)
+        _, answer = self.request(subject, data, message_id)
         return json.loads(answer) if answer else {}
 
-    def keep(self, subject, data=b''):
+    def keep(self, subject, data=b'', message_id=''):
         """The sequence of a message, which the stream has acknowledged."""
-        answer = self.ask(subject, data)
+        answer = self.ask(subject, data, message_id)
         if not answer.get('seq'):  # 0 comes with an error
             raise Refused(f'{subject} is not kept: {answer}')
         return answer['seq']

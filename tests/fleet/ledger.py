@@ -4,28 +4,27 @@ import collections
 import sqlite3
 import zlib
 
-Line = collections.namedtuple('Line', 'sequence fate crc size subject')
+Line = collections.namedtuple('Line', 'sequence fate crc size id subject')
 
 
 def read(path):
     with open(path) as lines:
         for line in lines:
-            sequence, fate, crc, size, subject = line.split()
-            yield Line(int(sequence), fate, int(crc), int(size), subject)
+            sequence, fate, crc, size, name, subject = line.split()
+            yield Line(int(sequence), fate, int(crc), int(size), name, subject)
 
 
 def differences(ledgers, database):
     """What is not as it should be, at most 20 of it, and what there is."""
     found = []
     opened = sqlite3.connect(f'file:{database}?mode=ro', uri=True)
-    # A sequence that is there twice has a length of 2.
+    # By id, not by sequence: of a message that the servers kept twice, the ledger can
+    # have one and the office the other. An id that is there twice has a length of 2.
     stored, rejected = collections.defaultdict(list), collections.defaultdict(list)
-    for sequence, site, kind, data in opened.execute(
-            'SELECT sequence, site, type, bytes FROM message'):
-        stored[sequence].append((f'tarn.v0.{site}.{kind}', len(data), zlib.crc32(data)))
-    for sequence, subject, size in opened.execute(
-            'SELECT sequence, subject, size FROM rejected'):
-        rejected[sequence].append((subject, size))
+    for name, site, kind, data in opened.execute('SELECT id, site, type, bytes FROM message'):
+        stored[name].append((f'tarn.v0.{site}.{kind}', len(data), zlib.crc32(data)))
+    for name, subject, size in opened.execute('SELECT id, subject, size FROM rejected'):
+        rejected[name].append((subject, size))
     rows = opened.execute('SELECT count(DISTINCT sequence), count(*) FROM record').fetchone()
     if rows != (len(stored), len(stored)):
         found.append(f'rows of {rows} messages, {len(stored)} stored')
@@ -35,12 +34,12 @@ def differences(ledgers, database):
             orders[line.subject] = max(line.sequence, orders.get(line.subject, 0))
             continue
         lines += 1
-        as_stored = stored.get(line.sequence, []) == [(line.subject, line.size, line.crc)]
-        as_rejected = rejected.get(line.sequence, []) == [(line.subject, line.size)]
+        as_stored = stored.get(line.id, []) == [(line.subject, line.size, line.crc)]
+        as_rejected = rejected.get(line.id, []) == [(line.subject, line.size)]
         if (as_stored == as_rejected or (line.fate == 'stored' and not as_stored)
                 or (line.fate == 'rejected' and not as_rejected)):
-            found.append(f'{line}: stored {stored.get(line.sequence)}, '
-                         f'rejected {rejected.get(line.sequence)}')
+            found.append(f'{line}: stored {stored.get(line.id)}, '
+                         f'rejected {rejected.get(line.id)}')
     if lines != len(stored) + len(rejected):
         found.append(f'{lines} acknowledged, {len(stored)} stored, {len(rejected)} rejected')
     for subject, sequence in orders.items():

@@ -176,6 +176,34 @@ class Office(FleetTest):
             "read back        2\nequal            2\n"))
         self.assertIsNone(office.poll())
 
+    def test_stores_once_what_the_server_has_kept_twice(self):
+        self.server()
+        self.ready_office()
+        client = self.client()
+        config = client.ask("$JS.API.STREAM.INFO.TARN")["config"]
+        shortest = dict(config, duplicate_window=100_000_000)  # nanoseconds
+        self.assertNotIn("error", client.ask("$JS.API.STREAM.UPDATE.TARN",
+                                             json.dumps(shortest).encode()))
+        sent = [("tarn.v0.a.Prices", price(1), "a-1")] * 2 + [
+            ("tarn.v0.a.Prices", price(2), "a-1"),
+            ("tarn.v0.b.Prices", price(1), "a-1"),
+            ("tarn.v0.a.Prices", price(1), "")] + [
+                ("tarn.v0.a.Prices", b"\xff", "a-2")] * 2
+        for number, message in enumerate(sent, 1):
+            self.assertEqual(client.keep(*message), number)
+            time.sleep(0.5)
+        self.await_rows(1, "SELECT 1 FROM rejected")
+        self.assertEqual(self.rows("SELECT sequence FROM message "
+                                   "ORDER BY sequence"),
+                         [(1,), (3,), (4,), (5,)])
+        self.assertEqual(self.rows("SELECT sequence FROM rejected"), [(6,)])
+        self.assertEqual(self.rows("SELECT count(*) FROM price"), [(4,)])
+        ledger = self.folder / "ledger"
+        ledger.write_text(f"2 tarn.v0.a.Prices {price(1).hex()} a-1\n")
+        self.assertEqual(self.run_office("compare", str(ledger)), (
+            0, "acknowledged     1\nstored           4\n"
+            "read back        1\nequal            1\n"))
+
     def test_shows_a_site_and_counts_for_people_and_programs(self):
         self.server()
         self.ready_office()

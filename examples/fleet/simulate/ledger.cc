@@ -14,13 +14,14 @@ Ledger::Ledger(const std::string& path) : path_(path) {
 }
 
 void Ledger::Add(uint64_t sequence, const char* fate,
-                 const std::string& subject, const std::string& bytes) {
+                 const std::string& subject, const std::string& bytes,
+                 const std::string& id) {
   if (path_.empty()) return;
   const auto crc = crc32(0, reinterpret_cast<const Bytef*>(bytes.data()),
                          static_cast<uInt>(bytes.size()));
   const std::lock_guard<std::mutex> lock(mutex_);
   file_ << sequence << ' ' << fate << ' ' << crc << ' ' << bytes.size() << ' '
-        << subject << std::endl;
+        << id << ' ' << subject << std::endl;
 }
 
 void Ledger::Close() {

@@ -28,9 +28,9 @@ class Ledger {
   // Writes no file where the path is empty. Throws a Failure if it cannot.
   explicit Ledger(const std::string& path);
 
-  // Adds the line "SEQUENCE FATE CRC32 SIZE SUBJECT".
+  // Adds the line "SEQUENCE FATE CRC32 SIZE ID SUBJECT".
   void Add(uint64_t sequence, const char* fate, const std::string& subject,
-           const std::string& bytes);
+           const std::string& bytes, const std::string& id);
   // Writes the rest. Throws a Failure if the file lacks something.
   void Close();
 

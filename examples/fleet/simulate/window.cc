@@ -29,7 +29,8 @@ void Window::OnAnswer(jsCtx*, natsMsg* message, jsPubAck* answer,
     ++self->counts_->acknowledged;
     self->ledger_->Add(answer->Sequence, "stored", natsMsg_GetSubject(message),
                        {natsMsg_GetData(message),
-                        static_cast<size_t>(natsMsg_GetDataLength(message))});
+                        static_cast<size_t>(natsMsg_GetDataLength(message))},
+                       MessageId(message));
     return;
   }
   const std::lock_guard<std::mutex> lock(self->mutex_);

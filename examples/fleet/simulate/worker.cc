@@ -94,7 +94,7 @@ uint64_t Worker::Publish(const std::string& subject, const std::string& bytes,
                                           &sequence, &code, kAnswerMs);
     if (status == NATS_OK) {
       ++counts_->acknowledged;
-      ledger_->Add(sequence, fate, subject, bytes);
+      ledger_->Add(sequence, fate, subject, bytes, id);
       return sequence;
     }
     if (status == NATS_MAX_PAYLOAD ||
