@@ -114,13 +114,23 @@ def schema_of(tables):
         raise Unreadable from error
 
 
+@functools.lru_cache
+def table_address(stem, _):
+    """In one program; gdb takes long to find a symbol."""
+    return int(gdb.parse_and_eval(f"(unsigned long)&descriptor_table_{stem}_2eproto"))
+
+
+# A program that starts again loads its libraries again.
+gdb.events.new_objfile.connect(lambda _: table_address.cache_clear())
+
+
 def schema():
     """That of the library in the program. The schema is read again when another
     library, or the same one elsewhere, is loaded."""
     tables = []
     for stem in ("Tarn", "Network"):
         try:
-            address = int(gdb.parse_and_eval(f"(unsigned long)&descriptor_table_{stem}_2eproto"))
+            address = table_address(stem, gdb.selected_inferior().num)
         except gdb.error as error:
             raise Unreadable from error
         table = read(address, struct.calcsize(TABLE))
