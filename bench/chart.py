@@ -7,7 +7,7 @@ from matplotlib import pyplot
 
 # Seen on a light page and on a dark one alike.
 INK = '#808080'
-COLOURS = ['#3b82c4', '#d9822b', '#3a9d6e', '#b05fa8', '#a38b2c', '#c4524a']
+COLOURS = ['#3b82c4', '#d9822b', '#3a9d6e', '#b05fa8']
 
 matplotlib.use('svg')
 matplotlib.rcParams.update({
@@ -15,20 +15,14 @@ matplotlib.rcParams.update({
     'svg.fonttype': 'none',
     'font.family': 'sans-serif',
     'font.size': 10,
-    'axes.edgecolor': INK,
-    'axes.labelcolor': INK,
     'axes.prop_cycle': matplotlib.cycler(color=COLOURS),
     'axes.spines.right': False,
     'axes.spines.top': False,
-    'axes.titlecolor': INK,
     'grid.alpha': 0.3,
-    'grid.color': INK,
     'legend.frameon': False,
-    'legend.labelcolor': INK,
-    'text.color': INK,
-    'xtick.color': INK,
-    'ytick.color': INK,
-})
+    **{name: INK for name in (
+        'axes.edgecolor', 'axes.labelcolor', 'axes.titlecolor', 'grid.color',
+        'legend.labelcolor', 'text.color', 'xtick.color', 'ytick.color')}})
 
 
 @contextlib.contextmanager
@@ -40,14 +34,10 @@ def figure(path, title, x, y, size=(7.5, 4)):
     axes.set_ylabel(y)
     axes.grid(True)
     axes.set_axisbelow(True)
-    try:
-        yield axes
-        if axes.get_legend_handles_labels()[1]:
-            axes.legend()
-        drawing.savefig(path, transparent=True, bbox_inches='tight',
-                        metadata={'Date': None, 'Creator': None})
-    finally:
-        pyplot.close(drawing)
+    yield axes
+    axes.legend()
+    drawing.savefig(path, transparent=True, bbox_inches='tight',
+                    metadata={'Date': None, 'Creator': None})
 
 
 def lines(path, title, x, y, series):

@@ -7,12 +7,10 @@ usage: run.py BUILD [--rounds N] [--part PART]... [--update] [--quick]
 A part is a module with these functions:
 
 run(build_dir, rounds, progress)  measures, and returns what JSON can hold.
-                                  One round is a quick look: enough to fill
-                                  every table, too little to be believed.
-                                  progress(text) shows how far it is.
+                                  One round fills every table, and is too
+                                  little to be believed.
 markdown(results)                 the tables, ratios first
-draw(results, folder)             writes folder/<part>-*.svg by chart.py, if
-                                  there is something to draw
+draw(results, folder)             writes folder/<part>-*.svg; not every part
 """
 import argparse
 import importlib.util
@@ -82,8 +80,6 @@ def show_progress(text):
 def replace_section(page, part, text):
     """The page with the text between the two marks of a part."""
     begin, end = f'<!-- bench:{part} -->', f'<!-- /bench:{part} -->'
-    if page.count(begin) != 1 or page.count(end) != 1:
-        sys.exit(f'run.py: the page lacks the marks {begin} and {end}')
     head, rest = page.split(begin)
     _, tail = rest.split(end)
     return f'{head}{begin}\n{text.strip()}\n{end}{tail}'
@@ -93,45 +89,40 @@ def origin(about):
     return '; '.join(f'{name} {value}' for name, value in about.items())
 
 
-def section(module, about, results):
-    """What the page shows of a part."""
-    return f'{module.markdown(results)}\n\n*{origin(about)}*'
-
-
-def document_of(about, results):
-    """Results as JSON, a list of plain numbers or texts on one line."""
-    text = json.dumps({'about': about, 'results': results}, indent=1,
-                      ensure_ascii=False)
-    return re.sub(r'\[([^][{}]*)\]',
-                  lambda found: f'[{" ".join(found[1].split())}]', text) + '\n'
+def laid_out(value, indent=''):
+    """JSON, in which what fits a line has one to itself."""
+    line = json.dumps(value, ensure_ascii=False)
+    if len(indent + line) <= 200 or not isinstance(value, (dict, list)):
+        return line
+    inner = indent + ' '
+    parts = ([laid_out(part, inner) for part in value]
+             if isinstance(value, list) else
+             [f'"{name}": {laid_out(part, inner)}'
+              for name, part in value.items()])
+    return (f'{line[0]}\n{inner}' + f',\n{inner}'.join(parts)
+            + f'\n{indent}{line[-1]}')
 
 
 def kept(part):
     """What the last run that was published said of its surroundings, and what
-    it measured; None if none was."""
-    file = HERE / 'results' / f'{part}.json'
-    if not file.exists():
-        return None
-    document = json.loads(file.read_text())
+    it measured."""
+    document = json.loads((HERE / 'results' / f'{part}.json').read_text())
     return document['about'], document['results']
 
 
 def shown(part, module):
     """What the page shows of what is kept."""
-    found = kept(part)
-    return (section(module, *found) if found else
-            f'Not measured yet: `script/bench --part {part} --update` does it.')
+    about, results = kept(part)
+    return f'{module.markdown(results)}\n\n*{origin(about)}*'
 
 
 def publish(part, module):
     """Writes what the documentation shows of the results that are kept."""
-    found = kept(part)
     figures = DOCS / 'performance'
-    figures.mkdir(exist_ok=True)
     for old in figures.glob(f'{part}-*.svg'):
         old.unlink()
-    if found and hasattr(module, 'draw'):
-        module.draw(found[1], figures)
+    if hasattr(module, 'draw'):
+        module.draw(kept(part)[1], figures)
     page = DOCS / 'performance.md'
     page.write_text(replace_section(page.read_text(), part,
                                     shown(part, module)))
@@ -157,11 +148,8 @@ def arguments():
         parser.error('--rounds: at least 1')
     if given.quick and given.update:
         parser.error('--quick measures nothing worth an --update')
-    if not given.from_results:
-        if given.build is None:
-            parser.error('which build?')
-        if not (given.build / 'CMakeCache.txt').exists():
-            parser.error(f'{given.build} is not a build folder')
+    if given.build is None and not given.from_results:
+        parser.error('which build?')
     return given
 
 
@@ -173,7 +161,7 @@ def measure_part(part, given, about):
     show_progress('')
     print(f'\n## {part} ({time.monotonic() - begin:.0f} s)\n\n'
           f'{module.markdown(results)}')
-    document = document_of(about, results)
+    document = laid_out({'about': about, 'results': results}) + '\n'
     folders = [given.build / 'bench']
     if given.update:
         folders.append(HERE / 'results')

@@ -39,8 +39,8 @@ class TablesTest(unittest.TestCase):
 
     def test_a_ratio_is_the_geometric_mean_of_the_trees(self):
         peers = run.load('peers')
-        ours = {tree: {'parse block': 10} for tree in peers.TREES}
-        other = {tree: {'parse new': time}
+        ours = {f'{tree}/parse block': 10 for tree in peers.TREES}
+        other = {f'{tree}/parse new': time
                  for tree, time in zip(peers.TREES, (10, 20, 40))}
         ratio, = peers.tree_ratios([{'ours': ours, 'json': other}], 'json',
                                    'parse new', 'parse block')

@@ -8,11 +8,10 @@ import chart
 import measure
 
 # Below, what a message costs that is empty hides how it grows.
-SIZES = {
-    kind: [100, 300, 1000, 3000, 10000, 30000, 100000, 300000, 1000000]
-    for kind in ('tree', 'map')}
+SIZES = [100, 300, 1000, 3000, 10000, 30000, 100000, 300000, 1000000]
 STEPS = ['parse', 'serialize', 'destroy']
-NAMES = [(kind, place) for kind in SIZES for place in ('heap', 'arena')]
+NAMES = [(kind, place) for kind in ('tree', 'map')
+         for place in ('heap', 'arena')]
 # Messages of this size are held beside one another, to see whether one large
 # message costs more than many small ones that hold as much.
 SMALL = 1000
@@ -34,22 +33,21 @@ def run(build_dir, rounds, progress):
     program = build_dir.resolve() / 'bench/cost/growth'
     largest = 10000 if rounds == 1 else 1000000
     many = (SMALL, largest // SMALL)
-    wanted = [(kind, place, size) for kind, place in NAMES
-              for size in SIZES[kind] if size <= largest]
-    wanted += [(*name, *many) for name in NAMES]
+    shapes = [(size, 1) for size in SIZES if size <= largest] + [many]
 
     def call(arguments):
         return json.loads(subprocess.run(
             [program, *map(str, arguments)], check=True,
-            capture_output=True).stdout)
+            stdout=subprocess.PIPE).stdout)
 
     found = {now: least(runs) for now, runs in measure.in_turn(
-        min(rounds, PASSES), {now: lambda now=now: call(now)
-                              for now in wanted}, progress).items()}
+        min(rounds, PASSES), {
+            (*name, *shape): lambda now=(*name, *shape): call(now)
+            for name in NAMES for shape in shapes}, progress).items()}
     return {
         'series': {', '.join(name): [
-            {'size': now[2], **numbers} for now, numbers in found.items()
-            if now[:2] == name and len(now) == 3] for name in NAMES},
+            {'size': size, **found[(*name, size, 1)]}
+            for size, _ in shapes[:-1]] for name in NAMES},
         'many': {', '.join(name): {'messages': many[1], 'size': SMALL,
                                    **found[(*name, *many)]}
                  for name in NAMES}}

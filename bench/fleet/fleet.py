@@ -1,6 +1,5 @@
 """The server and the office of examples/fleet under the load of many sites."""
 import contextlib
-import functools
 import json
 import os
 import pathlib
@@ -9,10 +8,8 @@ import sqlite3
 import statistics
 import subprocess
 import sys
-import tempfile
 import time
 
-import chart
 import measure
 
 TREE = pathlib.Path(__file__).resolve().parents[2]
@@ -24,7 +21,6 @@ PASSES = 5  # at most: each takes almost a minute
 BASE = {'sites': 1000, 'connections': 8, 'messages': 10000, 'size': 126, 'window': 1}
 # What differs from BASE. A size of 0: each site sends its whole state, once.
 ALONE = {'office': False, 'messages': 50000}
-SYNC = {**ALONE, 'messages': 4000}
 CASES = {
     'way': {
         'one by one': {},
@@ -44,10 +40,6 @@ CASES = {
         '126 bytes': {},
         '10 KB': {'messages': 1000, 'size': 10000},
         '1 MB': {'messages': 20, 'size': 1000000}},
-    'sync': {
-        'default': SYNC,
-        '10s': {**SYNC, 'sync_interval': '10s'},
-        'always': {**SYNC, 'sync_interval': 'always'}},
 }
 HEADS = ('messages/s', 'server µs', 'office µs', 'server MiB', 'office MiB')
 END = 300  # seconds after which a program counts as hanging
@@ -64,27 +56,6 @@ def build(build_dir, progress):
         progress('building site and office')
         subprocess.run(('cmake', *command), check=True, stdout=subprocess.DEVNULL)
     return programs
-
-
-def configure(sync_interval, folder, hosts):
-    file = Servers.plain(folder, hosts)
-    if sync_interval:
-        file.write_text(file.read_text().replace(
-            'store_dir:', f'sync_interval: "{sync_interval}", store_dir:'))
-    return file
-
-
-def takes(sync_interval):
-    """Whether this version of the server knows the setting."""
-    with tempfile.TemporaryDirectory() as folder:
-        file = configure(sync_interval, pathlib.Path(folder), ['127.0.0.1'])
-        tried = subprocess.run(['nats-server', '-t', '-c', file], capture_output=True, text=True,
-                               check=False, env=dict(os.environ, HOST='127.0.0.1', STORE=folder))
-    if tried.returncode == 0:
-        return True
-    if 'unknown field "sync_interval"' in tried.stderr:
-        return False
-    raise SystemExit(f'fleet.py: {tried.stderr}')
 
 
 def start_office(programs, servers):
@@ -121,8 +92,7 @@ def measure_case(programs, case):
     """Rates are until the office has stored all, or until the server has
     acknowledged all where no office works."""
     with contextlib.ExitStack() as stack:
-        servers = stack.enter_context(
-            Servers(1, functools.partial(configure, case['sync_interval'])))
+        servers = stack.enter_context(Servers(1))
         office = start_office(programs, servers)
         stack.callback(office.wait)
         stack.callback(office.kill)
@@ -154,7 +124,7 @@ def measure_case(programs, case):
 
 def whole(case, quick):
     """All settings of a case, as text: what two tables show is measured once."""
-    case = {**BASE, 'office': True, 'sync_interval': '', **case}
+    case = {**BASE, 'office': True, **case}
     if quick:
         case['sites'] = min(case['sites'], 100)
         case['messages'] = max(case['messages'] // 50, 3)
@@ -168,7 +138,7 @@ def figures(rounds):
 def run(build_dir, rounds, progress):
     programs = build(build_dir.resolve(), progress)
     wanted = {topic: {name: whole(case, rounds == 1) for name, case in cases.items()}
-              for topic, cases in CASES.items() if topic != 'sync' or takes('always')}
+              for topic, cases in CASES.items()}
     names = {}  # of each case the first one
     for cases in wanted.values():
         for name, case in cases.items():
@@ -196,15 +166,6 @@ def table(cases, compared='messages/s', heads=HEADS):
         for name, case in cases.items()])
 
 
-def sync(results):
-    if 'sync' not in results['cases']:
-        return f'nats-server {results["server"]} has no `sync_interval`.'
-    return f"""\
-One by one, without an office, by the `sync_interval` of the server:
-
-{table(results['cases']['sync'], heads=HEADS[:2])}"""
-
-
 def markdown(results):
     cases = results['cases']
     return f"""\
@@ -216,28 +177,4 @@ nats-server {results['server']}, office and sites on {results['cores']} cores:
 
 {table(cases['connections'])}
 
-{table(cases['size'], 'MB/s', ('MB/s', *HEADS))}
-
-![Processor time for each message](performance/fleet-size.svg)
-
-![Peak of memory](performance/fleet-sites.svg)
-
-{sync(results)}"""
-
-
-def series(cases, places, unit):
-    return {program: [(place, statistics.median(cases[name][f'{program} {unit}']))
-                      for name, place in places.items()]
-            for program in ('server', 'office')}
-
-
-def draw(results, folder):
-    cases = results['cases']
-    chart.lines(folder / 'fleet-size.svg', 'Processor time for each message', 'bytes of a message',
-                'microseconds', series(cases['size'], {
-                    name: case.get('size', BASE['size'])
-                    for name, case in CASES['size'].items()}, 'µs'))
-    chart.lines(folder / 'fleet-sites.svg', 'Peak of memory', 'sites', 'MiB', series(
-        cases['sites'], {name: case.get('sites', BASE['sites'])
-                         for name, case in CASES['sites'].items()
-                         if case.get('size', BASE['size'])}, 'MiB'))
+{table(cases['size'], 'MB/s', ('MB/s', *HEADS))}"""

@@ -3,14 +3,12 @@
 in counts.txt: none may grow by more than 3 %. No clock is read, so a busy
 machine does no harm.
 
-Usage: count.py BUILD_FOLDER [--print]    with tarn and operations in it
-  --print  the lines for counts.txt, and no comparison
+Usage: count.py BUILD_FOLDER    with tarn and operations in it
 The numbers hold for one system, compiler and valgrind. On another one nothing is
-compared, which is said and is no failure; the lines for it are printed. The last
-line says how many passed and how many failed.
+compared, which is said and is no failure. Where one differs, the lines that
+counts.txt would have are printed. The last line says how many passed and failed.
 """
 
-import argparse
 import platform
 import re
 import subprocess
@@ -62,15 +60,14 @@ def measure(build):
         message.write_bytes(COPIES * subprocess.run(
             [build / "tarn", "encode", TYPE, EXAMPLE], stdout=subprocess.PIPE,
             check=True).stdout)
-        tarn = (build / "tarn",)
+        tarn = build / "tarn"
         operations = build / "bench" / "instructions" / "operations"
         counts = {function.lower(): count(f"--toggle-collect={function}",
                                           operations, message)
                   for function in ("Parse", "Walk", "Serialize")}
-        counts["tarn-decode"] = count(*tarn, "decode", TYPE, message, "--to",
-                                      "json")
-        counts["tarn-check"] = count(*tarn, "check", TYPE, message)
-        counts["tarn-annotate"] = count(*tarn, "annotate", TYPE, message)
+        for verb in "decode", "check", "annotate":
+            form = ("--to", "json") if verb == "decode" else ()
+            counts["tarn-" + verb] = count(tarn, verb, TYPE, message, *form)
     return counts
 
 
@@ -96,27 +93,19 @@ def compare(name, counts, before):
     return len(counts) - failed, failed
 
 
-def main():
-    parser = argparse.ArgumentParser()
-    parser.add_argument("build", type=Path)
-    parser.add_argument("--print", action="store_true")
-    options = parser.parse_args()
-    name = system(options.build)
-    counts, before = measure(options.build), recorded(name)
-    lines = [f"{name} {operation} {number}"
-             for operation, number in counts.items()]
-    if options.print:
-        print("\n".join(lines))
-        return 0
-    passed, failed = 0, 0
-    if before:
-        passed, failed = compare(name, counts, before)
-    else:
-        print(f"{len(counts)} not compared: counts.txt has nothing for {name}, "
-              "whose lines would be\n" + "\n".join(lines))
+def main(build):
+    name = system(build)
+    counts, before = measure(build), recorded(name)
+    passed, failed = compare(name, counts, before) if before else (0, 0)
+    if not before:
+        print(f"{len(counts)} not compared: no record for {name}")
+    if counts != before:
+        print("for counts.txt:", *(f"{name} {operation} {number}" for
+                                   operation, number in counts.items()),
+              sep="\n")
     print(f"{passed} passed, {failed} failed")
     return 1 if failed else 0
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    sys.exit(main(Path(sys.argv[1])))

@@ -9,43 +9,10 @@
 #include <iterator>
 #include <string>
 
+#include "values.h"
+
 namespace {
-
-using tarn::ChildTypes;
-
-int WalkModule(const tarn::Module& module) {
-  return static_cast<int>(module.uuid().size()) + module.status() +
-         module.nodeaddr() + module.fw_rev();
-}
-
-// Reads some fields of each node.
-int WalkNode(const ChildTypes& node) {
-  int sum = 0;
-  const auto add = [&sum](const auto& parent) {
-    sum += static_cast<int>(parent.uuid().size()) + parent.status();
-    for (const ChildTypes& child : parent.children()) sum += WalkNode(child);
-  };
-  switch (node.types_case()) {
-    case ChildTypes::kServer:
-      add(node.server());
-      break;
-    case ChildTypes::kClient:
-      add(node.client());
-      break;
-    case ChildTypes::kDisplay:
-      add(node.display());
-      break;
-    case ChildTypes::kDirect:
-      add(node.direct());
-      break;
-    case ChildTypes::kModule:
-      return WalkModule(node.module());
-    default:
-      break;
-  }
-  return sum;
-}
-
+#include <read_generated.h>
 }  // namespace
 
 // Found by these names, and so not made part of main().
@@ -56,10 +23,8 @@ extern "C" {
   return message->ParseFromString(bytes);
 }
 
-[[gnu::noinline]] int Walk(const tarn::ModsConfigured& message) {
-  int sum = 0;
-  for (const ChildTypes& node : message.modsconfigured()) sum += WalkNode(node);
-  return sum;
+[[gnu::noinline]] uint64_t Walk(const tarn::ModsConfigured& message) {
+  return Read(message);
 }
 
 [[gnu::noinline]] bool Serialize(const tarn::ModsConfigured& message,

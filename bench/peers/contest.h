@@ -3,6 +3,8 @@
 #define SCHEMA_BENCH_PEERS_CONTEST_H_
 
 #include <benchmark/benchmark.h>
+#include <google/protobuf/arena.h>
+#include <google/protobuf/util/json_util.h>
 
 #include <array>
 #include <cstdlib>
@@ -31,6 +33,47 @@ inline const std::array<Tree, 3>& Trees() {
        {"tree, 50 KB", FixedNetwork(2, 22)},
        {"tree, 1.2 MB", FixedNetwork(1, 540)}}};
   return trees;
+}
+
+// An arena with a block of memory that takes the messages of these bytes, one
+// after the other.
+template <typename T>
+class Block {
+ public:
+  explicit Block(const std::string& bytes)
+      : memory_(SpaceFor(bytes)), arena_(Options(memory_)) {}
+
+  // The message made before goes.
+  T* Create() {
+    arena_.Reset();
+    return google::protobuf::Arena::CreateMessage<T>(&arena_);
+  }
+
+ private:
+  static size_t SpaceFor(const std::string& bytes) {
+    google::protobuf::Arena arena;
+    google::protobuf::Arena::CreateMessage<T>(&arena)->ParseFromString(bytes);
+    return arena.SpaceAllocated() + 1024;
+  }
+  static google::protobuf::ArenaOptions Options(std::vector<char>& memory) {
+    google::protobuf::ArenaOptions options;
+    options.initial_block = memory.data();
+    options.initial_block_size = memory.size();
+    return options;
+  }
+
+  std::vector<char> memory_;
+  google::protobuf::Arena arena_;
+};
+
+// JSON with the keys of the schema, and numbers for enums.
+inline std::string JsonOf(const google::protobuf::Message& message) {
+  google::protobuf::util::JsonPrintOptions options;
+  options.always_print_enums_as_ints = true;
+  options.preserve_proto_field_names = true;
+  std::string text;
+  if (!MessageToJsonString(message, &text, options).ok()) std::abort();
+  return text;
 }
 
 // Times operation(), and with it the destruction of what it makes.

@@ -6,10 +6,11 @@ usage: generate.py DESCRIPTOR_SET FOLDER
 FOLDER gets
   read_generated.h    Read(message): a sum over all values, as Code has them
   read_flatbuffers.h  the same for the tables of tree.fbs
-  make_flatbuffers.h  Make(message, builder): the same values in a buffer
   walk_protozero.h    Walk<Type>(reader): the same, of bytes
-  structs.h           plain structs with the keys of all members
-  tree.fbs            the schema for FlatBuffers, where numbers stand for enums
+  read_json.h         Read(object, &message), by simdjson
+  write_json.h        Write(message, out), by RapidJSON
+  tree.fbs            the schema for FlatBuffers: of a oneof all members, and
+                      numbers for enums, so that it takes the same JSON
 """
 import pathlib
 import sys
@@ -20,27 +21,34 @@ FIELD = descriptor_pb2.FieldDescriptorProto
 KINDS = {FIELD.TYPE_BOOL: 'bool', FIELD.TYPE_INT32: 'int32',
          FIELD.TYPE_ENUM: 'enum', FIELD.TYPE_STRING: 'string',
          FIELD.TYPE_MESSAGE: 'message'}
-# For each file the function of a type, and what each kind of field adds to it.
+AT_KEY = 'if (key == "{name}") '
+EACH = 'for (auto x : field.value().get_array()) '
+WRITE = 'out.Key("{name}"), Write(m.{lower}(), out);'
+WRITE_LIST = (
+    'if (!m.{lower}().empty()) {{ out.Key("{name}"); out.StartArray(); '
+    'for (const auto& x : m.{lower}()) Write(x, out); out.EndArray(); }}')
+SUM = '  uint64_t sum = 0;\n{fields}  return sum;\n'
+# For each file the function of a type, its body, and what each kind of field
+# adds to it.
 FUNCTIONS = {
-    'read_generated.h': ('Read(const tarn::{type}& m)', '{fields}', {
+    'read_generated.h': ('uint64_t Read(const tarn::{type}& m)', SUM, {
         'number': 'sum += Code(m.{lower}());',
         'string': 'sum += Code(m.{lower}());',
         'message': 'if (m.has_{lower}()) sum += Read(m.{lower}());',
         'numbers': 'for (const int x : m.{lower}()) sum += Code(x);',
         'messages': 'for (const auto& x : m.{lower}()) sum += Read(x);'}),
-    'read_flatbuffers.h': ('Read(const tarn_fb::{type}& m)', '{fields}', {
-        'number': 'sum += Code(m.{lower}());',
-        'string': 'sum += Code(View(m.{lower}()));',
-        'message': 'if (m.{lower}() != nullptr) sum += Read(*m.{lower}());',
-        'choice': 'if (m.types_type() == tarn_fb::Types_{sub}) '
-                  'sum += Read(*m.types_as_{sub}());',
-        'numbers': 'for (const int x : Elements(m.{lower}())) sum += Code(x);',
-        'messages':
-            'for (const auto* x : Elements(m.{lower}())) sum += Read(*x);'}),
+    'read_flatbuffers.h': ('uint64_t Read(const tarn_fb::{type}& m)', SUM, {
+        'number': 'sum += Code(m.{member}());',
+        'string': 'sum += Code(flatbuffers::GetStringView(m.{member}()));',
+        'message': 'if (m.{member}() != nullptr) sum += Read(*m.{member}());',
+        'numbers': 'if (m.{member}() != nullptr) '
+                   'for (const int x : *m.{member}()) sum += Code(x);',
+        'messages': 'if (m.{member}() != nullptr) '
+                    'for (const auto* x : *m.{member}()) sum += Read(*x);'}),
     'walk_protozero.h': (
-        'Walk{type}(protozero::pbf_reader in)',
-        'while (in.next()) switch (in.tag()) {{\n'
-        '{fields}    default: in.skip();\n  }}\n', {
+        'uint64_t Walk{type}(protozero::pbf_reader in)',
+        '  uint64_t sum = 0;\n  while (in.next()) switch (in.tag()) {{\n'
+        '{fields}    default: in.skip();\n  }}\n  return sum;\n', {
             'number': 'case {number}: sum += Code(in.get_{kind}()); break;',
             'string': 'case {number}: sum += Code(in.get_view()); break;',
             'message':
@@ -48,33 +56,32 @@ FUNCTIONS = {
             'numbers': 'case {number}: for (const auto x : '
                        'in.get_packed_{kind}()) sum += Code(x); break;',
             'messages':
-                'case {number}: sum += Walk{sub}(in.get_message()); break;'})}
-# What a table points to is written before it is.
-ADD = 'out.add_{lower}({lower});'
-PARTS = {
-    'number': '',
-    'string': 'Offset<flatbuffers::String> {lower}; if (!m.{lower}().empty()) '
-              '{lower} = builder.CreateString(m.{lower}());',
-    'message': 'Offset<tarn_fb::{sub}> {lower}; if (m.has_{lower}()) '
-               '{lower} = Make(m.{lower}(), builder);',
-    'numbers': 'const auto {lower} = builder.CreateVector('
-               'm.{lower}().data(), m.{lower}().size());',
-    'messages': 'std::vector<Offset<tarn_fb::{sub}>> {lower}; '
-                'for (const auto& x : m.{lower}()) '
-                '{lower}.push_back(Make(x, builder)); '
-                'const auto {lower}_at = CreateList({lower}, builder);'}
-ADDITIONS = {
-    'number': 'out.add_{lower}(m.{lower}());', 'string': ADD, 'message': ADD,
-    'choice': 'if (m.has_{lower}()) {{ out.add_types_type('
-              'tarn_fb::Types_{sub}); out.add_types({lower}.Union()); }}',
-    'numbers': ADD, 'messages': 'out.add_{lower}({lower}_at);'}
-MEMBERS = {'number': '{cpp} {name} = 0;', 'string': 'std::string {name};',
-           'message': 'std::unique_ptr<{sub}> {name};',
-           'numbers': 'std::vector<int32_t> {name};',
-           'messages': 'std::vector<{sub}> {name};'}
-TABLES = {'number': '{lower}: {fbs};', 'string': '{lower}: string;',
-          'message': '{lower}: {sub};',
-          'numbers': '{lower}: [int32];', 'messages': '{lower}: [{sub}];'}
+                'case {number}: sum += Walk{sub}(in.get_message()); break;'}),
+    'read_json.h': (
+        'void Read(ondemand::object in, tarn::{type}* m)',
+        '  for (auto field : in) {{\n'
+        '    const std::string_view key = field.unescaped_key();\n'
+        '{fields}    throw std::runtime_error("unknown key");\n  }}\n', {
+            'number': AT_KEY + 'm->set_{lower}('
+                      'Get<decltype(m->{lower}())>(field.value())); else',
+            'string': AT_KEY +
+                      'm->set_{lower}(Get<std::string>(field.value())); else',
+            'message': AT_KEY +
+                       'Read(field.value(), m->mutable_{lower}()); else',
+            'numbers': AT_KEY + EACH +
+                       'm->add_{lower}(Get<decltype(m->{lower}(0))>(x.value()));'
+                       ' else',
+            'messages': AT_KEY + EACH + 'Read(x.value(), m->add_{lower}()); else'}),
+    'write_json.h': (
+        'void Write(const tarn::{type}& m, Writer& out)',
+        '  out.StartObject();\n{fields}  out.EndObject();\n', {
+            'number': 'if (m.{lower}()) ' + WRITE,
+            'string': 'if (!m.{lower}().empty()) ' + WRITE,
+            'message': 'if (m.has_{lower}()) ' + WRITE,
+            'numbers': WRITE_LIST, 'messages': WRITE_LIST})}
+TABLES = {'number': '{name}: {fbs};', 'string': '{name}: string;',
+          'message': '{name}: {sub};',
+          'numbers': '{name}: [int32];', 'messages': '{name}: [{sub}];'}
 
 
 def names(field):
@@ -85,13 +92,12 @@ def names(field):
         sys.exit(f'generate.py: {field.name} is of a kind that trees lack')
     if many:
         what = 'messages' if kind == 'message' else 'numbers'
-    elif field.HasField('oneof_index'):
-        what = 'choice'
     elif kind not in ('string', 'message'):
         what = 'number'
     return {'what': what, 'kind': kind, 'name': field.name,
             'lower': field.name.lower(), 'number': field.number,
-            'cpp': 'bool' if kind == 'bool' else 'int32_t',
+            # flatc knows a keyword of C++20.
+            'member': field.name + '_' * (field.name == 'module'),
             'fbs': 'bool' if kind == 'bool' else 'int32',
             'sub': field.type_name.rsplit('.', 1)[-1]}
 
@@ -111,69 +117,30 @@ def tree_types(descriptor_set):
     return types
 
 
-def line(lines, field):
-    """The line of a field; a choice is a message where nothing else is said."""
-    what = field['what']
-    return lines.get(what, lines['message']).format(**field)
-
-
 def functions(types, head, body, lines):
     for name in types:
-        yield f'uint64_t {head.format(type=name)};\n'
+        yield f'{head.format(type=name)};\n'
     for name, fields in types.items():
-        inner = ''.join(f'  {line(lines, field)}\n'
+        inner = ''.join(f'    {lines[field["what"]].format(**field)}\n'
                         for field in fields)
-        yield (f'uint64_t {head.format(type=name)} {{\n'
-               f'  uint64_t sum = 0;\n{body.format(fields=inner)}'
-               '  return sum;\n}\n')
-
-
-def makers(types):
-    for name in types:
-        yield (f'Offset<tarn_fb::{name}> Make(const tarn::{name}& m, '
-               'Builder& builder);\n')
-    for name, fields in types.items():
-        parts, additions = (
-            ''.join(f'  {line(lines, field)}\n'
-                    for field in fields) for lines in (PARTS, ADDITIONS))
-        yield (f'Offset<tarn_fb::{name}> Make(const tarn::{name}& m, '
-               f'Builder& builder) {{\n{parts}'
-               f'  tarn_fb::{name}Builder out(builder);\n{additions}'
-               '  return out.Finish();\n}\n')
-
-
-def structs(types):
-    for name in types:
-        yield f'struct {name};\n'
-    for name, fields in types.items():
-        yield f'struct {name} {{\n'
-        for field in fields:
-            yield f'  {line(MEMBERS, field)}\n'
-        visits = ' ||\n        '.join(
-            f'visit("{field["name"]}", {field["name"]})' for field in fields)
-        yield ('  template <typename V>\n'
-               '  [[gnu::always_inline]] bool Visit(V visit) {\n'
-               f'    return {visits};\n  }}\n}};\n')
+        yield (f'{head.format(type=name)} {{\n'
+               f'{body.format(fields=inner)}}}\n')
 
 
 def tables(types):
     yield 'namespace tarn_fb;\n'
     for name, fields in types.items():
-        choices = [field['sub'] for field in fields
-                   if field['what'] == 'choice']
-        if choices:
-            yield f'union Types {{ {", ".join(choices)} }}\n'
-        lines = ['types: Types;'] if choices else [
-            line(TABLES, field) for field in fields]
-        yield f'table {name} {{ {" ".join(lines)} }}\n'
+        members = ' '.join(TABLES[field['what']].format(**field)
+                           for field in fields)
+        yield f'table {name} {{ {members} }}\n'
+    yield 'root_type ModsConfigured;\n'
 
 
 def main(descriptor_set, folder):
     types = tree_types(descriptor_pb2.FileDescriptorSet.FromString(
         pathlib.Path(descriptor_set).read_bytes()))
     files = {name: functions(types, *how) for name, how in FUNCTIONS.items()}
-    files |= {'make_flatbuffers.h': makers(types), 'structs.h': structs(types),
-              'tree.fbs': tables(types)}
+    files['tree.fbs'] = tables(types)
     for name, text in files.items():
         (pathlib.Path(folder) / name).write_text(''.join(text))
 

@@ -29,7 +29,8 @@ AGAINST = {
     'lite runtime, both with an arena': ('lite', BEST, BEST),
     'protobuf-c': ('protobuf_c', FOREIGN, BEST),
     'nanopb': ('nanopb', FOREIGN, BEST),
-    'JSON, simdjson and RapidJSON': ('json', FOREIGN, BEST),
+    'JSON, simdjson and RapidJSON':
+        ('json', ('parse block', 'serialize array'), BEST),
     'protozero, a walk that stores nothing':
         ('protozero', ('walk', None), BEST)}
 # A processor that is shared runs for seconds on end at another speed. All is
@@ -44,23 +45,19 @@ def pin():
 
 
 def measure(program, seconds):
-    """The time of each operation of a program in ns, {payload: {operation:
-    time}}, and what else it says."""
+    """The time of each operation of a program in ns, {"payload/operation":
+    time}, and what else it says."""
     command = [program, '--benchmark_format=json',
                f'--benchmark_min_time={seconds}']
     done = json.loads(subprocess.run(
         command, check=True, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
         preexec_fn=pin).stdout)
-    times = {}
-    for entry in done['benchmarks']:
-        payload, operation = entry['name'].split('/')
-        times.setdefault(payload, {})[operation] = entry['cpu_time']
-    return times, done['context']
+    return ({entry['name']: entry['cpu_time'] for entry in done['benchmarks']},
+            done['context'])
 
 
 def one_round(number, programs, quick, progress):
-    """The least time of each operation, {name: {payload: {operation:
-    time}}}."""
+    """The least time of each operation, {name: {"payload/operation": time}}."""
     names = list(programs)
     first = number % len(names)
     times = {name: {} for name in names}
@@ -68,16 +65,10 @@ def one_round(number, programs, quick, progress):
         # Each round begins with another program.
         for name in names[first:] + names[:first]:
             progress(f'round {number + 1}, turn {turn + 1} of {TURNS}, {name}')
-            keep_least(times[name], measure(
-                programs[name], 0.00001 if quick else 0.003)[0])
+            now, _ = measure(programs[name], 0.00001 if quick else 0.003)
+            times[name] = {operation: min(time, times[name].get(operation, time))
+                           for operation, time in now.items()}
     return times
-
-
-def keep_least(times, others):
-    for payload, operations in others.items():
-        kept = times.setdefault(payload, {})
-        for operation, time in operations.items():
-            kept[operation] = min(time, kept.get(operation, time))
 
 
 def summary(numbers):
@@ -90,7 +81,7 @@ def tree_ratios(rounds, peer, theirs, ours):
     """How many times as long a peer takes, as the geometric mean of the trees,
     in each round."""
     return [statistics.geometric_mean(
-        times[peer][tree][theirs] / times['ours'][tree][ours]
+        times[peer][f'{tree}/{theirs}'] / times['ours'][f'{tree}/{ours}']
         for tree in TREES) for times in rounds]
 
 
@@ -110,11 +101,8 @@ def run(build_dir, rounds, progress):
                 for number in range(rounds)]
     sizes = {name: int(measure(programs[name], 0.00001)[1][TREES[1]])
              for name in ('ours', 'json', 'flatbuffers')}
-    times = {name: {payload: {
-        operation: summary([one[name][payload][operation] for one in measured])
-        for operation in operations}
-        for payload, operations in measured[0][name].items()}
-        for name in CONTESTANTS}
+    times = {operation: summary([one['ours'][operation] for one in measured])
+             for operation in measured[0]['ours']}
     against = {label: [
         their and summary(tree_ratios(measured, peer, their, our))
         for their, our in zip(theirs, ours)]
@@ -126,10 +114,10 @@ def run(build_dir, rounds, progress):
 
 def number(time):
     """Two digits and a unit, of a time in ns."""
-    for unit, size in (('ns', 1), ('µs', 1e3), ('ms', 1e6), ('s', 1e9)):
-        if time < 995 * size or unit == 's':
-            return f'{digits(time / size)} {unit}'
-    raise ValueError(time)
+    unit, size = next((unit, size) for unit, size in (
+        ('ns', 1), ('µs', 1e3), ('ms', 1e6), ('s', 1e9))
+        if time < 995 * size or unit == 's')
+    return f'{digits(time / size)} {unit}'
 
 
 def spread(ratio):
@@ -172,11 +160,12 @@ def times_as_long(slow, fast):
 
 
 def advice_table(results):
-    times = results['times']['ours']
+    def time(payload, operation):
+        return results['times'][f'{payload}/{operation}']
     return table(
         ['message', 'use', 'time', 'rather than', 'times as long'],
-        [(payload, good, number(times[payload][fast][0]), bad,
-          times_as_long(times[payload][slow], times[payload][fast]))
+        [(payload, good, number(time(payload, fast)[0]), bad,
+          times_as_long(time(payload, slow), time(payload, fast)))
          for payload, fast, slow, good, bad in ADVICE])
 
 

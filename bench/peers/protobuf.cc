@@ -1,8 +1,6 @@
 // The generated classes: of the library as it ships, of the same sources in a
 // plain build, or of the lite runtime. One program of each, since two of them
 // cannot be in one process.
-#include <google/protobuf/arena.h>
-
 #include "contest.h"
 
 namespace {
@@ -10,37 +8,6 @@ namespace {
 #include <read_generated.h>
 
 using google::protobuf::Arena;
-
-// An arena with a block of memory that takes the messages of these bytes, one
-// after the other.
-template <typename T>
-class Block {
- public:
-  explicit Block(const std::string& bytes)
-      : memory_(SpaceFor(bytes)), arena_(Options(memory_)) {}
-
-  // The message made before goes.
-  T* Create() {
-    arena_.Reset();
-    return Arena::CreateMessage<T>(&arena_);
-  }
-
- private:
-  static size_t SpaceFor(const std::string& bytes) {
-    Arena arena;
-    Arena::CreateMessage<T>(&arena)->ParseFromString(bytes);
-    return arena.SpaceAllocated() + 1024;
-  }
-  static google::protobuf::ArenaOptions Options(std::vector<char>& memory) {
-    google::protobuf::ArenaOptions options;
-    options.initial_block = memory.data();
-    options.initial_block_size = memory.size();
-    return options;
-  }
-
-  std::vector<char> memory_;
-  Arena arena_;
-};
 
 template <typename T>
 void ToArray(const T& message, std::string* array) {
