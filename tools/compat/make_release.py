@@ -21,7 +21,7 @@ from .tree import (RELEASE, TREE, parse_version, released_version,
 from .verdict import CannotTell, next_version, worst
 
 # The examples that later releases are to compile and run.
-CLIENTS = ("arena", "first", "forms", "reflection", "unknown_fields")
+CLIENTS = ("arena", "controller", "first", "forms", "reflection", "unknown_fields")
 
 
 def git(*arguments):
