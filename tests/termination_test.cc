@@ -285,6 +285,23 @@ TEST(Streams, BoundedReadStopsAtItsBound) {
   EXPECT_FALSE(error.ParseFromBoundedZeroCopyStream(&longer, 6));
 }
 
+// The runtime cannot give back what it has read of the next block.
+TEST(Streams, BoundedReadThrowsAtAnEndOfAGroupBeforeTheEndOfABlock) {
+  tests::CapturedLog log;
+  const std::string bytes = wire::Hex("08 05 0C 12 01 61 12 01 61 12 01 61");
+  tarn::Err error;
+  ArrayInputStream blocks(bytes.data(), bytes.size(), 6);
+  EXPECT_THROW(error.ParseFromBoundedZeroCopyStream(&blocks, bytes.size()),
+               google::protobuf::FatalException);
+  ArrayInputStream one(bytes.data(), bytes.size());
+  EXPECT_FALSE(error.ParseFromBoundedZeroCopyStream(&one, bytes.size()));
+  ArrayInputStream unbounded(bytes.data(), bytes.size(), 6);
+  EXPECT_FALSE(error.ParseFromZeroCopyStream(&unbounded));
+  std::istringstream stream(bytes);
+  EXPECT_FALSE(error.ParseFromIstream(&stream));
+  EXPECT_FALSE(error.ParseFromString(bytes));
+}
+
 TEST(Streams, EveryWayOfWritingGivesTheSameBytes) {
   ForEachMessage([](const Message& prototype) {
     const auto message = tests::Filled(prototype);

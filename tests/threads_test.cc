@@ -1,5 +1,8 @@
 // Several threads at once: reading and serializing one object that nobody
 // changes, and parsing into objects of their own.
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <atomic>
 #include <functional>
 #include <thread>
@@ -131,6 +134,31 @@ TEST(Threads, BuildOnOneArena) {
     ASSERT_EQ(built[i]->prices_size(), kRounds);
     EXPECT_EQ(built[i]->prices(kRounds - 1).line_num(), i);
   }
+}
+
+TEST(Threads, ChildOfAForkUsesMessagesWhileThreadsDo) {
+  tarn::ModsAvailable message;
+  tests::FillEveryField(&message, 1, 5);
+  const std::string bytes = tests::BytesOf(message);
+  std::vector<int> good(kThreads);
+  InThreads([&](int i) {
+    for (int round = 0; round < kRounds / 10; ++round) {
+      tarn::ModsAvailable own;
+      if (i > 0) {
+        good[i] += own.ParseFromString(bytes) && tests::BytesOf(own) == bytes;
+        continue;
+      }
+      const pid_t child = fork();
+      if (child == 0) {
+        _exit(own.ParseFromString(bytes) && tests::BytesOf(own) == bytes ? 7
+                                                                         : 1);
+      }
+      int status = 0;
+      good[i] += waitpid(child, &status, 0) == child && WIFEXITED(status) &&
+                 WEXITSTATUS(status) == 7;
+    }
+  });
+  EXPECT_EQ(good, std::vector<int>(kThreads, kRounds / 10));
 }
 
 }  // namespace

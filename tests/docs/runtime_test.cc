@@ -1,7 +1,10 @@
-// What docs/compatibility.md says the runtime decides: its table of bytes, and
-// the statements beside it that other tests do not hold.
+// What docs/compatibility.md and docs/security.md say of the runtime: the table
+// of bytes, and the statements that other tests do not hold.
 #include <google/protobuf/arena.h>
+#include <google/protobuf/io/zero_copy_stream_impl_lite.h>
 #include <google/protobuf/stubs/common.h>
+#include <google/protobuf/text_format.h>
+#include <google/protobuf/util/json_util.h>
 #include <gtest/gtest.h>
 #include <tarn/Network.pb.h>
 #include <tarn/Tarn.pb.h>
@@ -87,6 +90,52 @@ TEST(Runtime, CountsTheEntriesOfMaps) {
   EXPECT_EQ(int{tarn::NetworkStatusReport::kIndexInFileMessages}, 26);
   EXPECT_NE(Section().find("26 for `NetworkStatusReport`, which is message 24"),
             std::string::npos);
+}
+
+TEST(Runtime, SetsMemoryAsideForATextThatAStreamOnlyAnnounces) {
+  const std::string bytes = "\x0A\x80\xDA\xC4\x09 20 MB";
+  tarn::Server server;
+  EXPECT_FALSE(server.ParseFromString(bytes));
+  EXPECT_LT(server.name().capacity(), 100u);
+  google::protobuf::io::ArrayInputStream stream(bytes.data(), bytes.size());
+  EXPECT_FALSE(server.ParseFromBoundedZeroCopyStream(&stream, bytes.size()));
+  EXPECT_LT(server.name().capacity(), 100u);
+  google::protobuf::io::ArrayInputStream endless(bytes.data(), bytes.size());
+  EXPECT_FALSE(server.ParseFromZeroCopyStream(&endless));
+  EXPECT_GE(server.name().capacity(), 20000000u);
+
+  const std::string gigabyte = "\x0A\x80\x80\x80\x80\x04...";
+  tarn::Server other;
+  google::protobuf::io::ArrayInputStream more(gigabyte.data(), gigabyte.size());
+  EXPECT_FALSE(other.ParseFromZeroCopyStream(&more));
+  EXPECT_LE(other.name().capacity(), 50000000u);
+}
+
+constexpr char kSecret[] = "hunter2";
+
+TEST(Runtime, LogsTheFieldAndNotItsText) {
+  tests::CapturedLog log;
+  tarn::Wifi wifi;
+  const wire::Writer bytes =
+      wire::Writer().Bytes(2, std::string(kSecret) + "\xFF");
+  EXPECT_FALSE(wifi.ParseFromString(bytes.bytes()));
+  ASSERT_EQ(log.lines().size(), 1u);
+  EXPECT_NE(log.lines()[0].find("'tarn.Wifi.pass'"), std::string::npos);
+  EXPECT_EQ(log.lines()[0].find(kSecret), std::string::npos);
+}
+
+TEST(Runtime, QuotesTheTextAndTheJsonThatItRefuses) {
+  tests::CapturedLog log;
+  tarn::Wifi wifi;
+  EXPECT_FALSE(google::protobuf::TextFormat::ParseFromString(
+      std::string("pass: ") + kSecret, &wifi));
+  ASSERT_EQ(log.lines().size(), 1u);
+  EXPECT_NE(log.lines()[0].find(kSecret), std::string::npos);
+  const auto status = google::protobuf::util::JsonStringToMessage(
+      std::string("{\"pass\": ") + kSecret + "}", &wifi);
+  EXPECT_NE(status.ToString().find(kSecret), std::string::npos);
+  wifi.set_pass(kSecret);
+  EXPECT_NE(wifi.DebugString().find(kSecret), std::string::npos);
 }
 
 }  // namespace

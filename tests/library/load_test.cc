@@ -5,7 +5,9 @@
 #include <google/protobuf/message.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <memory>
+#include <string>
 
 namespace {
 
@@ -45,6 +47,16 @@ TEST_F(Load, RuntimeMakesMessagesAfterTheLibraryWasClosed) {
 TEST_F(Load, OpensAgainAfterItWasClosed) {
   OpenAndClose();
   OpenAndClose();
+}
+
+// The runtime takes each schema file once.
+TEST_F(Load, OfASecondCopyEndsTheProcess) {
+  const std::string copy = testing::TempDir() + "/libschema_copy.so";
+  std::filesystem::copy_file(LIBSCHEMA, copy,
+                             std::filesystem::copy_options::overwrite_existing);
+  OpenAndClose();
+  EXPECT_DEATH(dlopen(copy.c_str(), RTLD_NOW | RTLD_LOCAL),
+               "File already exists in database");
 }
 
 }  // namespace
