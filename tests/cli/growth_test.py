@@ -11,70 +11,11 @@ import sys
 import tempfile
 import unittest
 
+from shapes import SHAPES
 from wire import field
 
 TARN = sys.argv[1]
 EXTRA = int(sys.argv[2]) << 20
-
-
-def server(uuid, children, name=b''):
-    return field(1, field(1, name) + field(4, uuid) + children)
-
-
-def tree(size, byte):
-    """A long uuid above many nodes without one, at many depths."""
-    node = b''
-    for _ in range(20):
-        length = size // 40
-        children = field(7, field(2, b'')) * (length // 4) + (field(7, node) if node else b'')
-        node = field(2, field(4, byte * length) + children)
-    return field(1, node)
-
-
-def long_name(size, byte):
-    children = b''.join(field(7, field(2, field(4, byte + b'%d' % i))) for i in range(size // 20))
-    return field(1, server(b'u', children, b'n' * (size // 2)))
-
-
-def long_port(size, byte):
-    half = size // 4
-    nodes = field(5, field(2, field(4, byte))) * (half // 8)
-    return b''.join(field(1, field(5, nodes + field(6, port * half))) for port in (b'x', b'y'))
-
-
-def truth_table(size, byte):
-    """A long key of an entry with many values."""
-    row = field(1, b'k' * (size // 2)) + field(8, byte * (size // 2))
-    return field(1, row)
-
-
-def equal_ids(size, byte):
-    return field(1, field(1, b'a') + field(5, byte)) * (size // 8)
-
-
-def other_order(size, byte):
-    ids = [b'%06d' % i for i in range(size // 12)]
-    return b''.join(field(1, field(1, i)) for i in (ids if byte == b'\0' else reversed(ids)))
-
-
-def moved_nodes(size, byte):
-    ids = [b'%06d' % i for i in range(size // 16)]
-    children = b''.join(field(7, field(2, field(4, i))) for i in ids)
-    return field(1, server(byte, children))
-
-
-def bare_nodes(size, byte):
-    return field(1, b'') * (size // 2) if byte == b'\0' else b''
-
-
-def unknown_fields(size, byte):
-    return field(100, byte) * (size // 4)
-
-
-SHAPES = [('ModsConfigured', tree), ('ModsConfigured', long_name), ('ModsConfigured', long_port),
-          ('HwIdGroups', truth_table), ('KT4Products', equal_ids), ('KT4Products', other_order),
-          ('ModsConfigured', moved_nodes), ('ModsConfigured', bare_nodes),
-          ('Server', unknown_fields)]
 
 
 def run(arguments):
@@ -125,6 +66,15 @@ class LimitsTest(unittest.TestCase):
                 _, small = self.diff(name, shape, 20000)
                 _, large = self.diff(name, shape, 80000)
                 self.assertLess(large, 5 * small)
+
+    def test_ten_million_empty_elements_take_little_more_than_their_bytes(self):
+        elements = field(1, b'') * 10 ** 7
+        path = self.write('elements', elements)
+        for verb in ['decode', '--to=json'], ['annotate']:
+            code, memory, output = run([*verb, 'ModsConfigured', path, '--from=binary'])
+            self.assertEqual(code, 0)
+            self.assertGreater(output, 10 ** 7)
+            self.assertLess(memory, 2 * len(elements) + EXTRA, verb)
 
     def test_text_with_many_marks_of_comments_is_encoded(self):
         """Hours of work, if each mark looked for the beginning of its line."""
