@@ -101,12 +101,14 @@ class Walker {
   void Broken(Problem problem, const char* at, const Item& item);
   // Reports a varint at p that is too long or is cut off at `end`.
   void BrokenVarint(const char* p, const char* end, int limit, Item item);
-  // Reports a value that is longer than the top record.
+  // Reports a value, or a tag that is not read yet, that is longer than the top
+  // record.
   void Overrun(const Item& item) {
     if (AtInputEnd()) {
       Broken(Problem::kCutOff, top().end, item);
     } else {
-      Broken(Problem::kPastEnd, item.value, item);
+      Broken(Problem::kPastEnd, item.value != nullptr ? item.value : item.begin,
+             item);
     }
   }
 
