@@ -176,6 +176,46 @@ def agreement(update):
     check(right == page.read_text(), 'docs/agreement.md: not what tarn prints')
 
 
+def is_test(name):
+    """Whether there is a test of that name, as CTest has it."""
+    if name.count('.') == 2:
+        _, suite, case = name.split('.')
+        head = re.compile(rf'TEST(_[FP])?\({suite}, {case}\)')
+        return any(head.search(file.read_text())
+                   for file in TREE.glob('tests/**/*.cc'))
+    subject, _, rest = name.partition('.')
+    return (TREE / f'tests/{subject}/{rest}_test.py').exists() or any(
+        re.search(rf'(NAME |add_fuzzer\(){re.escape(name)}\b', file.read_text())
+        for folder in ('tests', 'fuzz', 'bench')
+        for file in TREE.glob(f'{folder}/**/CMakeLists.txt'))
+
+
+def promises():
+    """Numbered one after the other, each with tests; limits as they are tried."""
+    page = 'docs/security.md'
+    text = (TREE / page).read_text()
+    found = re.findall(r'^(\d+)\. (.*?)(?=^\d+\. |^#|\Z)', text, re.M | re.S)
+    check([int(number) for number, _ in found] == list(range(1, len(found) + 1)),
+          f'{page}: promises are not numbered one after the other')
+    check(len(found) > 20, f'{page}: only {len(found)} promises')
+    for number, promise in found:
+        named = re.findall(r'(?<!\*)\*(`[^*]+`)\*(?!\*)', promise)
+        check(named, f'{page}: promise {number} names no test')
+        for name in re.findall('`([^`]+)`', ' '.join(named)):
+            check(is_test(name), f'{page}: there is no test {name}')
+    near = (TREE / 'tests/robust/near.cc').read_text()
+    limits = [int(re.search(rf'{name} = (\d+);', near)[1])
+              for name in ('kForEachByte', 'kBeside')]
+    said = (f'at most {limits[0]} bytes for each byte of the message, and '
+            f'{limits[1]} bytes beside')
+    check(said in ' '.join(text.split()), f'{page}: does not say {said}')
+    worst = json.loads((TREE / 'bench/results/worst.json').read_text())
+    for now in worst['results']['types']:
+        for place in now['heap'], now['arena']:
+            check(place['memory'] < limits[0] * place['bytes'],
+                  f'{page}: {now["type"]} takes more')
+
+
 def nothing_by_hand():
     """What CONTRIBUTING says of proto/schema.cc."""
     text = (TREE / 'proto/schema.cc').read_text()
@@ -221,6 +261,7 @@ total = sum(page_test(page, UPDATE) for page in pages)
 counts(UPDATE)
 agreement(UPDATE)
 nothing_by_hand()
+promises()
 check(total >= 8, f'only {total} blocks in {len(pages)} pages')
 if not UPDATE:
     for failure in failures:
