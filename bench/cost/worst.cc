@@ -12,7 +12,6 @@
 // in turn. Numbers of packed lists and entries of maps are left out: one byte
 // becomes 16 at most, and 48 of an unknown field.
 #include <google/protobuf/arena.h>
-#include <malloc.h>
 #include <tarn/Network.pb.h>
 #include <tarn/Tarn.pb.h>
 
@@ -22,37 +21,12 @@
 #include <iostream>
 #include <map>
 #include <memory>
-#include <new>
 #include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
-// Bytes that are allocated, with what glibc adds to each piece, and the most
-// that there were. The runtime, its arenas and the standard library all
-// allocate by these operators.
-static uint64_t live = 0;
-static uint64_t peak = 0;
-
-static uint64_t SizeOf(void* piece) {
-  return malloc_usable_size(piece) + sizeof(size_t);
-}
-
-void* operator new(size_t size) {
-  void* piece = std::malloc(size);
-  if (piece == nullptr) throw std::bad_alloc();
-  live += SizeOf(piece);
-  peak = std::max(peak, live);
-  return piece;
-}
-
-void operator delete(void* piece) noexcept {
-  if (piece == nullptr) return;
-  live -= SizeOf(piece);
-  std::free(piece);
-}
-
-void operator delete(void* piece, size_t) noexcept { operator delete(piece); }
+#include "heap.h"
 
 namespace {
 
@@ -178,23 +152,24 @@ void Parse(const std::string& bytes, Message* message) {
 
 // The most memory that is held while the bytes are parsed.
 uint64_t Peak(const Descriptor& type, bool on_arena, const std::string& bytes) {
-  const uint64_t before = live;
-  peak = live;
+  const uint64_t before = HeapNow().live;
+  ResetPeak();
   WithMessage(type, on_arena,
               [&bytes](Message* message) { Parse(bytes, message); });
-  return peak - before;
+  return HeapNow().peak - before;
 }
 
 // As many units as are worst, found by parsing one after the other.
 Input Repeated(const Descriptor& type, bool on_arena, const Unit& unit) {
   int worst_count = 0;
   double worst = 0;
-  const uint64_t before = live;
+  const uint64_t before = HeapNow().live;
   WithMessage(type, on_arena, [&](Message* message) {
     for (int count = 1; count <= kMost; ++count) {
-      peak = live;
+      ResetPeak();
       Parse(unit.bytes, message);
-      const double for_each = static_cast<double>(peak - before) / count;
+      const double for_each =
+          static_cast<double>(HeapNow().peak - before) / count;
       if (count < kFewest || for_each <= worst) continue;
       worst = for_each;
       worst_count = count;
