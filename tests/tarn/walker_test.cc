@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 #include <google/protobuf/message.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -194,6 +196,44 @@ TEST_F(WalkerTest, LengthsAreBoundedAsTheRuntimeBoundsThem) {
     }
   }
   EXPECT_EQ(accepted_, 5);
+}
+
+// Bytes that end where readable memory ends: of 32-bit addresses, so high that
+// a length leads past the last one.
+class HighBytes {
+ public:
+  explicit HighBytes(const std::string& bytes) : size_(bytes.size()) {
+    pages_ = static_cast<char*>(
+        ::mmap(reinterpret_cast<void*>(uintptr_t{0xF0000000}), 2 * kPage,
+               PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    ::mprotect(pages_ + kPage, kPage, PROT_NONE);
+    bytes.copy(pages_ + kPage - size_, size_);
+  }
+  ~HighBytes() { ::munmap(pages_, 2 * kPage); }
+  std::string_view get() const { return {pages_ + kPage - size_, size_}; }
+
+ private:
+  const size_t kPage = ::sysconf(_SC_PAGESIZE);
+  const size_t size_;
+  char* pages_;
+};
+
+TEST_F(WalkerTest, LengthsMayLeadPastTheLastAddress) {
+  constexpr uint64_t kLongest = 0x7FFFFFEF;
+  const Writer record =
+      Writer().Tag(1, wire::kLength).Overlong(kLongest, 5).Raw("\x0A\x02\x0A");
+  const Writer text =
+      Writer().Tag(1, wire::kLength).Overlong(kLongest, 5).Raw("a");
+  const HighBytes records(record.bytes()), texts(text.bytes());
+  const auto last = reinterpret_cast<uintptr_t>(texts.get().data());
+  EXPECT_TRUE(sizeof(void*) > 4 || last + kLongest > UINT32_MAX);
+  const Damage cut =
+      FindDamage(schema_.Find("ModsConfigured"), records.get(), 0);
+  EXPECT_EQ(cut.offset, 9u);
+  EXPECT_EQ(cut.path, "modsConfigured[0].server.name");
+  EXPECT_EQ(FindDamage(schema_.Find("Server"), texts.get(), 0).reason,
+            "cut off inside tarn.Server.name: 1 of its 2147483631 bytes are "
+            "there");
 }
 
 struct BrokenMessage {

@@ -11,6 +11,7 @@
 #include <iostream>
 #include <new>
 #include <sstream>
+#include <stdexcept>
 
 #include "command.h"
 #include "command_line.h"
@@ -157,6 +158,9 @@ ExitCode RunAndReport(const Arguments& arguments) {
     return failure.code();
   } catch (const std::bad_alloc&) {
     // The size asked for is more than any memory has.
+    EndWithoutMemory();
+  } catch (const std::length_error&) {
+    // With 32 bits, texts end below the largest size that --max-size allows.
     EndWithoutMemory();
   }
 }

@@ -25,8 +25,8 @@ class FieldEnds : public WalkVisitor {
 
  private:
   void Add(const Stack& stack, const Item& item) {
-    const size_t end = item.end - bytes_.data();
-    if (stack.depth() == 0 && end <= bytes_.size()) ends.push_back(end);
+    if (stack.depth() != 0 || item.cut()) return;
+    ends.push_back(item.end - bytes_.data());
   }
 
   std::string_view bytes_;

@@ -44,7 +44,7 @@ uint64_t Reader::known_size() const {
   return known ? status.st_size : 0;
 }
 
-bool Reader::Fill(size_t size) {
+bool Reader::Fill(uint64_t size) {
   while (end_ - begin_ < size) {
     if (fd_ < 0) return false;
     if (begin_ + size > buffer_.size() || begin_ == end_) {
@@ -70,7 +70,7 @@ bool Reader::Fill(size_t size) {
   return true;
 }
 
-bool Reader::ReadLine(size_t max_size, std::string* line) {
+bool Reader::ReadLine(uint64_t max_size, std::string* line) {
   size_t known = 0;  // bytes without a line feed in them
   while (true) {
     const size_t end = window().find('\n', known);

@@ -39,11 +39,11 @@ class Reader {
 
   // Reads until the window has at least `size` bytes. Returns false if the file
   // ends before.
-  bool Fill(size_t size);
+  bool Fill(uint64_t size);
 
   // Takes a line without its end. Returns false if there is no line left. A
   // line of more than `max_size` bytes throws a Failure.
-  bool ReadLine(size_t max_size, std::string* line);
+  bool ReadLine(uint64_t max_size, std::string* line);
 
   void Consume(size_t size) {
     begin_ += size;

@@ -102,7 +102,7 @@ class SpanFinder : public WalkVisitor {
       notes_.push_back({Note::kUnknownGroup});
     } else {
       NoteRepetition(stack, item, Note::kMergesWithEarlier);
-      if (item.end > stack.top().end) notes_.push_back({Note::kCutOff});
+      if (item.cut()) notes_.push_back({Note::kCutOff});
     }
     Draw(stack, Span::kRecord, item, item.data);
   }
@@ -160,7 +160,7 @@ class SpanFinder : public WalkVisitor {
       notes_.push_back({Note::kOverlongTag});
     }
     if (item.wire() == 2 && item.data - item.value > 1 &&
-        item.data - item.value > VarintSize(item.end - item.data)) {
+        item.data - item.value > VarintSize(item.number_value)) {
       notes_.push_back({Note::kOverlongLength});
     }
   }

@@ -18,20 +18,25 @@ inline constexpr int kMaxDepth = 100;
 
 // One tag with its value. The parts follow one another in the input: [begin,
 // value) tag, [value, data) length of a length-delimited value or nothing,
-// [data, end) the value itself.
+// [data, end) the value itself, as far as it is there.
 struct Item {
   const char* begin = nullptr;
   const char* value = nullptr;
   const char* data = nullptr;
   const char* end = nullptr;
   uint32_t tag = 0;
-  uint64_t number_value = 0;     // of a varint or a fixed one, as read
+  uint64_t number_value = 0;     // as read: of a varint or a fixed one; or the
+                                 // length of a length-delimited one
   const Field* field = nullptr;  // null: not known, or not with this wire type
 
   uint32_t number() const { return tag >> 3; }
   uint32_t wire() const { return tag & 7; }
   std::string_view bytes() const {
     return {data, static_cast<size_t>(end - data)};
+  }
+  // Whether less is there than the length says. Not for elements of a list.
+  bool cut() const {
+    return wire() == 2 && number_value > static_cast<uint64_t>(end - data);
   }
 };
 

@@ -25,9 +25,9 @@ std::string Bytes(uint64_t count) {
   return std::to_string(count) + (count == 1 ? " byte" : " bytes");
 }
 
-// Whether the length of an item is known and may be shown.
+// Whether an item is longer than what is there, and its length may be shown.
 bool CanCount(const Item& item, const Stack& stack) {
-  return item.data != nullptr && item.end != nullptr &&
+  return item.end != nullptr && item.cut() &&
          (item.field != nullptr || !IsMasked(stack));
 }
 
@@ -35,10 +35,10 @@ bool CanCount(const Item& item, const Stack& stack) {
 std::string CutOff(const Error& error, const Stack& stack) {
   const Item& item = error.item;
   const char* end = stack.top().end;
-  if (CanCount(item, stack) && item.end > end) {
+  if (CanCount(item, stack)) {
     return "cut off inside " + Name(item, stack) + ": " +
            std::to_string(end - item.data) + " of its " +
-           Bytes(item.end - item.data) + " are there";
+           Bytes(item.number_value) + " are there";
   }
   if (item.tag == 0 && item.begin != end) {
     return "cut off inside a tag of " + Name(item, stack);
@@ -50,9 +50,9 @@ std::string PastEnd(const Error& error, const Stack& stack) {
   const Item& item = error.item;
   const Frame& frame = stack.top();
   const std::string record = Name(Item(), stack);
-  if (CanCount(item, stack) && item.end > frame.end) {
+  if (CanCount(item, stack)) {
     return "length runs past the end of " + record + ": " +
-           Bytes(item.end - item.data) + " announced, " +
+           Bytes(item.number_value) + " announced, " +
            std::to_string(frame.end - item.data) + " left";
   }
   if (item.tag == 0) return "tag runs past the end of " + record;

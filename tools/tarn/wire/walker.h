@@ -183,7 +183,7 @@ inline void Walker<Visitor>::Known(Item& item) {
       return Text(item);
     case Kind::kMessage:
       if (!Length(&item, true)) return;
-      return Enter(item, item.end > top().end);
+      return Enter(item, item.cut());
     case Kind::kNone:
       break;
   }
@@ -276,9 +276,7 @@ void Walker<Visitor>::EndGroup(const Item& item) {
 template <class Visitor>
 inline void Walker<Visitor>::Enter(const Item& item, bool clipped) {
   if (stack_.depth_ == kMaxDepth) {
-    Item whole = item;
-    if (clipped) whole.end = top().end;
-    return Broken(Problem::kTooDeep, item.begin, whole);
+    return Broken(Problem::kTooDeep, item.begin, item);
   }
   visitor_.Enter(stack_, item);
   const Frame& outer = top();
@@ -286,7 +284,7 @@ inline void Walker<Visitor>::Enter(const Item& item, bool clipped) {
   frame.field = item.field;
   frame.begin = item.begin;
   frame.data = item.data;
-  frame.end = clipped || item.field == nullptr ? outer.end : item.end;
+  frame.end = item.field == nullptr ? outer.end : item.end;
   frame.seen = 0;
   frame.clipped = clipped;
   if (item.field == nullptr) {
@@ -329,8 +327,13 @@ inline bool Walker<Visitor>::Length(Item* item, bool may_be_clipped) {
       return false;
     }
   }
-  item->end = item->data + length;
-  if (length <= static_cast<uint64_t>(end - item->data)) return true;
+  item->number_value = length;
+  if (length <= static_cast<uint64_t>(end - item->data)) {
+    item->end = item->data + length;
+    return true;
+  }
+  // With 32 bits, no address need be as far away as the length says.
+  item->end = end;
   if (may_be_clipped && AtInputEnd()) return true;
   Overrun(*item);
   return false;
