@@ -5,7 +5,7 @@ information of the library. `tarn-print` needs none: it finds the class of a
 message by its address. Both read memory and call nothing, so that core files do.
 Absent fields, and zero and empty ones, are left out, as in the text format.
 """
-from memory import Unreadable, unpack
+from memory import Foreign, Unreadable, unpack
 from printer import Printer
 from schema import schema
 
@@ -82,6 +82,8 @@ settings of `print`, such as `set print elements`, hold here, too."""
             raise gdb.GdbError(str(error)) from error
         try:
             known = schema()
+        except Foreign as error:
+            raise gdb.GdbError("Messages are shown on amd64 and 64-bit Arm alone.") from error
         except Unreadable as error:
             raise gdb.GdbError("The program has not loaded libschema.") from error
         try:

@@ -17,6 +17,10 @@ class Unreadable(Exception):
     """What is in memory cannot be a part of a message."""
 
 
+class Foreign(Unreadable):
+    """Messages of this processor lie in memory in another way."""
+
+
 def read(address, size):
     try:
         return bytes(gdb.selected_inferior().read_memory(address, size)) if size else b""
@@ -26,6 +30,12 @@ def read(address, size):
 
 def unpack(layout, address):
     return struct.unpack("<" + layout, read(address, struct.calcsize("<" + layout)))
+
+
+def require_known_processor():
+    machine = gdb.selected_inferior().architecture().name()
+    if not machine.startswith(("i386:x86-64", "aarch64")):
+        raise Foreign
 
 
 def require(condition):

@@ -4,7 +4,7 @@ import functools
 import struct
 from collections import namedtuple
 
-from memory import Unreadable, read, require, unpack
+from memory import Unreadable, read, require, require_known_processor, unpack
 
 import gdb
 
@@ -133,6 +133,7 @@ def schema():
             address = table_address(stem, gdb.selected_inferior().num)
         except gdb.error as error:
             raise Unreadable from error
+        require_known_processor()
         table = read(address, struct.calcsize(TABLE))
         _, _, size, descriptor, *_, count, _, _, _ = struct.unpack(TABLE, table)
         require(0 < size < 1 << 20 and 0 < count < 1 << 12)
