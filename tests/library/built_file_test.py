@@ -26,10 +26,13 @@ from reference import schema_table
 
 LIBRARY = DEBUG_FILE = VERSION = OBJDUMP = COMPILER = PROFILE = ""
 
-# How code begins that an indirect branch may lead to: endbr64; bti c, or paciasp
-# which also signs the return address.
+# How code begins that an indirect branch may lead to, on processors that look:
+# endbr64; bti c, or paciasp which also signs the return address.
 BRANCH_TARGETS = {"EM_X86_64": {"f30f1efa"},
                   "EM_AARCH64": {"5f2403d5", "3f2303d5"}}
+
+# Where the guard of the stack is not a variable of the loader.
+GUARDED = ("EM_X86_64", "EM_S390")
 
 # The messages, and the entry classes of the maps.
 DEFAULT_INSTANCES = schema_table.MESSAGES + schema_table.MAPS
@@ -45,6 +48,9 @@ class BuiltFile(unittest.TestCase):
     @classmethod
     def tearDownClass(cls):
         cls.file.close()
+
+    def order(self):
+        return "little" if self.elf.little_endian else "big"
 
     def tags(self, name):
         return [t for t in self.dynamic.iter_tags() if t.entry.d_tag == name]
@@ -108,7 +114,7 @@ class BuiltFile(unittest.TestCase):
                     self.elf.get_section_by_name(".dynsym").iter_symbols()
                     if s["st_shndx"] == "SHN_UNDEF"}
         self.assertEqual("__stack_chk_fail" in imported,
-                         self.elf.header.e_machine == "EM_X86_64")
+                         self.elf.header.e_machine in GUARDED)
 
     def units(self):
         """What the debug information says of each compiled source."""
@@ -157,26 +163,32 @@ class BuiltFile(unittest.TestCase):
         self.assertEqual(os.path.basename(DEBUG_FILE), "libschema.debug")
         with open(DEBUG_FILE, "rb") as debug:
             checksum = zlib.crc32(debug.read())
-        self.assertEqual(data[-4:], checksum.to_bytes(4, sys.byteorder))
+        self.assertEqual(data[-4:], checksum.to_bytes(4, self.order()))
         with open(DEBUG_FILE, "rb") as debug:
             self.assertTrue(ELFFile(debug).has_dwarf_info())
 
     def initialisers(self):
         """Names of the functions run on loading, in the order of running."""
-        array = self.elf.get_section_by_name(".init_array").header
-        end = array.sh_addr + array.sh_size
+        array = self.elf.get_section_by_name(".init_array")
+        start, data = array.header.sh_addr, array.data()
+        size = self.elf.elfclass // 8
         addresses = {}
         for section in self.elf.iter_sections():
             if isinstance(section, RelocationSection):
                 for entry in section.iter_relocations():
-                    if array.sh_addr <= entry["r_offset"] < end:
-                        addresses[entry["r_offset"]] = entry["r_addend"]
+                    at = entry["r_offset"] - start
+                    if not 0 <= at < len(data):
+                        continue
+                    # Where relocations hold no address, the array does.
+                    addresses[at] = (
+                        entry["r_addend"] if entry.is_RELA() else
+                        int.from_bytes(data[at:at + size], self.order()))
         with open(DEBUG_FILE, "rb") as debug:
             symbols = {s["st_value"]: s.name
                        for s in ELFFile(debug).get_section_by_name(
                            ".symtab").iter_symbols()
                        if s["st_info"]["type"] == "STT_FUNC"}
-        return [symbols[addresses[offset]] for offset in sorted(addresses)]
+        return [symbols[addresses[at]] for at in sorted(addresses)]
 
     def calls(self, function):
         """What one function calls, in order."""
@@ -184,13 +196,18 @@ class BuiltFile(unittest.TestCase):
             symbol, = ELFFile(debug).get_section_by_name(
                 ".symtab").get_symbol_by_name(function)
         start, size = symbol["st_value"], symbol["st_size"]
+        options = []
+        if self.elf.header.e_machine == "EM_ARM" and start & 1:
+            start, options = start - 1, ["-M", "force-thumb"]
         text = subprocess.run(
-            [OBJDUMP, "-d", "--no-show-raw-insn", f"--start-address={start}",
+            [OBJDUMP, "-d", "--no-show-raw-insn", *options,
+             f"--start-address={start}",
              f"--stop-address={start + size}", LIBRARY],
             check=True, stdout=subprocess.PIPE, encoding="utf-8").stdout
         # Calls and jumps, direct or by way of the linkage table; jumps within
         # the function itself have an offset after the name.
-        names = re.findall(r"(?:call|jmp|bl|b)\s.*<([^>+]+)>", text)
+        names = re.findall(r"(?:call|jmp|blx?|b(?:\.[nw])?|brasl|jg)\s"
+                           r".*<([^>+]+?)(?:@plt[^>]*)?>", text)
         return [name.split("@")[0] for name in names]
 
     def initialisers_of_the_streams(self):
@@ -217,11 +234,13 @@ class BuiltFile(unittest.TestCase):
         names = [n for n in self.initialisers() if n.startswith("_GLOBAL_")]
         streams = self.initialisers_of_the_streams()
         first, second, *rest = map(self.calls, names)
-        self.assertEqual(first, ["__cxa_atexit"] * DEFAULT_INSTANCES)
+        at_exit = ("__aeabi_atexit" if self.elf.header.e_machine == "EM_ARM"
+                   else "__cxa_atexit")
+        self.assertEqual(first, [at_exit] * DEFAULT_INSTANCES)
         add = ("_ZN6google8protobuf8internal20AddDescriptorsRunnerC1EPKNS1_"
                "15DescriptorTableE")
         self.assertEqual(second, [add] * 2)
-        self.assertEqual(rest, [[name, "__cxa_atexit"] for name in streams])
+        self.assertEqual(rest, [[name, at_exit] for name in streams])
 
     def test_only_the_start_files_add_initialisers(self):
         others = [n for n in self.initialisers()
@@ -231,6 +250,10 @@ class BuiltFile(unittest.TestCase):
 
 if __name__ == "__main__":
     LIBRARY, DEBUG_FILE, VERSION, OBJDUMP, COMPILER, PROFILE = sys.argv[1:7]
+    with open(LIBRARY, "rb") as library:
+        if ELFFile(library).header.e_machine not in BRANCH_TARGETS:
+            del (BuiltFile.
+                 test_exported_functions_begin_with_the_mark_of_a_branch_target)
     if PROFILE != "trained":
         del BuiltFile.test_is_laid_out_by_its_profile
     if PROFILE == "unoptimised":

@@ -112,6 +112,13 @@ class Bootstrap(unittest.TestCase):
                             for name in self.installable())
         self.assertIn(" cmake ", self.run_it(DEBIAN_12, installed=installed)[2])
 
+    def test_asks_for_the_libraries_of_another_processor(self):
+        for processor in ("arm64", "armhf", "s390x"):
+            calls = self.run_it(DEBIAN_13, processor)[2]
+            self.assertIn(f"--add-architecture {processor}\n",
+                          calls.split("apt-get", 1)[0])
+            self.assertRegex(calls, f"install .* libprotobuf-dev:{processor} ")
+
     def test_knows_the_new_name_of_a_library(self):
         installed = "".join(
             f"{name.replace('minimal4', 'minimal4t64')} installed amd64\n"
