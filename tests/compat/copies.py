@@ -58,10 +58,13 @@ def make_copy(tree, optimization="-O0"):
         file.write(f"/{modules}\n")
     # No guard depends on the profile, which each build would train anew, nor on
     # how long the compiler takes to make the library fast. One example program
-    # is enough to see that programs are built and run.
+    # is enough to see that programs are built and run, and one more processor to
+    # see that others are compared.
     for edit in (Edit("proto/profile/Profile.cmake", r"where that works\" ON",
                       'where that works" OFF'),
                  Edit(CMAKE, r":-O3>", f":{optimization}>"),
+                 Edit("tools/compat/build.py", r"^PROCESSORS = .*?$",
+                      'PROCESSORS = ("amd64", "arm64")'),
                  Edit("tools/compat/make_release.py", r"^CLIENTS = .*?$",
                       'CLIENTS = ("first",)')):
         edit.apply(tree)

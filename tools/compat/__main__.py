@@ -2,11 +2,11 @@
 compatible addition, source break, binary break or wire break, and the version
 that the verdict asks for.
 
-Usage: script/check-compat [--schema] [--packaged] [--processor amd64|arm64]...
+Usage: script/check-compat [--schema] [--packaged] [--processor PROCESSOR]...
   --schema     only what the schema files and the golden messages say, with no
                build: quick, but an "identical" then holds for these alone
   --packaged   what script/package built last, if it is of this tree
-  --processor  builds for these alone; programs are run for amd64
+  --processor  for amd64, arm64 or armhf alone; programs are run for amd64
 Exit status: 0 the tree's version allows the verdict, 1 it is too low for it,
 2 the comparison could not be made. What is compared: docs/compatibility.md
 """
@@ -24,7 +24,7 @@ from .verdict import CannotTell, next_version, worst
 def main():
     parser = argparse.ArgumentParser(
         usage="script/check-compat [--schema] [--packaged] "
-              "[--processor amd64|arm64]...")
+              "[--processor PROCESSOR]...")
     parser.add_argument("--schema", action="store_true")
     parser.add_argument("--packaged", action="store_true")
     parser.add_argument("--processor", action="append", choices=PROCESSORS)

@@ -10,7 +10,7 @@ from typing import NamedTuple
 from .commands import run
 from .verdict import CannotTell
 
-PROCESSORS = ("amd64", "arm64")
+PROCESSORS = ("amd64", "arm64", "armhf")
 
 
 class Install(NamedTuple):
@@ -33,7 +33,9 @@ class Install(NamedTuple):
 
 
 def configure(source, processor):
-    """By the rules and flags of debian/."""
+    """By the rules and flags of debian/, with the compiler that they ask for."""
+    if processor != "amd64":
+        run("script/bootstrap", processor, cwd=source)
     run("dpkg-architecture", f"-a{processor}", "-c", "debian/rules",
         "override_dh_auto_configure", cwd=source)
 

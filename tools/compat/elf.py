@@ -63,6 +63,16 @@ def relocations(elf):
                 yield entry, symbols.get_symbol(number) if number else None
 
 
+def target(elf, entry, section):
+    """What a relocation puts into a section, which itself holds it if the
+    relocation does not."""
+    if entry.is_RELA():
+        return entry["r_addend"]
+    start = entry["r_offset"] - section.header.sh_addr
+    return int.from_bytes(section.data()[start:start + elf.elfclass // 8],
+                          "little" if elf.little_endian else "big")
+
+
 def is_own_data(symbol):
     return (symbol is not None and symbol["st_shndx"] != "SHN_UNDEF"
             and symbol["st_info"]["type"] == "STT_OBJECT")
@@ -79,13 +89,14 @@ def symbol_facts(elf):
 
 def loading_facts(elf, debug):
     """The functions that run on loading."""
-    array = elf.get_section_by_name(".init_array").header
+    array = elf.get_section_by_name(".init_array")
     names = {s["st_value"]: s.name for s in
              debug.get_section_by_name(".symtab").iter_symbols()
              if s["st_info"]["type"] == "STT_FUNC"}
-    started = {names.get(entry["r_addend"], "a function without a name")
+    start, size = array.header.sh_addr, array.header.sh_size
+    started = {names.get(target(elf, entry, array), "a function without a name")
                for entry, _ in relocations(elf)
-               if 0 <= entry["r_offset"] - array.sh_addr < array.sh_size}
+               if 0 <= entry["r_offset"] - start < size}
     # How many there are for the library's own source depends on the compiler.
     return sorted({"runs on loading: " + re.sub("^_GLOBAL__sub_I.*",
                                                 "the library's own", name)
