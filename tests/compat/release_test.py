@@ -32,8 +32,8 @@ COMMANDS = [
     "script/release --first X.Y.Z", ".ci/run", "script/soak",
     'git tag -a vX.Y.Z -m "libschema X.Y.Z"',
     "script/check-reproducible amd64",
-    ".ci/fresh-debian trixie 'script/package amd64 && script/package arm64'",
-    ".ci/fresh-install bookworm", ".ci/fresh-install trixie",
+    ".ci/fresh-debian trixie 'script/package amd64 && script/package armhf'",
+    ".ci/fresh-install bookworm arm64", ".ci/fresh-install trixie armhf",
     "git push --follow-tags", "git tag -d vX.Y.Z"]
 
 # Where each release is installed.
