@@ -36,7 +36,7 @@ void SpanJson::Describe(const Stack& stack, const Span& span) {
   json_.Key("tagSize").Number(item.value - item.begin);
   if (item.wire() == 2) {
     json_.Key("lengthSize").Number(item.data - item.value);
-    json_.Key("length").Number(item.number_value);
+    json_.Key("length").Number(item.length());
   }
   if (span.kind == Span::kField || span.kind == Span::kUnknown) Value(span);
 }

@@ -143,7 +143,7 @@ void SpanTable::Describe(const Stack& stack, const Span& span) {
     std::memcpy(p, wire.data(), wire.size());
     p += wire.size() + 1;
     if (item.wire() == 2) {
-      p = std::to_chars(p, p + 20, item.number_value).ptr + 1;
+      p = std::to_chars(p, p + 20, item.length()).ptr + 1;
     }
   }
   if (span.kind == Span::kGroupEnd) return out_.Advance(p - 1);

@@ -160,7 +160,7 @@ class SpanFinder : public WalkVisitor {
       notes_.push_back({Note::kOverlongTag});
     }
     if (item.wire() == 2 && item.data - item.value > 1 &&
-        item.data - item.value > VarintSize(item.number_value)) {
+        item.data - item.value > VarintSize(item.length())) {
       notes_.push_back({Note::kOverlongLength});
     }
   }

@@ -26,7 +26,7 @@ struct Item {
   const char* end = nullptr;
   uint32_t tag = 0;
   uint64_t number_value = 0;     // as read: of a varint or a fixed one; or the
-                                 // length of a length-delimited one
+                                 // length of a value that is cut off
   const Field* field = nullptr;  // null: not known, or not with this wire type
 
   uint32_t number() const { return tag >> 3; }
@@ -34,10 +34,10 @@ struct Item {
   std::string_view bytes() const {
     return {data, static_cast<size_t>(end - data)};
   }
-  // Whether less is there than the length says. Not for elements of a list.
-  bool cut() const {
-    return wire() == 2 && number_value > static_cast<uint64_t>(end - data);
-  }
+  // Of a length-delimited value, but not of an element of a list: whether less
+  // is there than the length says, and this length.
+  bool cut() const { return wire() == 2 && number_value != 0; }
+  uint64_t length() const { return cut() ? number_value : end - data; }
 };
 
 // A record that the walk is inside of.

@@ -37,8 +37,8 @@ std::string CutOff(const Error& error, const Stack& stack) {
   const char* end = stack.top().end;
   if (CanCount(item, stack)) {
     return "cut off inside " + Name(item, stack) + ": " +
-           std::to_string(end - item.data) + " of its " +
-           Bytes(item.number_value) + " are there";
+           std::to_string(end - item.data) + " of its " + Bytes(item.length()) +
+           " are there";
   }
   if (item.tag == 0 && item.begin != end) {
     return "cut off inside a tag of " + Name(item, stack);
@@ -52,7 +52,7 @@ std::string PastEnd(const Error& error, const Stack& stack) {
   const std::string record = Name(Item(), stack);
   if (CanCount(item, stack)) {
     return "length runs past the end of " + record + ": " +
-           Bytes(item.number_value) + " announced, " +
+           Bytes(item.length()) + " announced, " +
            std::to_string(frame.end - item.data) + " left";
   }
   if (item.tag == 0) return "tag runs past the end of " + record;

@@ -327,13 +327,13 @@ inline bool Walker<Visitor>::Length(Item* item, bool may_be_clipped) {
       return false;
     }
   }
-  item->number_value = length;
   if (length <= static_cast<uint64_t>(end - item->data)) {
     item->end = item->data + length;
     return true;
   }
   // With 32 bits, no address need be as far away as the length says.
   item->end = end;
+  item->number_value = length;
   if (may_be_clipped && AtInputEnd()) return true;
   Overrun(*item);
   return false;
