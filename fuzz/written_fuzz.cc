@@ -41,8 +41,8 @@ bool ReadText(std::string_view text, Message* message) {
 void CheckText(const Type& type, std::string_view text) {
   const auto message = tarn::tool::NewMessage(type);
   const bool accepted = ReadText(text, message.get());
-  if (accepted &&
-      !tarn::tool::FindTextProblem(type, text, text.size()).reason.empty()) {
+  if (accepted && !tarn::tool::FindTextProblem(type, text, text.size())
+                       .reason.words.empty()) {
     Fail(type, "a problem in text that the runtime takes");
   }
   std::string bytes;

@@ -29,9 +29,9 @@ std::string ProblemIn(const std::string& type, const std::string& text) {
   Schema schema;
   const TextProblem problem =
       FindTextProblem(schema.Find(type), text, text.size());
-  return problem.reason.empty()
+  return problem.reason.words.empty()
              ? ""
-             : std::to_string(problem.offset) + ": " + problem.reason;
+             : std::to_string(problem.offset) + ": " + problem.reason.words;
 }
 
 TEST(TextCheck, NamesAndValuesAreFoundWhereTheyStand) {
@@ -86,7 +86,7 @@ TEST(TextCheck, NothingIsWrongInTextThatTheRuntimeTakes) {
       const bool takes = RuntimeTakes(type, text);
       ++(takes ? taken : refused);
       if (!takes) continue;
-      EXPECT_EQ(FindTextProblem(type, text, text.size()).reason, "")
+      EXPECT_EQ(FindTextProblem(type, text, text.size()).reason.words, "")
           << entry.path() << ":\n"
           << text;
     }

@@ -12,7 +12,6 @@
 #include <utility>
 #include <vector>
 
-#include "failure.h"
 #include "json_check.h"
 #include "salvage.h"
 #include "secrets.h"
@@ -129,14 +128,15 @@ std::string EncodeText(const Type& type, std::string_view text,
     TextPlace stop;
     stop.MoveTo(text, error.line(), error.column());
     TextProblem problem = FindTextProblem(type, text, stop.offset);
-    if (problem.reason.empty()) {
-      problem = {stop.offset, type.secret ? kSecretReason : error.message()};
+    if (problem.reason.words.empty()) {
+      problem = {stop.offset, {type.secret ? kSecretReason : error.message()}};
     }
-    throw Failure(kMalformed, place + LineAndColumn(text, problem.offset) +
-                                  ": " + problem.reason);
+    throw NotEncoded(place + LineAndColumn(text, problem.offset) + ": " +
+                         problem.reason.words,
+                     problem.reason);
   }
   if (const std::string field = MaskedInText(type, text); !field.empty()) {
-    throw Failure(kMalformed, place + MaskedReason(field));
+    throw NotEncoded(place + MaskedReason(field), {});
   }
   const size_t unknown = FindUnknownComment(text);
   if (unknown != text.npos) {
@@ -147,8 +147,9 @@ std::string EncodeText(const Type& type, std::string_view text,
   std::string bytes = Canonical(*message);
   if (WalkVisitor visitor; !Walk(type, bytes, visitor)) {
     const Damage damage = FindDamage(type, bytes, 0);
-    throw Failure(kMalformed, place + damage.path + ": " + damage.reason +
-                                  " of the encoded message");
+    throw NotEncoded(
+        place + damage.path + ": " + damage.reason + " of the encoded message",
+        {});
   }
   return bytes;
 }
@@ -157,7 +158,7 @@ std::string EncodeJson(const Type& type, std::string_view json,
                        const std::string& place) {
   const JsonFindings findings = CheckJson(type, json);
   if (!findings.problem.empty()) {
-    throw Failure(kMalformed, place + findings.problem);
+    throw NotEncoded(place + findings.problem, findings.reason);
   }
   std::string fields(json);
   if (findings.unknown_end != 0) {
@@ -182,11 +183,12 @@ std::string EncodeJson(const Type& type, std::string_view json,
       [](const Type& holder, const Field& field, std::string_view value) {
         return IsJsonValue(holder, field, value);
       });
-  if (!values.problem.empty())
-    throw Failure(kMalformed, place + values.problem);
-  throw Failure(
-      kMalformed,
-      place + (type.secret ? kSecretReason : std::string(status.message())));
+  if (!values.problem.empty()) {
+    throw NotEncoded(place + values.problem, values.reason);
+  }
+  throw NotEncoded(
+      place + (type.secret ? kSecretReason : std::string(status.message())),
+      {});
 }
 
 size_t UnderstoodText(const Type& type, std::string_view text) {

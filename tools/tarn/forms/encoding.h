@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include "failure.h"
+#include "reasons.h"
 #include "schema.h"
 
 namespace tarn::tool {
@@ -22,9 +24,22 @@ std::string Canonical(const google::protobuf::Message& message);
 std::string Canonical(const Type& type, std::string_view bytes,
                       bool unknown = true);
 
+// Why text or JSON is no message of a type.
+class NotEncoded : public Failure {
+ public:
+  NotEncoded(const std::string& message, const Refusal& reason)
+      : Failure(kMalformed, message), reason_(reason) {}
+
+  const Refusal& reason() const { return reason_; }
+
+ private:
+  Refusal reason_;
+};
+
 // Canonical bytes of a message in the text format or in JSON. An error throws a
-// Failure that begins with `place` and names line and column. A misspelt name
-// is an error, and so is nesting that a receiver does not accept. JSON may hold
+// NotEncoded that begins with `place` and names line and column. A misspelt
+// name is an error, and so is nesting that a receiver does not accept. JSON may
+// hold
 // "@unknown", as tarn writes it: it is left out, with a note on stderr.
 std::string EncodeText(const Type& type, std::string_view text,
                        const std::string& place);

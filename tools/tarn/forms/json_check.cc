@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <vector>
 
-#include "reasons.h"
 #include "secrets.h"
 
 namespace tarn::tool {
@@ -45,9 +44,13 @@ class JsonChecker {
     uint64_t set = 0;                         // those that are not null
   };
 
-  bool Fail(size_t offset, const std::string& reason) {
-    findings_.problem = LineAndColumn(json_, offset) + ": " + reason;
+  bool Fail(size_t offset, const Refusal& reason) {
+    findings_.problem = LineAndColumn(json_, offset) + ": " + reason.words;
+    findings_.reason = reason;
     return false;
+  }
+  bool Fail(size_t offset, const std::string& reason) {
+    return Fail(offset, Refusal{reason});
   }
 
   void Space() {

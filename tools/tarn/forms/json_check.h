@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "reasons.h"
 #include "schema.h"
 
 namespace tarn::tool {
@@ -15,6 +16,7 @@ namespace tarn::tool {
 struct JsonFindings {
   // "line 3, column 7: ..."; empty if no error was found.
   std::string problem;
+  Refusal reason;  // the problem without its place
   // The place of a member "@unknown" in the outermost object, with its comma;
   // empty if there is none.
   size_t unknown_begin = 0;

@@ -3,11 +3,10 @@
 
 #include <algorithm>
 
-#include "encoding.h"
 #include "failure.h"
 #include "forms.h"
-#include "json_check.h"
 #include "ranking.h"
+#include "written.h"
 
 namespace tarn::tool {
 namespace {
@@ -38,93 +37,8 @@ struct Attempt {
   bool certain = false;
   Quality quality = Quality::kNone;
   Reading reading;
-  // Of text and JSON that no type takes: why the likeliest does not.
-  std::string complaint;
-  const Type* likeliest = nullptr;
-  bool several = false;  // each line is a message
+  Refused refused;  // of text and JSON that no type takes
 };
-
-std::string Encode(const std::string& form, const Type& type,
-                   std::string_view text, const std::string& name) {
-  return form == "json" ? EncodeJson(type, text, name)
-                        : EncodeText(type, text, name);
-}
-
-// Why a text is no message of the type.
-std::string ComplaintOf(const std::string& form, const Type& type,
-                        std::string_view text, const std::string& name) {
-  try {
-    Encode(form, type, text, name);
-  } catch (const Failure& failure) {
-    return failure.what();
-  }
-  return "";
-}
-
-// The types that understand most of a text.
-std::vector<const Type*> MostLike(const std::string& form,
-                                  const std::vector<const Type*>& types,
-                                  std::string_view text) {
-  std::vector<const Type*> like;
-  size_t most = 0;
-  for (const Type* type : types) {
-    const size_t understood = form == "json" ? UnderstoodJson(*type, text)
-                                             : UnderstoodText(*type, text);
-    if (understood > most) like.clear();
-    most = std::max(most, understood);
-    if (understood == most) like.push_back(type);
-  }
-  return like;
-}
-
-// Whether the first lines are JSON, each by itself.
-bool HasJsonLines(std::string_view text) {
-  for (int i = 0; i < 2; ++i) {
-    const std::string_view line = TakeLine(&text);
-    if (Trim(line).empty() || !FindJsonProblem(line).empty()) return false;
-  }
-  return true;
-}
-
-// Says why a text is no message of the type that it is most like. Of types that
-// it is like alike, the one with a name that is nearly there counts. If there
-// are many and no such name, it is like none.
-void ExplainWritten(const std::string& name,
-                    const std::vector<const Type*>& types,
-                    std::string_view text, Attempt* attempt) {
-  constexpr size_t kMany = 20;
-  const std::string broken =
-      attempt->form == "json" ? FindJsonProblem(text) : "";
-  if (!broken.empty()) {
-    attempt->several = HasJsonLines(text);
-    attempt->complaint =
-        name + (attempt->several
-                    ? "JSON with a message in each line: cut one out"
-                    : broken);
-    return;
-  }
-  const std::vector<const Type*> like = MostLike(attempt->form, types, text);
-  bool near = false;
-  for (const Type* type : like) {
-    const std::string complaint = ComplaintOf(attempt->form, *type, text, name);
-    near = complaint.find(" did you mean ") != complaint.npos;
-    if (attempt->likeliest == nullptr || near) {
-      attempt->likeliest = type;
-      attempt->complaint = complaint;
-    }
-    if (near) break;
-  }
-  if (types.size() == 1) return;
-  if (!near && like.size() > kMany &&
-      attempt->complaint.find(" has no ") != attempt->complaint.npos) {
-    attempt->likeliest = nullptr;
-    attempt->complaint = name + "no message type takes all of these fields";
-    return;
-  }
-  attempt->complaint += " (read as " +
-                        attempt->likeliest->descriptor->full_name() +
-                        "; no other type takes it)";
-}
 
 // A message as text or JSON, for every type that takes it.
 Attempt TryWritten(const std::string& form, const std::string& name,
@@ -134,14 +48,14 @@ Attempt TryWritten(const std::string& form, const std::string& name,
   attempt.form = form;
   for (const Type* type : types) {
     try {
-      std::string bytes = Encode(form, *type, text, name);
+      std::string bytes = EncodeWritten(form, *type, text, name);
       attempt.reading.written.push_back({type, std::move(bytes)});
     } catch (const Failure& failure) {
       if (failure.code() != kMalformed) throw;
     }
   }
   if (attempt.reading.written.empty()) {
-    ExplainWritten(name, types, text, &attempt);
+    attempt.refused = ExplainWritten(form, name, types, text);
     return attempt;
   }
   attempt.reading.bytes = attempt.reading.written.front().bytes;
@@ -319,8 +233,9 @@ bool ReadInside(const std::string& name, const std::vector<const Type*>& types,
 // Ends the command for a text that no type takes.
 [[noreturn]] void Refuse(const Attempt& attempt, std::string_view input) {
   const size_t line = LineAt(input, Trim(input).data() - input.data());
-  throw NotRead(kMalformed, attempt.complaint, {attempt.form},
-                attempt.likeliest, attempt.several ? std::to_string(line) : "");
+  throw NotRead(kMalformed, attempt.refused.complaint, {attempt.form},
+                attempt.refused.likeliest,
+                attempt.refused.several ? std::to_string(line) : "");
 }
 
 Reading ReadAs(const InputOptions& options, const std::string& name,
@@ -328,7 +243,7 @@ Reading ReadAs(const InputOptions& options, const std::string& name,
   Reading reading;
   if (options.from == "text" || options.from == "json") {
     Attempt attempt = TryWritten(options.from, name, types, input);
-    if (!attempt.complaint.empty()) Refuse(attempt, input);
+    if (!attempt.refused.complaint.empty()) Refuse(attempt, input);
     return std::move(attempt.reading);
   }
   if (!FromForm(options.from, input, options.max_size, &reading.bytes)) {
@@ -377,7 +292,7 @@ void ReadAuto(const InputOptions& options, const std::string& name,
   }
   if (attempts.empty()) return;
   Attempt& likeliest = attempts.front();
-  if (!likeliest.complaint.empty()) Refuse(likeliest, input);
+  if (!likeliest.refused.complaint.empty()) Refuse(likeliest, input);
   *reading = std::move(likeliest.reading);
 }
 

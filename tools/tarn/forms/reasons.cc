@@ -27,13 +27,15 @@ std::string Suggestion(const Field& field, std::string_view value) {
 
 }  // namespace
 
-std::string NoSuchField(const Type& type, std::string_view name,
-                        const std::vector<std::string>& names) {
+Refusal NoSuchField(const Type& type, std::string_view name,
+                    const std::vector<std::string>& names) {
   // Who writes a message writes whole names, not their beginnings.
-  return type.descriptor->full_name() +
-         (type.secret ? " has no such field"
-                      : " has no field " + std::string(name)) +
-         DidYouMean(name, names, false);
+  const std::string suggestion = DidYouMean(name, names, false);
+  return {type.descriptor->full_name() +
+              (type.secret ? " has no such field"
+                           : " has no field " + std::string(name)) +
+              suggestion,
+          true, !suggestion.empty()};
 }
 
 std::string FieldTwice(const Field& field) {
@@ -46,9 +48,11 @@ std::string OtherMemberIsSet(const Field& field) {
          " is there already";
 }
 
-std::string NoValueOf(const Field& field, std::string_view value) {
-  return (field.maskable ? "this" : std::string(value)) + " is no value for " +
-         field.descriptor->full_name() + Suggestion(field, value);
+Refusal NoValueOf(const Field& field, std::string_view value) {
+  const std::string suggestion = Suggestion(field, value);
+  return {(field.maskable ? "this" : std::string(value)) + " is no value for " +
+              field.descriptor->full_name() + suggestion,
+          false, !suggestion.empty()};
 }
 
 }  // namespace tarn::tool

@@ -12,14 +12,20 @@
 
 namespace tarn::tool {
 
+struct Refusal {
+  std::string words;
+  bool no_field = false;  // a name is no field
+  bool near = false;      // something that is there is nearly spelt so
+};
+
 // `names`: those of all fields of the type, as the form spells them.
-std::string NoSuchField(const Type& type, std::string_view name,
-                        const std::vector<std::string>& names);
+Refusal NoSuchField(const Type& type, std::string_view name,
+                    const std::vector<std::string>& names);
 std::string FieldTwice(const Field& field);
 std::string OtherMemberIsSet(const Field& field);
 // `value` as it was written. A word that is no value of an enum or bool gets a
 // suggestion.
-std::string NoValueOf(const Field& field, std::string_view value);
+Refusal NoValueOf(const Field& field, std::string_view value);
 
 }  // namespace tarn::tool
 

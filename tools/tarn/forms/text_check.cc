@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "ignore_errors.h"
-#include "reasons.h"
 
 namespace tarn::tool {
 namespace {
@@ -35,7 +34,7 @@ class TextChecker {
 
   TextProblem Run() {
     Next();
-    while (more_ && problem_.reason.empty()) Step();
+    while (more_ && problem_.reason.words.empty()) Step();
     return problem_;
   }
 
@@ -58,8 +57,11 @@ class TextChecker {
     more_ = offset_ <= stop_;
   }
   void Stop() { more_ = false; }
-  void Fail(size_t offset, const std::string& reason) {
+  void Fail(size_t offset, const Refusal& reason) {
     problem_ = {offset, reason};
+  }
+  void Fail(size_t offset, const std::string& reason) {
+    Fail(offset, Refusal{reason});
   }
 
   // A field, or the end of a message.
@@ -109,7 +111,7 @@ class TextChecker {
       Fail(offset_, OtherMemberIsSet(field));
     }
     seen |= bit;
-    return problem_.reason.empty();
+    return problem_.reason.words.empty();
   }
 
   // Reads a value of a field, or an element of a list in brackets.

@@ -4,9 +4,9 @@
 #define TOOLS_TARN_TEXT_CHECK_H_
 
 #include <cstddef>
-#include <string>
 #include <string_view>
 
+#include "reasons.h"
 #include "schema.h"
 
 namespace tarn::tool {
@@ -23,8 +23,8 @@ struct TextPlace {
 };
 
 struct TextProblem {
-  size_t offset = 0;   // of the name or value in the text
-  std::string reason;  // empty: names and values are right
+  size_t offset = 0;  // of the name or value in the text
+  Refusal reason;     // without words: names and values are right
 };
 
 // The first of these errors: a name that is not a field of its message, a field
