@@ -56,9 +56,7 @@ bool AppendGroup(std::string_view group, DumpUnit unit, std::string* bytes) {
       unit == DumpUnit::kOctalBytes || unit == DumpUnit::kOctalWords;
   const size_t size = group.size();
   if (octal && size != (unit == DumpUnit::kOctalBytes ? 3u : 6u)) return false;
-  if (unit == DumpUnit::kHexWords && size != 4 && size != 8 && size != 16) {
-    return false;
-  }
+  if (unit == DumpUnit::kHexWords && size > 16) return false;
   if (size == 0 || (!octal && size % 2 != 0)) return false;
   if (unit == DumpUnit::kHexBytes) return FromHexDigits(group, bytes);
   uint64_t value = 0;
@@ -71,6 +69,11 @@ bool AppendGroup(std::string_view group, DumpUnit unit, std::string* bytes) {
     bytes->push_back(static_cast<char>(value >> (8 * i)));
   }
   return true;
+}
+
+// Whether a group is a part of a word, as xxd -e has it at the end.
+bool IsPartOfWord(std::string_view group) {
+  return group.size() != 4 && group.size() != 8 && group.size() != 16;
 }
 
 // Whether a text shows the bytes as characters, with a dot for each byte that
@@ -179,6 +182,7 @@ class DumpReader {
     row_.clear();
     gap_ = false;
     bool shown = false;
+    bool part = false;  // of a word; only characters prove that
     while (!rest.empty() && !shown && !(gap_ && row_.size() >= expected)) {
       const size_t size = std::min(rest.find_first_of(" \t"), rest.size());
       const std::string_view group = rest.substr(0, size);
@@ -188,6 +192,7 @@ class DumpReader {
         if (row_.empty() || !gap_ || !framed.empty()) return false;
         break;
       }
+      part = part || (unit_ == DumpUnit::kHexWords && IsPartOfWord(group));
       groups_of_pairs_ = groups_of_pairs_ && group.size() == 2;
       rest.remove_prefix(size);
       const size_t blanks = rest.find_first_not_of(" \t");
@@ -195,6 +200,7 @@ class DumpReader {
       rest.remove_prefix(std::min(blanks, rest.size()));
       shown = gap_ && Shows(rest, row_);
     }
+    if (part && !shown) return false;
     verified_ = verified_ && (shown || Shows(framed, row_));
     dump_.verified = verified_;
     dump_.ambiguous = !groups_of_pairs_ && !start.colon;
