@@ -88,6 +88,9 @@ class Stream {
     const Header header =
         ReadHeader(options_.frame, reader_.window().substr(0, most));
     if (header.size == 0) {
+      if (reader_.window().size() >= most && IsWrong(UINT64_MAX, true)) {
+        return options_.keep_going;
+      }
       Fail(reader_.window().size() < 10 ? "cut off inside the frame"
                                         : "a frame longer than ten bytes");
       return false;
@@ -96,13 +99,19 @@ class Stream {
     const std::string too_large = TooLarge(header.length, options_.max_size);
     const std::string length = std::to_string(header.length);
     if (!too_large.empty()) {
-      if (IsWrong(header.length)) return options_.keep_going;
+      if (IsWrong(header.length, true)) return options_.keep_going;
+      const uint64_t left = reader_.Left();
+      if (left < header.length && header.length > options_.max_size) {
+        Fail("the frame is lost: its length says " + length + ", but " +
+             std::to_string(left) + " bytes are left");
+        return false;
+      }
       Fail("message of " + length + " bytes: " + too_large);
       return options_.keep_going && Discard(&reader_, header.length);
     }
     if (!reader_.Fill(header.length)) {
       const size_t there = reader_.window().size();
-      if (IsWrong(header.length)) return options_.keep_going;
+      if (IsWrong(header.length, true)) return options_.keep_going;
       Fail("cut off inside the message: " + std::to_string(there) + " of its " +
            length + " bytes are there");
       return false;
@@ -118,7 +127,9 @@ class Stream {
     worst_ = std::max(worst_, status);
     if (ReaderHasGone() && !options_.to_the_end) return false;
     const bool go_on = status < kMalformed || options_.keep_going;
-    if (status != kFine && IsWrong(length)) return options_.keep_going;
+    if (status != kFine && IsWrong(length, status >= kMalformed)) {
+      return options_.keep_going;
+    }
     reader_.Consume(length);
     return go_on;
   }
@@ -129,18 +140,37 @@ class Stream {
     worst_ = std::max(worst_, kMalformed);
   }
 
-  // Reports a wrong length, and goes to the end of the message. Returns false
-  // if the length can be right.
-  bool IsWrong(uint64_t length) {
-    const uint64_t found = lengths_.FindLength(length, &reader_);
-    if (found == 0) return false;
-    reader_.Consume(found);
+  // Reports that the next message does not begin where the length says, and
+  // goes to where it does. Returns false if nothing tells that.
+  bool IsWrong(uint64_t length, bool broken) {
+    const NextMessage next =
+        lengths_.FindNext(start_, length, broken, &reader_);
+    // Going back twice to the same place would never end.
+    if (next.how == NextMessage::kAsLengthSays || next.offset <= in_step_) {
+      return false;
+    }
+    in_step_ = next.offset;
+    const uint64_t found = next.offset - reader_.offset();
+    const std::string on = options_.keep_going ? ", where reading goes on" : "";
+    const std::string place = "at byte " + std::to_string(next.offset) + on;
+    reader_.MoveTo(next.offset);
     record_.offset = start_;
-    Fail("the length in front is wrong: it says " + std::to_string(length) +
-         ", but after " + std::to_string(found) +
-         " bytes the next message begins, at byte " +
-         std::to_string(reader_.offset()) +
-         (options_.keep_going ? ", where reading goes on" : ""));
+    if (next.how == NextMessage::kNearby) {
+      --record_.number;
+      record_.offset = next.offset;
+      Fail("out of step: the next message begins here, not at byte " +
+           std::to_string(start_) + (on.empty() ? "" : "; it is read again"));
+    } else if (next.how == NextMessage::kAfterField) {
+      Fail("the length in front is wrong: it says " + std::to_string(length) +
+           ", but after " + std::to_string(found) +
+           " bytes the next message begins, " + place);
+    } else if (record_.number == 1) {
+      Fail("out of step: the start of the stream may be missing; messages " +
+           ("begin " + place));
+    } else {
+      Fail("out of step: no message ends where its length says; messages " +
+           ("begin again " + place));
+    }
     return true;
   }
 
@@ -151,7 +181,8 @@ class Stream {
   const StreamErrorHandler& complain_;
   Progress progress_;
   Record record_;
-  uint64_t start_ = 0;  // of the frame of the record
+  uint64_t start_ = 0;    // of the frame of the record
+  uint64_t in_step_ = 0;  // where messages went on last
   ExitCode worst_ = kFine;
 };
 

@@ -1,4 +1,5 @@
-// Tries the end of each field as the end of the message.
+// Tries the end of each field as the end of the message, and each byte as the
+// beginning of the next one.
 #include "lengths.h"
 
 #include <algorithm>
@@ -9,6 +10,12 @@
 
 namespace tarn::tool {
 namespace {
+
+// How much of a stream is looked at: of the message, and after it.
+constexpr uint64_t kMost = 1 << 20;
+constexpr uint64_t kAfter = 64 << 10;
+// So few bytes are lost, or too many, for a length that is nearly right.
+constexpr size_t kNear = 8;
 
 // Collects where the known fields of a message end, up to the first error.
 class FieldEnds : public WalkVisitor {
@@ -53,26 +60,103 @@ bool LengthCheck::Follow(std::string_view bytes, size_t at) {
   return sound == enough || (sound > 0 && ends_ && rest.empty());
 }
 
-uint64_t LengthCheck::FindLength(uint64_t length, Reader* reader) {
-  constexpr uint64_t kMost = 1 << 20;    // of the message
-  constexpr uint64_t kAfter = 64 << 10;  // after it
-  if (budget_ == 0) return 0;
-  ends_ = !reader->Fill(std::min(length, kMost) + kAfter);
-  const std::string_view bytes = reader->window();
-  if (length == bytes.size() && ends_) return 0;
-  if (length < bytes.size() && Follow(bytes, length)) return 0;
-  const std::string_view part = bytes.substr(0, std::min(length, kAfter));
+size_t LengthCheck::FindFieldEnd(std::string_view message, uint64_t length) {
+  const std::string_view part = message.substr(0, std::min(length, kAfter));
   budget_ -= std::min<uint64_t>(budget_, part.size() * types_.size());
-  FieldEnds fields(bytes);
-  Walk(*Rank(types_, part, true).front().type, bytes, fields);
+  FieldEnds fields(message);
+  Walk(*Rank(types_, part, true).front().type, message, fields);
   for (const size_t end : fields.ends) {
     if (budget_ == 0) break;
     budget_ -= 1;
-    if (end != length && Follow(bytes, end) && IsSound(bytes.substr(0, end))) {
+    if (end != length && Follow(message, end) &&
+        IsSound(message.substr(0, end))) {
       return end;
     }
   }
   return 0;
+}
+
+bool LengthCheck::GoOn(std::string_view bytes, size_t at, bool near) {
+  if (at >= bytes.size()) return false;
+  constexpr size_t kTaken = 32;
+  const int enough = types_.size() > 3 ? 4 : 3;
+  budget_ -= std::min<uint64_t>(budget_, 1);
+  int sound = 0;
+  size_t taken = 0;
+  const std::string_view rest =
+      TakeFramed(frame_, bytes.substr(at), [&](std::string_view message) {
+        if (!IsSound(message)) return false;
+        taken += message.size();
+        return ++sound < enough || taken < kTaken;
+      });
+  return (sound >= enough && taken >= kTaken) ||
+         (ends_ && rest.empty() && sound >= (near ? 1 : 2));
+}
+
+bool LengthCheck::Lead(std::string_view bytes, size_t from, size_t to) {
+  if (from > to) return false;
+  const std::string_view rest =
+      TakeFramed(frame_, bytes.substr(from, to - from),
+                 [](std::string_view) { return true; });
+  return rest.empty();
+}
+
+std::optional<size_t> LengthCheck::FindFirst(std::string_view bytes,
+                                             bool ends) {
+  ends_ = ends;
+  for (size_t at = 1; at < std::min(bytes.size(), kAfter); ++at) {
+    if (budget_ == 0) break;
+    if (GoOn(bytes, at, false)) return at;
+  }
+  return {};
+}
+
+size_t LengthCheck::FindLater(std::string_view bytes, size_t frame,
+                              size_t end) {
+  for (size_t at = frame + 1; at < bytes.size() && budget_ > 0; ++at) {
+    const bool near =
+        end <= bytes.size() && at + kNear >= end && at <= end + kNear;
+    if (!GoOn(bytes, at, near)) continue;
+    // Several broken messages are not out of step.
+    return Lead(bytes, end, at) ? 0 : at;
+  }
+  return 0;
+}
+
+NextMessage LengthCheck::FindNext(uint64_t start, uint64_t length, bool broken,
+                                  Reader* reader) {
+  NextMessage next;
+  if (budget_ == 0) return next;
+  ends_ = !reader->Fill(std::min(length, kMost) + kAfter);
+  const uint64_t at = reader->offset();
+  const std::string_view window = reader->window();
+  if (length == window.size() && ends_) return next;
+  const bool follow = length < window.size() && Follow(window, length);
+  // What a stream begins in the middle of can end at a message by chance.
+  if (follow && (!broken || start > 0)) return next;
+  const size_t header = at - start;
+  const size_t before = std::min(reader->before(), header + kNear);
+  const std::string_view bytes = reader->WindowFrom(before);
+  const size_t frame = before - header;
+  const size_t end =
+      length <= window.size() ? before + length : bytes.size() + 1;
+  for (size_t far = 1; broken && far <= kNear; ++far) {
+    if (far <= frame && GoOn(bytes, frame - far, true)) {
+      return {NextMessage::kNearby, start - far};
+    }
+    if (start > 0 && GoOn(bytes, frame + far, false)) {
+      if (Lead(bytes, end, frame + far)) return next;
+      return {NextMessage::kNearby, start + far};
+    }
+  }
+  if (!follow) {
+    const size_t end = FindFieldEnd(window, length);
+    if (end > 0) return {NextMessage::kAfterField, at + end};
+  }
+  if (!broken) return next;
+  const size_t later = FindLater(bytes, frame, end);
+  if (later == 0 || (follow && !Lead(bytes, later, end))) return next;
+  return {NextMessage::kLater, at - before + later};
 }
 
 }  // namespace tarn::tool

@@ -47,10 +47,12 @@ uint64_t Reader::known_size() const {
 bool Reader::Fill(uint64_t size) {
   while (end_ - begin_ < size) {
     if (fd_ < 0) return false;
-    if (begin_ + size > buffer_.size() || begin_ == end_) {
-      std::memmove(buffer_.data(), buffer_.data() + begin_, end_ - begin_);
-      end_ -= begin_;
-      begin_ = 0;
+    if (begin_ > kBefore &&
+        (begin_ + size > buffer_.size() || begin_ == end_)) {
+      const size_t gone = begin_ - kBefore;
+      std::memmove(buffer_.data(), buffer_.data() + gone, end_ - gone);
+      end_ -= gone;
+      begin_ = kBefore;
     }
     // The buffer grows with the bytes that arrive, not with the length that a
     // header announces.
@@ -68,6 +70,13 @@ bool Reader::Fill(uint64_t size) {
     end_ += got;
   }
   return true;
+}
+
+uint64_t Reader::Left() {
+  if (fd_ < 0) return window().size();
+  const uint64_t size = known_size();
+  if (size > offset_) return size - offset_;
+  return Fill(kFirst) ? UINT64_MAX : window().size();
 }
 
 bool Reader::ReadLine(uint64_t max_size, std::string* line) {

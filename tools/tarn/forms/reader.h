@@ -34,6 +34,18 @@ class Reader {
   // Offset of the window in the file.
   uint64_t offset() const { return offset_; }
 
+  // The window with the `size` bytes before it, of which there are up to
+  // `before()`: at least kBefore of the consumed bytes stay in memory.
+  static constexpr size_t kBefore = 32;
+  size_t before() const { return begin_; }
+  std::string_view WindowFrom(size_t size) const {
+    return std::string_view(buffer_).substr(begin_ - size,
+                                            end_ - begin_ + size);
+  }
+
+  // How many bytes are left; UINT64_MAX if that is not known.
+  uint64_t Left();
+
   // Size of the file; 0 if it is not known in advance.
   uint64_t known_size() const;
 
@@ -48,6 +60,12 @@ class Reader {
   void Consume(size_t size) {
     begin_ += size;
     offset_ += size;
+  }
+
+  // Goes to an offset of the window, or of what is kept before it.
+  void MoveTo(uint64_t offset) {
+    begin_ += offset - offset_;
+    offset_ = offset;
   }
 
  private:

@@ -147,16 +147,14 @@ std::unique_ptr<StreamSummary> SummaryOf(const Capture& capture,
     Summarize(capture, capture.stream.get(), {given}, summary.get());
     return summary;
   }
-  std::string bytes;
-  if (capture.whole) bytes = capture.stream->window();
   Summarize(capture, capture.stream.get(), types, summary.get());
   const std::vector<const Type*> expected = summary->MostTypes();
   if (summary->broken() == 0 || expected.size() != 1 || !capture.whole) {
     return summary;
   }
-  Reader again("capture", std::move(bytes));
+  capture.stream->MoveTo(0);
   auto second = std::make_unique<StreamSummary>(types, nullptr);
-  Summarize(capture, &again, expected, second.get());
+  Summarize(capture, capture.stream.get(), expected, second.get());
   return second->MostRecords() > summary->MostRecords() ? std::move(second)
                                                         : std::move(summary);
 }

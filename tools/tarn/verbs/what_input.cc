@@ -9,6 +9,7 @@
 
 #include "failure.h"
 #include "frame.h"
+#include "lengths.h"
 #include "ranking.h"
 
 namespace tarn::tool {
@@ -52,6 +53,30 @@ std::string FindFrame(const std::vector<const Type*>& types,
     found = frame;
   }
   return found;
+}
+
+// The frame with which the bytes are the rest of a stream that began before
+// them: sound messages begin early in them and go on to their end. `whole`:
+// whether the stream ends with the bytes.
+std::string FindFrameOfRest(const std::vector<const Type*>& types,
+                            std::string_view bytes, bool whole) {
+  for (const char* name : kFrames) {
+    const std::string frame = name;
+    LengthCheck check(types, frame);
+    const std::optional<size_t> first = check.FindFirst(bytes, whole);
+    if (!first || *first > bytes.size() / 2) continue;
+    uint64_t messages = 0;
+    uint64_t sound = 0;
+    const std::string_view rest =
+        TakeFramed(frame, bytes.substr(*first), [&](std::string_view message) {
+          sound += IsSound(types, message);
+          return ++messages < kMessages;
+        });
+    if (messages == sound && (rest.empty() || messages == kMessages)) {
+      return name;
+    }
+  }
+  return "";
 }
 
 bool IsMessage(const std::vector<const Type*>& types, std::string_view bytes) {
@@ -133,6 +158,7 @@ Capture ReadCapture(const InputOptions& options, Source source,
   if (large) {
     const bool binary = options.from == "auto" || options.from == "binary";
     if (frame == "none") frame = FindFrame(types, input);
+    if (frame.empty()) frame = FindFrameOfRest(types, input, false);
     if (frame.empty() || !binary) {
       throw NotRead(kMalformed,
                     "no stream, and more than " +
@@ -160,7 +186,12 @@ Capture ReadCapture(const InputOptions& options, Source source,
   if (!capture.written.empty()) return capture;
   if (frame == "none") {
     const std::string found = FindFrame(types, capture.bytes);
-    (IsMessage(types, capture.bytes) ? capture.other_frame : frame) = found;
+    if (IsMessage(types, capture.bytes)) {
+      capture.other_frame = found;
+    } else {
+      frame =
+          !found.empty() ? found : FindFrameOfRest(types, capture.bytes, true);
+    }
     if (frame.empty()) frame = "none";
   }
   if (frame != "none") {

@@ -140,6 +140,11 @@ void StreamSummary::NoteOdd(const Record& record) {
 }
 
 void StreamSummary::Fail(const Record& record, const std::string& reason) {
+  // The record after it was read from a wrong place, and is read again.
+  if (last_broken_ > record.number) {
+    if (broken_-- <= shown_.size()) shown_.pop_back();
+    last_broken_ = shown_.empty() ? 0 : shown_.back().record;
+  }
   records_ = record.number;
   AddBroken({record.number, record.offset, "", reason});
 }
