@@ -100,6 +100,7 @@ def outputs():
         for path in sorted(CORPUS.glob(f"*/{kind}/*.binpb")):
             yield "what", run(["what", f"--type={kind}", "--from=binary", path]), 1
     yield "what", run(["what", '{"nmae": ""}']), 1
+    yield "what", run(["what", "--type=ModsConfigured"], 2 * bytes.fromhex("0a050a03220161")), 1
     for reader in READERS:
         yield "conform", run(["conform", f"--corpus={CORPUS}", "--timeout=1", "--only=Server",
                               "--only=ModsConfigured", "--only=BaseMsg/one_hundred_groups"],

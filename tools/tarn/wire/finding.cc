@@ -17,23 +17,12 @@ void PrintFinding(const Finding& finding, Output* output) {
 }
 
 void WriteFinding(const Finding& finding, JsonWriter* json) {
-  constexpr const char* kKinds[] = {"malformed",
-                                    "overBudget",
-                                    "unknownGroup",
-                                    "unknownField",
-                                    "wrongWireType",
-                                    "undeclaredValue",
-                                    "tooDeepForJson",
-                                    "noNodeKind",
-                                    "noUuid",
-                                    "repeatedUuid",
-                                    "wrongProduct",
-                                    "wrongCount",
-                                    "minimumAboveMaximum",
-                                    "tooLong",
-                                    "tooMany",
-                                    "zeroByte",
-                                    "sentInParts"};
+  constexpr const char* kKinds[] = {
+      "malformed",     "overBudget",          "unknownGroup",   "unknownField",
+      "wrongWireType", "undeclaredValue",     "tooDeepForJson", "noNodeKind",
+      "noUuid",        "repeatedUuid",        "twoMessages",    "wrongProduct",
+      "wrongCount",    "minimumAboveMaximum", "tooLong",        "tooMany",
+      "zeroByte",      "sentInParts"};
   json->BeginObject();
   json->Key("severity")
       .String(kSeverityNames[static_cast<int>(finding.severity)]);

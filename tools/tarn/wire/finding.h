@@ -32,6 +32,7 @@ struct Finding {
     kNoNodeKind,
     kNoUuid,
     kRepeatedUuid,
+    kTwoMessages,
     kWrongProduct,
     kWrongCount,
     kMinimumAboveMaximum,

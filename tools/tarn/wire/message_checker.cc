@@ -111,7 +111,11 @@ class MessageChecker::Expectations::FindingVisitor : public WalkVisitor {
     if (field.kind == Kind::kInt32) {
       record.numbers[field.number] = static_cast<int32_t>(item.number_value);
     } else if (field.number == record.rules->uuid) {
-      if (record.uuid.empty()) Uuid(stack, record.begin, item.bytes());
+      if (record.uuid.empty()) {
+        Uuid(stack, record.begin, item);
+      } else if (stack.depth() == 0 && record.uuid == item.bytes()) {
+        Again(stack, item);
+      }
       record.uuid = item.bytes();
     }
   }
@@ -254,10 +258,18 @@ class MessageChecker::Expectations::FindingVisitor : public WalkVisitor {
     Report(finding);
   }
 
-  void Uuid(const Stack& stack, const char* node, std::string_view uuid) {
-    if (uuid.empty()) return;
+  void Uuid(const Stack& stack, const char* node, const Item& item) {
+    const std::string_view uuid = item.bytes();
+    if (uuid.empty() || two_messages_) return;
+    if (uuids_.empty()) {
+      root_ = uuid;
+      root_depth_ = stack.depth();
+    }
     const auto [first, fresh] = uuids_.try_emplace(uuid, node);
     if (fresh) return;
+    if (uuid == root_ && stack.depth() == root_depth_) {
+      return Again(stack, item);
+    }
     Finding finding =
         Advice(stack, Finding::kRepeatedUuid,
                "uuid " + std::string(uuid) + " again, as of the node at byte " +
@@ -265,6 +277,23 @@ class MessageChecker::Expectations::FindingVisitor : public WalkVisitor {
     finding.uuid = uuid;
     finding.has_first_offset = true;
     finding.first_offset = At(first->second);
+    Report(finding);
+  }
+
+  // Reports that the first node of the message comes again. All nodes below it
+  // do, too: they are not reported.
+  void Again(const Stack& stack, const Item& item) {
+    if (two_messages_) return;
+    two_messages_ = true;
+    const char* begin = stack.depth() == 0 ? item.begin : records_[1].begin;
+    Finding finding = Advice(
+        stack, Finding::kTwoMessages,
+        "uuid " + std::string(item.bytes()) +
+            " again, as of the first node: these can be two messages, one "
+            "after the other without a length between them");
+    finding.severity = Severity::kWarning;
+    finding.offset = At(begin);
+    finding.uuid = item.bytes();
     Report(finding);
   }
 
@@ -277,6 +306,9 @@ class MessageChecker::Expectations::FindingVisitor : public WalkVisitor {
   const std::function<void(const Finding&)>& report_;
   BoundsChecker bounds_;
   std::unordered_map<std::string_view, const char*> uuids_;
+  std::string_view root_;  // uuid of the first node
+  int root_depth_ = 0;
+  bool two_messages_ = false;
   bool malformed_ = false;
   bool too_deep_for_json_ = false;
 };
