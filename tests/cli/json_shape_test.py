@@ -18,7 +18,7 @@ from wire import varint
 BY_NAME = {"address", "below", "along"}
 LISTS = {"spans", "notes", "findings", "usedIn", "fields", "values", "accessors", "differences",
          "candidates", "parts", "types", "children", "columns", "forms", "errors", "groups",
-         "commands"}
+         "commands", "secrets"}
 # Members that are one of the words that the manual lists.
 CODES = {("annotate", "kind"), ("annotate", "problem"), ("annotate", "wireType"),
          ("check", "kind"), ("check", "problem"), ("check", "severity"), ("diff", "change"),

@@ -157,8 +157,8 @@ class TextTree {
     if (errors > 0) {
       out_.Number(errors);
       out_.Write(' ');
-      out_.Painted(Color::kRed, "in error (!)");
-      if (!tally.empty()) out_.Write(", ");
+      out_.Painted(Color::kRed, "with an error flag (!)");
+      if (!tally.empty()) out_.Write("; status: ");
     }
     PrintTally(tally, &out_);
     out_.Write('\n');

@@ -105,6 +105,7 @@ void AddStepsForType(const StreamSummary& summary, const Type& type,
   steps->Add("decode " + name + " --keep-going");
   if (summary.broken() > 0) steps->Add("check " + name + " --keep-going");
   steps->AddDrawing(type, " --keep-going");
+  if (!summary.LastIsWell()) steps->AddDrawing(type, " --errors --keep-going");
   steps->Add("rows " + name + " --to ndjson --keep-going");
 }
 

@@ -1,8 +1,6 @@
 // Puts together what other verbs know, for one screen.
 #include "what_message.h"
 
-#include <tarn/Network.pb.h>
-
 #include <algorithm>
 
 #include "candidates.h"
@@ -11,15 +9,13 @@
 #include "input.h"
 #include "nodes.h"
 #include "salvage.h"
-#include "status_words.h"
-#include "walker.h"
 #include "what_page.h"
+#include "what_secrets.h"
 
 namespace tarn::tool {
 namespace {
 
-// Types and findings that are shown.
-constexpr size_t kTypes = 5;
+// Findings that are shown.
 constexpr size_t kMostFindings = 5;
 // The largest message whose nodes and statuses are counted.
 constexpr size_t kMostCounted = 4 << 20;
@@ -55,35 +51,20 @@ std::string MeaningOf(const Type& type, Schema* schema) {
   return std::string(sentence);
 }
 
-// Prints what is in a message, or in the part of it before an error.
-void PrintContent(const Answer& answer, Output* output) {
+// What is in a message, or in the part of it before an error.
+Content ContentOfAnswer(const Answer& answer) {
   const auto message = NewMessage(*answer.type);
   std::string salvaged;
   std::string_view bytes = answer.bytes;
-  if (!IsAlmostCertain(answer) || bytes.size() > kMostCounted) return;
-  if (!Weigh(*answer.type, bytes).accepted) {
+  if (!IsAlmostCertain(answer) || bytes.size() > kMostCounted) return {};
+  if (!answer.accepted) {
     salvaged = FindDamage(*answer.type, bytes, 0).salvaged;
     bytes = salvaged;
   }
   if (!message->ParseFromArray(bytes.data(), static_cast<int>(bytes.size()))) {
-    return;
+    return {};
   }
-  const std::vector<Node> nodes = NodesOf(*message);
-  StatusTally tally = TotalsOf(nodes).statuses;
-  std::string words = InWords(CountNodes(nodes));
-  if (const auto* report =
-          dynamic_cast<const tarn::NetworkStatusReport*>(message.get())) {
-    tally = TallyOf(report->status_packet());
-    words = Count(report->status_packet_size(), "part");
-  }
-  if (words.empty()) return;
-  BeginLine("Content", output);
-  output->Write(words);
-  if (!tally.empty()) {
-    output->Write("; status: ");
-    PrintTally(tally, output);
-  }
-  output->Write(salvaged.empty() ? "\n" : ", before the error\n");
+  return ContentOf(*message);
 }
 
 // How many candidates are likelier than the given type, or as likely: with
@@ -103,7 +84,7 @@ size_t CountAsLikely(const Answer& answer) {
 // The first candidates, with the evidence.
 void PrintCandidates(const Answer& answer, size_t most, Output* output) {
   const std::vector<RankedCandidate> shown =
-      FirstCandidates(answer.candidates, std::min(kTypes, most));
+      FirstCandidates(answer.candidates, std::min(kShownTypes, most));
   const size_t width = WidthOf(answer.candidates, shown.size());
   for (const RankedCandidate& candidate : shown) {
     BeginLine("", output);
@@ -140,7 +121,7 @@ void PrintTypes(const Answer& answer, Output* output) {
   } else {
     output->Write(answer.type->descriptor->name() + '\n');
   }
-  PrintCandidates(answer, kTypes, output);
+  PrintCandidates(answer, kShownTypes, output);
 }
 
 void PrintMeanings(const Answer& answer, Schema* schema, Output* output) {
@@ -156,9 +137,12 @@ void PrintProblems(const Answer& answer, Output* output) {
   if (answer.bytes.empty() || !answer.format.empty() || answer.strange) return;
   BeginLine("Problems", output);
   if (answer.findings.empty()) {
-    output->Write(answer.more_findings == 0 ? "none"
-                                            : "only advice: see tarn check");
-    output->Write('\n');
+    const bool none = answer.more_findings == 0;
+    const bool well = answer.content.well;
+    output->Write(!none  ? "only advice: see tarn check"
+                  : well ? "none"
+                         : "none in the bytes");
+    output->Write(well ? "\n" : "; not all of the network is well\n");
     return;
   }
   const std::string as = answer.verdict.size() == 1
@@ -173,93 +157,6 @@ void PrintProblems(const Answer& answer, Output* output) {
   BeginLine("", output);
   output->Write(std::to_string(answer.more_findings) +
                 " more: see tarn check\n");
-}
-
-// Whether bytes, read as a type, hold a pass phrase: all of one, or the part
-// before an error. Types that explain less than half of the fields do not
-// count.
-bool HoldsSecret(const Candidate& candidate, std::string_view bytes) {
-  const Evidence& evidence = candidate.evidence;
-  if (!candidate.type->secret || 2 * evidence.unknown > evidence.fields) {
-    return false;
-  }
-  const auto message = NewMessage(*candidate.type);
-  const auto* descriptor = candidate.type->descriptor;
-  std::string path;
-  if (evidence.accepted) {
-    message->ParseFromArray(bytes.data(), static_cast<int>(bytes.size()));
-  } else {
-    path = FindDamage(*candidate.type, bytes, 0).path;
-  }
-  for (int i = 0; i < descriptor->field_count(); ++i) {
-    const auto& field = *descriptor->field(i);
-    if (IsSecret(field) &&
-        (path == field.name() ||
-         message->GetReflection()->HasField(*message, &field))) {
-      return true;
-    }
-  }
-  return false;
-}
-
-// Finds the first unknown field whose bytes are a message with a pass phrase.
-class UnknownSecret : public WalkVisitor {
- public:
-  explicit UnknownSecret(const Answer& answer) : answer_(answer) {}
-
-  void Unknown(const Stack& stack, const Item& item) {
-    if (item.wire() != 2 || !words.empty()) return;
-    for (const Candidate& candidate : answer_.candidates) {
-      const Type& type = *candidate.type;
-      if (!type.secret) continue;
-      const Candidate inner{&type, Weigh(type, item.bytes())};
-      if (!IsClean(inner.evidence) || !HoldsSecret(inner, item.bytes())) {
-        continue;
-      }
-      words = "unknown field " + stack.Path(nullptr, item.number()) +
-              " at byte " + std::to_string(item.begin - answer_.bytes.data()) +
-              " can be a " + type.descriptor->name() +
-              " with a pass phrase, which commands show";
-    }
-  }
-  bool Fail(const Stack&, const Error&) { return true; }
-
-  std::string words;  // empty: there is none
-
- private:
-  const Answer& answer_;
-};
-
-// Whether the type is certain, and the candidate is not near it.
-bool IsRuledOut(const Answer& answer, const Candidate& candidate) {
-  if (answer.given != nullptr || answer.verdict.size() != 1 ||
-      !IsClean(answer.candidates.front().evidence)) {
-    return false;
-  }
-  const auto shown = FirstCandidates(answer.candidates, kTypes);
-  return std::none_of(shown.begin(), shown.end(), [&](const auto& near) {
-    return near.candidate->type == candidate.type;
-  });
-}
-
-// Commands for the type that has it do not show a pass phrase; others do.
-void PrintSecrets(const Answer& answer, Output* output) {
-  for (const Candidate& candidate : answer.candidates) {
-    if (candidate.type == answer.type || IsRuledOut(answer, candidate) ||
-        !HoldsSecret(candidate, answer.bytes)) {
-      continue;
-    }
-    BeginLine("Secret", output);
-    output->Write(
-        "as " + candidate.type->descriptor->name() +
-        ", these bytes can hold a pass phrase, which commands for other "
-        "types show\n");
-  }
-  UnknownSecret unknown(answer);
-  Walk(*answer.type, answer.bytes, unknown);
-  if (unknown.words.empty()) return;
-  BeginLine("Secret", output);
-  output->Write(unknown.words + '\n');
 }
 
 }  // namespace
@@ -279,6 +176,7 @@ Answer AnswerFor(const Capture& capture, const std::vector<const Type*>& types,
   for (const Written& message : capture.written) {
     if (message.type == answer.type) answer.bytes = message.bytes;
   }
+  answer.accepted = Weigh(*answer.type, answer.bytes).accepted;
   if (answer.verdict.empty()) {
     answer.status = kMalformed;
     answer.format = KnownFormat(answer.bytes);
@@ -293,6 +191,7 @@ Answer AnswerFor(const Capture& capture, const std::vector<const Type*>& types,
     answer.strange = IsStrange(answer.candidates.front().evidence);
     if (!answer.format.empty() || answer.strange) return answer;
   }
+  answer.content = ContentOfAnswer(answer);
   // What else is wrong depends on the type.
   const size_t most = IsAlmostCertain(answer) ? kMostFindings : 1;
   MessageChecker checker(0, nullptr);
@@ -317,7 +216,7 @@ Steps StepsFor(const Capture& capture, const Answer& answer) {
   Steps steps(capture);
   if (!answer.format.empty()) return steps;
   const std::string& name = answer.type->descriptor->name();
-  const bool broken = !Weigh(*answer.type, answer.bytes).accepted;
+  const bool broken = !answer.accepted;
   if (!capture.other_frame.empty()) {
     steps.AddAgain("--frame " + capture.other_frame);
   }
@@ -343,6 +242,7 @@ Steps StepsFor(const Capture& capture, const Answer& answer) {
     }
   } else {
     steps.AddDrawing(*answer.type, "");
+    if (!answer.content.well) steps.AddDrawing(*answer.type, " --errors");
   }
   if (!answer.findings.empty() || answer.more_findings > 0) {
     steps.Add("check " + name);
@@ -354,9 +254,13 @@ Steps StepsFor(const Capture& capture, const Answer& answer) {
 void PrintAnswer(const Answer& answer, Schema* schema, Output* output) {
   PrintTypes(answer, output);
   PrintMeanings(answer, schema, output);
-  PrintContent(answer, output);
+  if (!answer.content.words.empty()) {
+    BeginLine("Content", output);
+    PrintContent(answer.content, output);
+    output->Write(answer.accepted ? "\n" : ", before the error\n");
+  }
   PrintProblems(answer, output);
-  PrintSecrets(answer, output);
+  PrintSecrets(SecretsOf(answer), output);
 }
 
 void WriteAnswer(const Answer& answer, JsonWriter* json) {
@@ -367,12 +271,13 @@ void WriteAnswer(const Answer& answer, JsonWriter* json) {
   }
   json->EndList();
   const std::vector<RankedCandidate> shown =
-      FirstCandidates(answer.candidates, kTypes);
+      FirstCandidates(answer.candidates, kShownTypes);
   WriteCandidates(shown, answer.candidates.size() - shown.size(), answer.bytes,
                   0, json);
   json->Key("findings").BeginList();
   for (const Finding& finding : answer.findings) WriteFinding(finding, json);
   json->EndList();
+  WriteSecrets(SecretsOf(answer), json);
 }
 
 }  // namespace tarn::tool

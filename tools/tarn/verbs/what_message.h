@@ -12,10 +12,14 @@
 #include "output.h"
 #include "ranking.h"
 #include "schema.h"
+#include "what_content.h"
 #include "what_input.h"
 #include "what_steps.h"
 
 namespace tarn::tool {
+
+// Types that are shown.
+inline constexpr size_t kShownTypes = 5;
 
 struct Answer {
   const Type* given = nullptr;        // that --type names
@@ -23,8 +27,10 @@ struct Answer {
   std::vector<const Type*> verdict;   // the types that it can be
   const Type* type = nullptr;         // as which it is checked
   std::string_view bytes;             // of this type
+  bool accepted = false;              // whether they are a message of it
   std::string_view format;  // of bytes that are no message; may be empty
   bool strange = false;     // no type accounts for even half of the bytes
+  Content content;          // of the message before an error
   std::vector<Finding> findings;
   size_t more_findings = 0;
   ExitCode status = kFine;

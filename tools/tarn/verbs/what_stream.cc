@@ -9,6 +9,7 @@
 #include "difference.h"
 #include "encoding.h"
 #include "salvage.h"
+#include "what_content.h"
 #include "what_page.h"
 
 namespace tarn::tool {
@@ -107,6 +108,11 @@ std::vector<const Type*> StreamSummary::TypesOf(const Record& record,
                            verdict.end();
                   });
   return usual ? most_->types : verdict;
+}
+
+bool StreamSummary::LastIsWell() const {
+  return most_ == nullptr || most_->latest == nullptr ||
+         ContentOf(*most_->latest).well;
 }
 
 ExitCode StreamSummary::Add(const Record& record) {

@@ -40,6 +40,10 @@ class StreamSummary {
   // How many records are of these.
   uint64_t MostRecords() const { return most_ == nullptr ? 0 : most_->records; }
 
+  // Whether all of the network is well in the last of these, as far as it was
+  // looked at.
+  bool LastIsWell() const;
+
   // Whether records of the given type look like another one.
   bool HasLikelierType() const { return !likelier_.empty(); }
 
