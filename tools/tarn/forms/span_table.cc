@@ -8,7 +8,12 @@
 namespace tarn::tool {
 namespace {
 
-constexpr int kRow = 16;  // bytes a line
+// Bytes a line, and as many as leave a narrow terminal room for the rest.
+constexpr int kRow = 16;
+int RowFor(size_t columns) {
+  return columns >= 100 ? kRow : columns >= 72 ? kRow / 2 : kRow / 4;
+}
+
 constexpr int kTagWidth = 18;
 constexpr char kDigits[] = "0123456789abcdef";
 constexpr size_t kShownText = 72;  // bytes of a text shown as such
@@ -56,6 +61,12 @@ std::string NoteText(const Note& note) {
 
 }  // namespace
 
+SpanTable::SpanTable(const Record& record, Output* output)
+    : start_(record.bytes.data()),
+      offset_(record.offset),
+      out_(*output),
+      row_(RowFor(output->columns())) {}
+
 void SpanTable::Draw(const Stack& stack, const Span& span) {
   const char* p = Row(span, span.begin);
   if (span.item != nullptr) {
@@ -93,7 +104,7 @@ void SpanTable::Remarks(const Span& span) {
 }
 
 const char* SpanTable::Row(const Span& span, const char* p) {
-  const char* end = std::min(span.end, p + kRow);
+  const char* end = std::min(span.end, p + row_);
   uint64_t offset = offset_ + (p - start_);
   char* line = out_.Reserve(80);
   std::memset(line, ' ', 80);
@@ -111,12 +122,12 @@ const char* SpanTable::Row(const Span& span, const char* p) {
     cell[1] = p >= secret ? '*' : kDigits[byte & 15];
     if (p == wrong) cell[2] = '<';
   }
-  out_.Advance(line + digits + 2 + 3 * kRow + 1);
+  out_.Advance(line + digits + 2 + 3 * row_ + 1);
   return end;
 }
 
 void SpanTable::TrimRow(int bytes) {
-  out_.Advance(out_.Reserve(0) - 3 * (kRow - bytes) - 2);
+  out_.Advance(out_.Reserve(0) - 3 * (row_ - bytes) - 2);
 }
 
 void SpanTable::Characters(const char* p, const char* end) {

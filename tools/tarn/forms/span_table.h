@@ -13,8 +13,7 @@ namespace tarn::tool {
 // Prints spans as lines: offset, bytes, tag and meaning.
 class SpanTable {
  public:
-  SpanTable(const Record& record, Output* output)
-      : start_(record.bytes.data()), offset_(record.offset), out_(*output) {}
+  SpanTable(const Record& record, Output* output);
 
   void Draw(const Stack& stack, const Span& span);
 
@@ -33,6 +32,7 @@ class SpanTable {
   const char* start_;      // of the message
   const uint64_t offset_;  // of the message in its file
   Output& out_;
+  const int row_;  // bytes a line
 };
 
 }  // namespace tarn::tool

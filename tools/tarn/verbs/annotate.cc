@@ -41,7 +41,10 @@ ExitCode Annotate(const Options& options, const Type& type,
     json.EndLine();
   } else {
     PrintRecordLine(record, "", output);
+    constexpr size_t kIndent = 40;
+    output->WrapLines(kIndent);
     errors = DrawSpans(options, type, record, SpanTable(record, output));
+    output->WrapLines(std::string_view::npos);
   }
   if (errors.empty()) return kFine;
   output->Flush();
