@@ -50,14 +50,18 @@ std::string Mismatch::FrameOf(std::string_view bytes) {
   return "";
 }
 
-std::string Mismatch::TypeOf(std::string_view bytes, bool bad_utf8) {
+std::vector<const Type*> Mismatch::LikelierTypes(std::string_view bytes) {
   const std::string_view part = bytes.substr(0, kBytes);
   const std::vector<const Type*> all = AllTypes(&schema_);
   weighed_ += all.size() * part.size();
   const std::vector<Candidate> ranked =
       Rank(all, part, part.size() < bytes.size());
-  if (!IsClean(ranked.front().evidence)) return "";
-  const std::vector<const Type*> verdict = Verdict(ranked);
+  if (!IsClean(ranked.front().evidence)) return {};
+  return Verdict(ranked);
+}
+
+std::string Mismatch::TypeOf(std::string_view bytes, bool bad_utf8) {
+  const std::vector<const Type*> verdict = LikelierTypes(bytes);
   if (verdict.empty() || verdict.size() > kMostNames) return "";
   // Bytes that are not UTF-8 are no evidence for a type with a field of bytes,
   // which holds any bytes.

@@ -30,6 +30,10 @@ class Mismatch {
   // may also name a frame or another format.
   std::string HintFor(std::string_view bytes, bool framed);
 
+  // The types that a message is more like, by its beginning; none if nothing
+  // tells.
+  std::vector<const Type*> LikelierTypes(std::string_view bytes);
+
   // Bytes walked over so far.
   uint64_t weighed() const { return weighed_; }
 

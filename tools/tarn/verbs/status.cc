@@ -1,9 +1,13 @@
 // tarn status: a status report as a table, worst first.
+#include <algorithm>
+
 #include "command.h"
 #include "command_line.h"
+#include "forms.h"
+#include "mismatch.h"
 #include "nodes.h"
 #include "parse.h"
-#include "ranking.h"
+#include "reader.h"
 #include "record_json.h"
 #include "status_report.h"
 #include "status_words.h"
@@ -21,15 +25,28 @@ void PrintJson(const tarn::NetworkStatusReport& report, bool errors,
   json.EndLine();
 }
 
+// Whether a report can be another message: one with nodes has none of the
+// fields, or keys that nobody can type.
+bool IsStrange(const tarn::NetworkStatusReport& report) {
+  const auto strange = [](const auto& map) {
+    return std::any_of(map.begin(), map.end(), [](const auto& entry) {
+      return entry.first.empty() || !IsText(entry.first);
+    });
+  };
+  return report.GetReflection()->GetUnknownFields(report).field_count() > 0 ||
+         strange(report.status_packet()) ||
+         strange(report.price_sync_status_packet());
+}
+
 // Whether bytes that are no usual report are a message with nodes. If so, says
 // on stderr how to draw them.
-bool IsTree(const InputOptions& input, const Type& type, const Record& record,
-            Schema* schema) {
-  if (record.written != nullptr || IsClean(Weigh(type, record.bytes))) {
+bool IsTree(const InputOptions& input, const Record& record,
+            const tarn::NetworkStatusReport* report, Mismatch* mismatch) {
+  if (record.written != nullptr || (report != nullptr && !IsStrange(*report))) {
     return false;
   }
   const std::vector<const Type*> verdict =
-      Verdict(Rank(AllTypes(schema), record.bytes));
+      mismatch->LikelierTypes(record.bytes);
   if (verdict.empty() || !HoldsNodes(*verdict.front()->descriptor)) {
     return false;
   }
@@ -57,13 +74,19 @@ ExitCode RunStatus(const Command& command, const Arguments& arguments) {
 
   Schema schema;
   const Type& type = schema.Table(*tarn::NetworkStatusReport::descriptor());
+  Mismatch mismatch(InputName(input.file) + ": ", {&type});
   return PrintEachRecord(
       input, options, {&type}, [&](const Record& record, Output* output) {
-        if (IsTree(input, type, record, &schema)) return kMalformed;
-        const auto message = ParseRecord(input, type, record);
-        if (message == nullptr) return kMalformed;
-        const auto& report =
-            static_cast<const tarn::NetworkStatusReport&>(*message);
+        tarn::NetworkStatusReport report;
+        const bool parsed = report.ParseFromArray(
+            record.bytes.data(), static_cast<int>(record.bytes.size()));
+        if (IsTree(input, record, parsed ? &report : nullptr, &mismatch)) {
+          return kMalformed;
+        }
+        if (!parsed) {
+          ParseRecord(input, type, record);  // says why
+          return kMalformed;
+        }
         if (options.json) {
           PrintJson(report, errors, record, output);
         } else {
