@@ -59,7 +59,8 @@ void ExplainRefusal(const InputOptions& options,
                     const std::vector<const Type*>& verdict,
                     const Record& record) {
   if (!verdict.empty()) {
-    Complain(PlaceInInput(options, record, 0) + "these bytes are " +
+    Complain(PlaceInInput(options, record, 0) +
+             (record.written != nullptr ? "this is " : "these bytes are ") +
              NamesOf(verdict) + ", without nodes; see " +
              (IsReport(*verdict.front()) ? "tarn status" : "--type"));
     return;
@@ -222,7 +223,15 @@ class MessageDrawer {
 ExitCode DrawWritten(const Options& options, const Record& record,
                      MessageDrawer* drawer, Output* output) {
   std::vector<const Type*> types;
-  for (const Written& message : *record.written) types.push_back(message.type);
+  std::vector<const Type*> others;
+  for (const Written& message : *record.written) {
+    (HoldsNodes(*message.type->descriptor) ? types : others)
+        .push_back(message.type);
+  }
+  if (types.empty()) {
+    ExplainRefusal(options.input, types, others, record);
+    return kMalformed;
+  }
   if (types.size() > 1 && !record.bytes.empty()) {
     throw Failure(kUsage, PlaceInInput(options.input, record, 0) +
                               "this can be " + NamesOf(types) +
@@ -330,10 +339,13 @@ ExitCode RunTree(const Command& command, const Arguments& arguments) {
   const std::vector<const Type*> types = type != nullptr
                                              ? std::vector<const Type*>{type}
                                              : TypesWithNodes(&schema);
+  // A report in text or JSON is told from a misspelt tree.
+  std::vector<const Type*> read = types;
+  if (type == nullptr) read.push_back(&schema.Find("NetworkStatusReport"));
   const std::vector<const Type*> all = AllTypes(&schema);
   MessageDrawer drawer(options);
   const ExitCode status = PrintEachRecord(
-      options.input, options.output, types,
+      options.input, options.output, read,
       [&](const Record& record, Output* output) {
         if (type != nullptr) return drawer.Draw(types, record, output);
         if (record.written != nullptr) {
