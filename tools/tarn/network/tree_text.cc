@@ -29,6 +29,10 @@ class TextTree {
     out_.ClipLines(false);
     if (!tree_.remark.empty()) out_.Write(start_ + tree_.remark + '\n');
     PrintTotals(tree_.nodes);
+    // In a stream, once is enough.
+    if (clipped_ && tree_.record <= 1) {
+      out_.Write("Lines that end in … are longer; | cat shows them whole\n");
+    }
     out_.WrapLines(std::string_view::npos);
   }
 
@@ -137,6 +141,7 @@ class TextTree {
     if (!rest.empty()) {
       out_.Spaces(2 + status_width_ - status.size());
       out_.Write(rest);
+      NoteWidth(label_width_ + (errors_ ? 2 : 0) + 3 + status_width_, rest);
     }
     out_.Write('\n');
     if (counts.empty() || address.empty()) return;
@@ -147,6 +152,15 @@ class TextTree {
             (branch.branches.empty() && node.broken.empty() ? "   " : "│  "));
     out_.Write(address);
     out_.Write('\n');
+    NoteWidth(IndentOf(place.depth + 1), address);
+  }
+
+  // Notes whether the terminal cuts a text off that is in this column of the
+  // drawing.
+  void NoteWidth(size_t column, std::string_view text) {
+    const size_t path = tree_.paths ? path_width_ + 2 : 0;
+    clipped_ = clipped_ ||
+               start_.size() + path + column + Width(text) > out_.columns();
   }
 
   // Prints how many nodes have each status, the worst first.
@@ -173,7 +187,8 @@ class TextTree {
   size_t label_width_ = 0;
   size_t status_width_ = 0;
   size_t path_width_ = 0;
-  bool errors_ = false;  // whether the column of error flags is there
+  bool errors_ = false;   // whether the column of error flags is there
+  bool clipped_ = false;  // whether a line is longer than the terminal is wide
 };
 
 }  // namespace
