@@ -8,13 +8,11 @@
 #include <tarn/Network.pb.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
 
 #include "encoding.h"
 #include "node_order.h"
+#include "reference/corpus_files.h"
 #include "reference/fill.h"
 
 namespace tarn::tool {
@@ -74,18 +72,11 @@ class DifferenceTest : public testing::Test {
 };
 
 TEST_F(DifferenceTest, EachPairOfTheCorpusDiffersAsItsBytesDo) {
-  namespace fs = std::filesystem;
   std::map<std::string, std::vector<std::unique_ptr<Message>>> by_type;
-  for (const char* kind : {"valid", "accepted"}) {
-    for (const auto& entry :
-         fs::recursive_directory_iterator(fs::path(CORPUS) / kind)) {
-      if (entry.path().extension() != ".binpb") continue;
-      std::ifstream file(entry.path(), std::ios::binary);
-      const std::string bytes{std::istreambuf_iterator<char>(file), {}};
-      const std::string name = entry.path().parent_path().filename();
-      by_type[name].push_back(Parsed(schema_.Find(name), bytes));
-      ASSERT_NE(by_type[name].back(), nullptr) << entry.path();
-    }
+  for (const auto& [path, name, bytes] :
+       tests::CorpusFiles(CORPUS, {"valid", "accepted"}, ".binpb")) {
+    by_type[name].push_back(Parsed(schema_.Find(name), bytes));
+    ASSERT_NE(by_type[name].back(), nullptr) << path;
   }
   EXPECT_EQ(by_type.size(), schema_.Messages().size());
   for (const auto& [name, messages] : by_type) {

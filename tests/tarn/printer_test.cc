@@ -6,12 +6,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 
 #include "encoding.h"
+#include "reference/corpus_files.h"
 #include "reference/fill.h"
 #include "reference/wire.h"
 
@@ -145,28 +143,18 @@ TEST_F(PrinterTest, TextIsReadBackByTheRuntimeAsTheSameMessage) {
 // What decode writes, encode reads back: for each accepted message of the
 // corpus that has nothing unknown in it.
 TEST_F(PrinterTest, TextAndJsonOfTheCorpusEncodeToCanonicalBytes) {
-  namespace fs = std::filesystem;
   int files = 0;
-  for (const char* kind : {"valid", "accepted"}) {
-    for (const auto& entry :
-         fs::recursive_directory_iterator(fs::path(CORPUS) / kind)) {
-      if (entry.path().extension() != ".binpb") continue;
-      std::ifstream file(entry.path(), std::ios::binary);
-      const std::string bytes{std::istreambuf_iterator<char>(file), {}};
-      const Type& type =
-          schema_.Find(entry.path().parent_path().filename().string());
-      if (SurveyMessage(type, bytes).unknown) continue;
-      // Neither form can say which NaN it is.
-      if (entry.path().stem().string().find("nan") != std::string::npos)
-        continue;
-      const std::string canonical = Canonical(type, bytes);
-      EXPECT_EQ(EncodeText(type, Text(type, bytes), ""), canonical)
-          << entry.path();
-      ++files;
-      if (DepthOf(type, bytes) > 99) continue;  // the most that JSON can have
-      EXPECT_EQ(EncodeJson(type, Json(type, bytes), ""), canonical)
-          << entry.path();
-    }
+  for (const auto& [path, name, bytes] :
+       tests::CorpusFiles(CORPUS, {"valid", "accepted"}, ".binpb")) {
+    const Type& type = schema_.Find(name);
+    if (SurveyMessage(type, bytes).unknown) continue;
+    // Neither form can say which NaN it is.
+    if (path.stem().string().find("nan") != std::string::npos) continue;
+    const std::string canonical = Canonical(type, bytes);
+    EXPECT_EQ(EncodeText(type, Text(type, bytes), ""), canonical) << path;
+    ++files;
+    if (DepthOf(type, bytes) > 99) continue;  // the most that JSON can have
+    EXPECT_EQ(EncodeJson(type, Json(type, bytes), ""), canonical) << path;
   }
   EXPECT_GT(files, 500);
 }

@@ -6,11 +6,9 @@
 #include <google/protobuf/stubs/strutil.h>
 
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include "failure.h"
+#include "reference/corpus_files.h"
 
 namespace {
 
@@ -75,28 +73,23 @@ TEST(Reading, EveryMessageOfTheCorpusIsReadAsWhatItIs) {
   Schema schema;
   int files = 0;
   int asked = 0;
-  for (const char* folder : {"/valid", "/accepted"}) {
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(
-             CORPUS + std::string(folder))) {
-      if (entry.path().extension() != ".binpb") continue;
-      SCOPED_TRACE(entry.path());
-      ++files;
-      std::ifstream file(entry.path(), std::ios::binary);
-      const std::string bytes((std::istreambuf_iterator<char>(file)), {});
-      const auto& type = schema.Find(entry.path().parent_path().filename());
-      for (const auto write : {Binary, Hex, Base64, Dump, Quoted, Array}) {
-        // An empty message has no digits at all.
-        if (bytes.empty() && write != Binary) continue;
-        const std::string text = write(bytes);
-        try {
-          const Reading reading = Read(InputOptions(), "", {&type}, text);
-          EXPECT_EQ(reading.binary(), write == Binary) << text;
-          EXPECT_EQ(reading.binary() ? text : reading.bytes, bytes) << text;
-        } catch (const Failure& failure) {
-          EXPECT_NE(write, Binary) << failure.what();
-          EXPECT_EQ(failure.code(), tarn::tool::kUsage) << failure.what();
-          ++asked;
-        }
+  for (const auto& [path, name, bytes] :
+       tests::CorpusFiles(CORPUS, {"valid", "accepted"}, ".binpb")) {
+    SCOPED_TRACE(path.string());
+    ++files;
+    const auto& type = schema.Find(name);
+    for (const auto write : {Binary, Hex, Base64, Dump, Quoted, Array}) {
+      // An empty message has no digits at all.
+      if (bytes.empty() && write != Binary) continue;
+      const std::string text = write(bytes);
+      try {
+        const Reading reading = Read(InputOptions(), "", {&type}, text);
+        EXPECT_EQ(reading.binary(), write == Binary) << text;
+        EXPECT_EQ(reading.binary() ? text : reading.bytes, bytes) << text;
+      } catch (const Failure& failure) {
+        EXPECT_NE(write, Binary) << failure.what();
+        EXPECT_EQ(failure.code(), tarn::tool::kUsage) << failure.what();
+        ++asked;
       }
     }
   }

@@ -4,14 +4,12 @@
 #include <google/protobuf/text_format.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <random>
 #include <string>
 
 #include "encoding.h"
 #include "ignore_errors.h"
+#include "reference/corpus_files.h"
 #include "walker.h"
 
 namespace tarn::tool {
@@ -64,14 +62,10 @@ TEST(TextCheck, NothingIsWrongInTextThatTheRuntimeTakes) {
   std::mt19937 random(1);
   int taken = 0;
   int refused = 0;
-  for (const auto& entry :
-       std::filesystem::recursive_directory_iterator(CORPUS "/valid")) {
-    if (entry.path().extension() != ".txtpb") continue;
-    std::ifstream file(entry.path(), std::ios::binary);
-    const std::string whole((std::istreambuf_iterator<char>(file)), {});
+  for (const auto& [path, name, whole] :
+       tests::CorpusFiles(CORPUS, {"valid"}, ".txtpb")) {
     if (whole.size() > 2000) continue;
-    const Type& type =
-        schema.Find(entry.path().parent_path().filename().string());
+    const Type& type = schema.Find(name);
     for (int turn = 0; turn < 20; ++turn) {
       std::string text = whole;
       for (int i = 0; i < turn % 4 && !text.empty(); ++i) {
@@ -87,7 +81,7 @@ TEST(TextCheck, NothingIsWrongInTextThatTheRuntimeTakes) {
       ++(takes ? taken : refused);
       if (!takes) continue;
       EXPECT_EQ(FindTextProblem(type, text, text.size()).reason.words, "")
-          << entry.path() << ":\n"
+          << path << ":\n"
           << text;
     }
   }

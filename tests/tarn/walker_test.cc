@@ -8,11 +8,8 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-
 #include "encoding.h"
+#include "reference/corpus_files.h"
 #include "reference/fill.h"
 #include "reference/wire.h"
 #include "salvage.h"
@@ -145,17 +142,13 @@ TEST_F(WalkerTest, AgreesWithTheRuntimeOnMutations) {
 }
 
 TEST_F(WalkerTest, AgreesWithTheRuntimeOnTheCorpus) {
-  namespace fs = std::filesystem;
   int files = 0;
-  for (const auto& entry : fs::recursive_directory_iterator(CORPUS)) {
-    if (entry.path().extension() != ".binpb") continue;
-    std::ifstream file(entry.path(), std::ios::binary);
-    const std::string bytes{std::istreambuf_iterator<char>(file), {}};
-    const fs::path folder = entry.path().parent_path();
-    const Type& type = schema_.Find(folder.filename());
+  for (const auto& [path, name, bytes] : tests::CorpusFiles(
+           CORPUS, {"valid", "accepted", "rejected"}, ".binpb")) {
+    const Type& type = schema_.Find(name);
     EXPECT_EQ(Accepts(type, bytes),
-              folder.parent_path().filename() != "rejected")
-        << entry.path();
+              path.parent_path().parent_path().filename() != "rejected")
+        << path;
     if (bytes.size() <= 2000) ExpectSameVerdictNearby(type, bytes);
     ++files;
   }
