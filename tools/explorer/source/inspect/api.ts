@@ -4,15 +4,15 @@
 // ---- The schema: all that `tarn describe` says. Names are without the package.
 
 export type Kind =
-  'int32' | 'uint32' | 'bool' | 'enum' | 'float' | 'string' | 'bytes' | 'message' | 'map';
-export type WireType = 'varint' | 'fixed64' | 'length' | 'start' | 'end' | 'fixed32';
+  "int32" | "uint32" | "bool" | "enum" | "float" | "string" | "bytes" | "message" | "map";
+export type WireType = "varint" | "fixed64" | "length" | "start" | "end" | "fixed32";
 
 export interface SchemaField {
   message: string;    // that has the field: "Server"
   name: string;       // "status"
   comment: string;    // paragraphs are kept apart by an empty line
   number: number;
-  kind: Kind;         // of one value; 'map': from text to an enum
+  kind: Kind;         // of one value; "map": from text to an enum
   type: string;       // as the schema says it: "uint32", "StatusCodes", "ChildTypes"
   repeated: boolean;  // also of a map
   oneof?: string;     // the choice that it belongs to
@@ -21,7 +21,7 @@ export interface SchemaField {
   jsonName: string;
   cpp: string[];      // accessors: "bool error() const"
   python: string;     // "message.error"
-  typescript: string; // "message.error"
+  typescript: string; // "message.error"; of a member of a choice "message.types.value"
   secret: boolean;    // covered until asked for
 }
 
@@ -59,19 +59,19 @@ export interface Schema {
 // ---- Bytes: every byte of a message is in one span, in the order of the bytes.
 
 export type Problem =
-  'cutOff' | 'pastEnd' | 'longVarint' | 'longTag' | 'longLength' | 'badUtf8' | 'tooDeep' |
-  'endGroup' | 'openGroup' | 'zeroNumber' | 'noSuchWireType';
+  "cutOff" | "pastEnd" | "longVarint" | "longTag" | "longLength" | "badUtf8" | "tooDeep" |
+  "endGroup" | "openGroup" | "zeroNumber" | "noSuchWireType";
 
 export type NoteKind =
-  'overlongTag' | 'overlongLength' | 'overlongVarint' | 'unknownGroup' | 'unknownField' |
-  'wrongWireType' | 'undeclaredValue' | 'highBitsIgnored' | 'replacesValue' | 'replacesMember' |
-  'mergesWithEarlier' | 'cutOff';
+  "overlongTag" | "overlongLength" | "overlongVarint" | "unknownGroup" | "unknownField" |
+  "wrongWireType" | "undeclaredValue" | "highBitsIgnored" | "replacesValue" | "replacesMember" |
+  "mergesWithEarlier" | "cutOff";
 
 // An oddity. `field` and `enum` are full names: "tarn.Server.name".
 export interface Note { kind: NoteKind; field?: string; enum?: string }
 
 export type SpanKind =
-  'field' | 'record' | 'list' | 'element' | 'unknown' | 'groupEnd' | 'skipped';
+  "field" | "record" | "list" | "element" | "unknown" | "groupEnd" | "skipped";
 
 // The object that `tarn annotate --json` prints, key for key.
 export interface Span {
@@ -124,7 +124,7 @@ export interface Message {
 
 // ---- Forms: what people paste.
 
-export type Form = 'binary' | 'hex' | 'words' | 'octal' | 'source' | 'base64' | 'text' | 'json';
+export type Form = "binary" | "hex" | "words" | "octal" | "source" | "base64" | "text" | "json";
 
 // One way to read an input.
 export interface Reading {
@@ -143,7 +143,7 @@ export interface ReadResult {
   error?: InputError;     // why there is none
 }
 
-export type Frame = 'none' | 'varint' | 'u32be' | 'u32le';
+export type Frame = "none" | "varint" | "u32be" | "u32le";
 // A message of a stream; `offset` is that of its first byte in the stream.
 export interface StreamRecord { offset: number; bytes: Uint8Array }
 export interface Stream { frame: Frame; records: StreamRecord[]; error?: WireError }
@@ -184,13 +184,13 @@ export interface StatusRow {
 }
 export interface StatusReport { parts: StatusRow[]; priceLifecycle: string | number }
 
-export type Condition = 'fault' | 'odd' | 'waiting' | 'good' | 'none';
+export type Condition = "fault" | "odd" | "waiting" | "good" | "none";
 export interface StatusLook { words: string; condition: Condition; well: boolean }
 
 // A node in a difference.
 export interface NodeName { kind: string; name?: string; uuid?: string; field?: string }
 export interface Difference {
-  change: 'added' | 'removed' | 'moved' | 'changed' | 'reordered' | 'resized';
+  change: "added" | "removed" | "moved" | "changed" | "reordered" | "resized";
   path?: string;          // of the node; `kind`, `name` and `uuid` are its
   kind?: string;
   name?: string;
