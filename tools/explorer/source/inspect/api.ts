@@ -120,7 +120,11 @@ export interface Message {
   type: string;
   fields: Map<number, Value | Value[] | Map<string, number>>; // by number
   unknown: Uint8Array[];                // whole items, in the order of the bytes
+  leaks?: true;           // its pass phrase may stand in another field, so all are covered
 }
+
+// Without `showSecrets`, Wifi.pass is "***", which fromJson() does not take back.
+export interface JsonOptions { pretty?: boolean; showSecrets?: boolean }
 
 // ---- Forms: what people paste.
 
@@ -229,7 +233,7 @@ export interface Inspect {
   encode(message: Message): Uint8Array;          // canonical bytes
   floatOf(bits: number): number;
   bitsOf(float: number): number;
-  toJson(message: Message, pretty?: boolean): string;
+  toJson(message: Message, options?: JsonOptions): string;
   // Throws an InputFault with the place.
   fromJson(type: string, json: string): Message;
 

@@ -71,7 +71,7 @@ export interface Field {
   secret: boolean;
   maskable: boolean;      // it, or another field of its message, is secret
   oneof?: string;         // full name
-  others: Field[];        // the other members of its oneof
+  others: Field[];        // the other members of its oneof, by number
   type?: Type;            // of a message
   enumeration?: Enum;
   slot: number;           // of a repeated field, its counter within the record
@@ -111,12 +111,12 @@ function makeTable(name: string, fields: Field[], entry: boolean): Type {
     name, fullName: full(name), fields, byNumber: [], slots: 0, entry,
     secret: fields.some((field) => field.secret),
   };
+  for (const field of fields) type.byNumber[field.number] = field;
   for (const field of fields) {
-    type.byNumber[field.number] = field;
     if (field.repeated) field.slot = type.slots++;
     field.maskable = type.secret;
-    field.others = fields.filter((other) =>
-      other !== field && other.oneof !== undefined && other.oneof === field.oneof);
+    field.others = type.byNumber.filter((other) => other !== undefined &&
+      other !== field && other.oneof !== undefined && other.oneof === field.oneof) as Field[];
   }
   return type;
 }

@@ -1,0 +1,21 @@
+// What the page calls, all in one object.
+import type { Inspect } from "./api";
+import { bitsOf, floatOf, toBase64, toHex } from "./bytes";
+import { fromJson } from "./json_read";
+import { toJson } from "./json_write";
+import { decode, encode } from "./message";
+import { holdsNodes, tree } from "./nodes";
+import { rank, verdict } from "./rank";
+import { findType, schema } from "./schema";
+import { startWalk, walk, wordsOf } from "./spans";
+import { status, statusLook } from "./status";
+
+export * from "./api";
+export { lineAndColumn } from "./json_read";
+
+export const inspect: Omit<Inspect,
+  "read" | "streamOf" | "compare" | "toCArray" | "toCpp" | "toCorpusCase"> = {
+  schema, startWalk, walk, wordsOf, rank, verdict, decode, encode, floatOf, bitsOf, toJson,
+  fromJson, tree, status, statusLook, toHex, toBase64,
+  holdsNodes: (type) => holdsNodes(findType(type)),
+};
