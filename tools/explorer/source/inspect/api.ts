@@ -136,7 +136,7 @@ export interface Reading {
   layout: string;         // what is around the digits: "a dump"; may be empty
   bytes: Uint8Array;
   types: string[];        // that take it, where it is text or JSON; else empty
-  note?: string;          // what was left out: "text with one message in it: ..."
+  note?: string;          // what is odd about it: "text with one message in it: ..."
 }
 
 // Where an input cannot be read, and why; `offset` counts in the characters of the input.
@@ -148,7 +148,8 @@ export interface ReadResult {
 }
 
 export type Frame = "none" | "varint" | "u32be" | "u32le";
-// A message of a stream; `offset` is that of its first byte in the stream.
+// A message of a stream; `offset` is that of its first byte in the stream. The `path` of an
+// error is the record that is broken, its `offset` where this begins.
 export interface StreamRecord { offset: number; bytes: Uint8Array }
 export interface Stream { frame: Frame; records: StreamRecord[]; error?: WireError }
 
@@ -234,8 +235,9 @@ export interface Inspect {
   floatOf(bits: number): number;
   bitsOf(float: number): number;
   toJson(message: Message, options?: JsonOptions): string;
-  // Throws an InputFault with the place.
+  // These throw an InputFault with the place.
   fromJson(type: string, json: string): Message;
+  fromText(type: string, text: string): Message;
 
   holdsNodes(type: string): boolean;
   tree(message: Message): Tree;
@@ -250,7 +252,7 @@ export interface Inspect {
   toCorpusCase(name: string, message: Message): string;
 }
 
-// What fromJson() throws. `offset` counts in the characters of the input.
+// What fromJson() and fromText() throw. `offset` counts in the characters of the input.
 export class InputFault extends Error {
   constructor(readonly reason: string, readonly offset: number) {
     super(reason);

@@ -1,6 +1,6 @@
 // Digits, numbers and strings turned into bytes. Each returns undefined if the text has
 // another form.
-import { Sink } from "./bytes";
+import { bytesOf, Sink } from "./bytes";
 
 export const isSpace = (c: string): boolean => c === " " || c === "\t" || c === "\r" || c === "\n";
 export const trim = (text: string): string => text.replace(/^[ \t\r\n]+|[ \t\r\n]+$/g, "");
@@ -110,10 +110,10 @@ const MEANINGS: { [letter: string]: number } =
   { a: 7, b: 8, e: 27, f: 12, n: 10, r: 13, t: 9, v: 11, "\\": 92, '"': 34, "'": 39, "?": 63 };
 
 // Takes one character or escape at `at`, and returns where it ends; -1: it is wrong.
-function takeEscaped(text: string, at: number, sink: Sink, encoder: TextEncoder): number {
+export function takeEscaped(text: string, at: number, sink: Sink): number {
   if (text[at] !== "\\") {
     const character = String.fromCodePoint(text.codePointAt(at)!);
-    sink.put(encoder.encode(character));
+    sink.put(bytesOf(character));
     return at + character.length;
   }
   const rest = text.slice(at + 1, at + 4);
@@ -139,10 +139,9 @@ export function fromEscapes(input: string): Uint8Array | undefined {
   const text = trim(input);
   if (!text.includes("\\")) return undefined;
   const sink = new Sink();
-  const encoder = new TextEncoder();
   if (text[0] === "\\") {
     for (let at = 0; at < text.length;) {
-      at = takeEscaped(text, at, sink, encoder);
+      at = takeEscaped(text, at, sink);
       if (at < 0) return undefined;
     }
     return sink.take();
@@ -160,7 +159,7 @@ export function fromEscapes(input: string): Uint8Array | undefined {
     }
     for (++at; text[at] !== mark;) {
       if (at >= text.length) return undefined;
-      at = takeEscaped(text, at, sink, encoder);
+      at = takeEscaped(text, at, sink);
       if (at < 0) return undefined;
     }
     for (++at; at < text.length && isSpace(text[at]);) ++at;

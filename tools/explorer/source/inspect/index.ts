@@ -6,16 +6,19 @@ import { toJson } from "./json_write";
 import { decode, encode } from "./message";
 import { holdsNodes, tree } from "./nodes";
 import { rank, verdict } from "./rank";
+import { read } from "./reading";
 import { findType, schema } from "./schema";
 import { startWalk, walk, wordsOf } from "./spans";
 import { status, statusLook } from "./status";
+import { streamOf } from "./stream";
+import { fromText } from "./text_read";
 
 export * from "./api";
 export { lineAndColumn } from "./json_read";
 
 export const inspect: Omit<Inspect,
-  "read" | "streamOf" | "compare" | "toCArray" | "toCpp" | "toCorpusCase"> = {
+  "compare" | "toCArray" | "toCpp" | "toCorpusCase"> = {
   schema, startWalk, walk, wordsOf, rank, verdict, decode, encode, floatOf, bitsOf, toJson,
-  fromJson, tree, status, statusLook, toHex, toBase64,
+  fromJson, fromText, read, streamOf, tree, status, statusLook, toHex, toBase64,
   holdsNodes: (type) => holdsNodes(findType(type)),
 };

@@ -1,0 +1,193 @@
+// Reads a message from the text format, and says what is wrong and where.
+import { InputFault, type Message, type Value } from "./api";
+import { bitsOf, findInvalidUtf8, Sink, textOf } from "./bytes";
+import { takeEscaped } from "./digits";
+import { maskedReason, noSuchField, noValueOf } from "./json_read";
+import { addTo, newMessage, one, putInto, setOne } from "./message";
+import { findType, type Field, type Type } from "./schema";
+import { MASK } from "./spans";
+import { MAX_DEPTH } from "./walker";
+
+type TokenKind = "word" | "integer" | "float" | "string" | "sign" | "end";
+interface Token { kind: TokenKind; text: string; at: number }
+
+const SPACE = /(?:[ \t\r\n\v\f]|#[^\n]*)*/y;
+const TOKENS: [TokenKind, RegExp][] = [
+  ["word", /[A-Za-z_][A-Za-z0-9_]*/y],
+  ["float", /(?:[0-9]+\.[0-9]*|\.[0-9]+)(?:[eE][+-]?[0-9]+)?[fF]?/y],
+  ["float", /[0-9]+(?:[eE][+-]?[0-9]+[fF]?|[fF])/y],
+  ["integer", /0[xX][0-9a-fA-F]+|[0-9]+/y],
+  ["string", /"(?:[^"\\]|\\[^])*"|'(?:[^'\\]|\\[^])*'/y],
+  ["sign", /[^]/y],
+];
+const WORDS: { [word: string]: boolean } =
+  { true: true, True: true, t: true, false: false, False: false, f: false };
+
+class TextReader {
+  private at = 0;
+  private token: Token = { kind: "end", text: "", at: 0 };
+
+  constructor(private readonly text: string) {
+    this.next();
+  }
+
+  read(type: Type): Message {
+    const message = newMessage(type);
+    while (this.token.kind !== "end") this.member(type, message, 0);
+    return message;
+  }
+
+  private fail(reason: string, at = this.token.at): never {
+    throw new InputFault(reason, at);
+  }
+  private next(): Token {
+    const last = this.token;
+    SPACE.lastIndex = this.at;
+    this.at += SPACE.exec(this.text)![0].length;
+    this.token = { kind: "end", text: "", at: this.at };
+    for (const [kind, pattern] of TOKENS) {
+      pattern.lastIndex = this.at;
+      const match = pattern.exec(this.text);
+      if (match === null) continue;
+      this.token = { kind, text: match[0], at: this.at };
+      this.at += match[0].length;
+      break;
+    }
+    return last;
+  }
+  private took(...signs: string[]): boolean {
+    const is = this.token.kind === "sign" && signs.includes(this.token.text);
+    if (is) this.next();
+    return is;
+  }
+  private expected(what: string): never {
+    this.fail(`Expected ${what}, got: ${this.token.text}`);
+  }
+
+  private member(type: Type, message: Message, depth: number): void {
+    if (this.token.kind !== "word") this.expected("identifier");
+    const { text, at } = this.next();
+    const field = type.fields.find(({ name }) => name === text);
+    if (field === undefined) {
+      this.fail(noSuchField(type, text, type.fields.map(({ name }) => name)), at);
+    }
+    if (!field.repeated && this.seen(message).has(field)) {
+      this.fail(`${field.fullName} is there twice`, at);
+    }
+    if (field.others.some((other) => this.seen(message).has(other))) {
+      this.fail(`another member of ${field.oneof} is there already`, at);
+    }
+    this.seen(message).add(field);
+    const colon = this.took(":");
+    if (!colon && field.kind !== "message") this.fail(`Expected ":", found "${this.token.text}"`);
+    if (field.repeated && this.took("[")) {
+      while (!this.took("]")) {
+        this.put(field, message, this.value(field, depth));
+        if (!this.took(",") && this.token.text !== "]") this.expected('"]"');
+      }
+    } else {
+      this.put(field, message, this.value(field, depth));
+    }
+    this.took(",", ";");
+  }
+
+  private readonly met = new WeakMap<Message, Set<Field>>();
+  private seen(message: Message): Set<Field> {
+    const fields = this.met.get(message) ?? new Set();
+    this.met.set(message, fields);
+    return fields;
+  }
+
+  private put(field: Field, message: Message, value: Value): void {
+    if (field.map) {
+      const [key, number] = field.type!.fields.map((part) => one(value as Message, part));
+      putInto(message, field, (key ?? "") as string, (number ?? 0) as number);
+    } else if (field.repeated) {
+      addTo(message, field, value);
+    } else {
+      setOne(message, field, value);
+    }
+  }
+
+  private value(field: Field, depth: number): Value {
+    if (field.kind === "message") return this.message(field, depth);
+    const { at } = this.token;
+    if (field.kind === "string" || field.kind === "bytes") return this.string(field);
+    const negative = this.took("-");
+    const token = this.next();
+    const value = this.number(field, token, negative);
+    if (value === undefined) {
+      if (token.kind === "end") this.fail("Expected a value, got: ", at);
+      this.fail(noValueOf(field, (negative ? "-" : "") + token.text), at);
+    }
+    return value;
+  }
+
+  private message(field: Field, depth: number): Message {
+    const close = this.took("{") ? "}" : this.took("<") ? ">" : this.expected('"{"');
+    if (depth >= MAX_DEPTH - 1) this.fail(`nested deeper than ${MAX_DEPTH}`);
+    const message = newMessage(field.type!);
+    while (!this.took(close)) this.member(field.type!, message, depth + 1);
+    return message;
+  }
+
+  // Strings that follow one another are one text.
+  private string(field: Field): Value {
+    const { text, at, kind } = this.token;
+    if (kind !== "string") {
+      if (kind === "end" || text === '"' || text === "'") this.expected("string");
+      this.fail(noValueOf(field, text));
+    }
+    const sink = new Sink();
+    let count = 0;
+    for (; this.token.kind === "string"; ++count) {
+      const inside = this.token.text.slice(1, -1);
+      for (let i = 0; i < inside.length;) {
+        i = takeEscaped(inside, i, sink);
+        if (i < 0) this.fail("Invalid escape sequence in string literal");
+      }
+      this.next();
+    }
+    const bytes = sink.take();
+    if (field.kind === "bytes") return bytes;
+    if (findInvalidUtf8(bytes, 0, bytes.length) >= 0) {
+      this.fail(`invalid UTF-8 in ${field.fullName}`, at);
+    }
+    if (field.maskable && count === 1 && text.slice(1, -1) === MASK) {
+      this.fail(maskedReason(field.fullName), at);
+    }
+    return textOf(bytes);
+  }
+
+  private number(field: Field, { kind, text }: Token, negative: boolean): Value | undefined {
+    const sign = negative ? -1 : 1;
+    if (field.kind === "float") {
+      if (kind === "word") {
+        if (/^inf(inity)?$/i.test(text)) return bitsOf(sign * Infinity);
+        return /^nan$/i.test(text) ? 0x7FC00000 : undefined;
+      }
+      const plain = kind === "integer" && /^0[0-9xX]/.test(text) ? NaN
+        : Number(text.replace(/f$/i, ""));
+      return Number.isNaN(plain) ? undefined : bitsOf(sign * plain);
+    }
+    if (kind === "word" && !negative) {
+      return field.kind === "bool" ? WORDS[text] : field.enumeration?.numbers.get(text);
+    }
+    if (kind !== "integer") return undefined;
+    const octal = /^0[0-7]+$/.test(text);
+    const value = sign * (octal ? parseInt(text, 8) : /^0[0-9]/.test(text) ? NaN : Number(text));
+    const [least, most] = field.kind === "bool" ? [0, 1]
+      : field.kind === "uint32" ? [0, 0xFFFFFFFF] : [-0x80000000, 0x7FFFFFFF];
+    if (!(value >= least && value <= most) || (negative && least === 0)) return undefined;
+    return field.kind === "bool" ? value === 1 : value + 0;
+  }
+}
+
+// Throws an InputFault.
+export function fromText(name: string, text: string): Message {
+  const type = findType(name);
+  if (type.secret && /^ *# \*\*\*/m.test(text)) {
+    throw new InputFault(maskedReason(type.fullName), text.search(/^ *# \*\*\*/m));
+  }
+  return new TextReader(text).read(type);
+}
