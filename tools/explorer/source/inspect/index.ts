@@ -1,6 +1,7 @@
 // What the page calls, all in one object.
 import type { Inspect } from "./api";
 import { bitsOf, floatOf, toBase64, toHex } from "./bytes";
+import { compare } from "./compare";
 import { fromJson } from "./json_read";
 import { toJson } from "./json_write";
 import { decode, encode } from "./message";
@@ -17,8 +18,8 @@ export * from "./api";
 export { lineAndColumn } from "./json_read";
 
 export const inspect: Omit<Inspect,
-  "compare" | "toCArray" | "toCpp" | "toCorpusCase"> = {
+  "toCArray" | "toCpp" | "toCorpusCase"> = {
   schema, startWalk, walk, wordsOf, rank, verdict, decode, encode, floatOf, bitsOf, toJson,
-  fromJson, fromText, read, streamOf, tree, status, statusLook, toHex, toBase64,
+  fromJson, fromText, read, streamOf, compare, tree, status, statusLook, toHex, toBase64,
   holdsNodes: (type) => holdsNodes(findType(type)),
 };

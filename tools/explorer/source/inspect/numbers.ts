@@ -29,17 +29,20 @@ function general(value: number, precision: number): string {
 
 const MAXIMUM = 0x7F7FFFFF; // its nine digits are more than the largest float
 
-export function floatText(bits: number): string {
+// As few digits as the runtime takes for the same float again.
+export function shortFloat(bits: number): string {
   const value = floatOf(bits);
   if (Number.isNaN(value)) return "nan";
   if (!Number.isFinite(value)) return value > 0 ? "inf" : "-inf";
-  if ((bits & 0x7FFFFFFF) === MAXIMUM) {
-    return value > 0 ? "3.4028234663852886e+38" : "-3.4028234663852886e+38";
-  }
   // The runtime's reader of numbers takes no subnormal ones, so it trusts no few digits.
   const subnormal = (bits & 0x7F800000) === 0 && value !== 0;
   const short = general(value, 6);
   return bitsOf(Number(short)) === bits >>> 0 && !subnormal ? short : general(value, 9);
+}
+
+function floatText(bits: number): string {
+  if ((bits & 0x7FFFFFFF) !== MAXIMUM) return shortFloat(bits);
+  return floatOf(bits) > 0 ? "3.4028234663852886e+38" : "-3.4028234663852886e+38";
 }
 
 // As it stands in JSON: a number, or a text where JSON has none.
