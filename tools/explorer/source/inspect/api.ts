@@ -94,8 +94,15 @@ export interface Span {
   errorOffset?: number;
 }
 
-// Why bytes are refused. `reason` and `path` are the words of `tarn annotate`.
-export interface WireError { offset: number; path: string; problem: Problem; reason: string }
+// Why bytes are refused. `reason` and `path` are the words of `tarn annotate`, `word` is
+// that of the golden messages: "truncated", or the full name of the field for bad UTF-8.
+export interface WireError {
+  offset: number;
+  path: string;
+  problem: Problem;
+  reason: string;
+  word: string;
+}
 
 export interface WalkOptions {
   showSecrets?: boolean;  // else Wifi.pass, and what could be it, is "***"
@@ -151,7 +158,11 @@ export type Frame = "none" | "varint" | "u32be" | "u32le";
 // A message of a stream; `offset` is that of its first byte in the stream. The `path` of an
 // error is the record that is broken, its `offset` where this begins.
 export interface StreamRecord { offset: number; bytes: Uint8Array }
-export interface Stream { frame: Frame; records: StreamRecord[]; error?: WireError }
+export interface Stream {
+  frame: Frame;
+  records: StreamRecord[];
+  error?: { offset: number; path: string; reason: string };
+}
 
 // ---- Candidates: types that bytes may have, as `tarn guess` has them.
 
@@ -248,8 +259,9 @@ export interface Inspect {
   toHex(bytes: Uint8Array): string;
   toBase64(bytes: Uint8Array): string;
   toCArray(type: string, bytes: Uint8Array): string;
-  toCpp(message: Message): string;               // statements that build the message
-  toCorpusCase(name: string, message: Message): string;
+  toCpp(message: Message): string;               // a function that makes the message
+  // The lines of a case for tests/corpus/<type>.txt.
+  toCorpusCase(type: string, name: string, bytes: Uint8Array): string;
 }
 
 // What fromJson() and fromText() throw. `offset` counts in the characters of the input.

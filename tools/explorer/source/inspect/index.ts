@@ -2,6 +2,7 @@
 import type { Inspect } from "./api";
 import { bitsOf, floatOf, toBase64, toHex } from "./bytes";
 import { compare } from "./compare";
+import { toCArray, toCorpusCase, toCpp } from "./exports";
 import { fromJson } from "./json_read";
 import { toJson } from "./json_write";
 import { decode, encode } from "./message";
@@ -17,9 +18,9 @@ import { fromText } from "./text_read";
 export * from "./api";
 export { lineAndColumn } from "./json_read";
 
-export const inspect: Omit<Inspect,
-  "toCArray" | "toCpp" | "toCorpusCase"> = {
+export const inspect: Inspect = {
   schema, startWalk, walk, wordsOf, rank, verdict, decode, encode, floatOf, bitsOf, toJson,
-  fromJson, fromText, read, streamOf, compare, tree, status, statusLook, toHex, toBase64,
+  fromJson, fromText, read, streamOf, compare, tree, status, statusLook, toHex, toBase64, toCArray,
+  toCpp, toCorpusCase,
   holdsNodes: (type) => holdsNodes(findType(type)),
 };

@@ -74,3 +74,25 @@ export function reasonOf({ problem, at, item }: Fault, stack: Stack, offset: num
         : `wire type ${item.wire} does not exist`;
   }
 }
+
+const WORDS = {
+  longVarint: "varint_too_long", longTag: "key_too_long", longLength: "length_too_long",
+  tooDeep: "too_deep", openGroup: "group_not_closed", noSuchWireType: "bad_wire_type",
+};
+
+// The reason as the golden messages have it. They look at the length of a record before
+// they look into it.
+export function wordOf({ problem, item }: Fault, { top, frames, depth }: Stack): string {
+  const around = frames.slice(1, depth + 1);
+  if (around.some(({ group, clipped }) => group === 0 && clipped)) return "length_past_end";
+  const long = item.data >= 0 && item.end > top.end;
+  const open = top.group !== 0 && item.tag === 0 && item.begin === top.end;
+  switch (problem) {
+    case "cutOff": return long ? "length_past_end" : open ? WORDS.openGroup : "truncated";
+    case "pastEnd": return long ? "length_past_record" : "truncated";
+    case "badUtf8": return item.field!.fullName;
+    case "endGroup": return top.group !== 0 ? "group_mismatch" : "end_group";
+    case "zeroNumber": return item.tag === 0 ? "zero_key" : "zero_field_number";
+    default: return WORDS[problem];
+  }
+}

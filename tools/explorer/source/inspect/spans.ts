@@ -3,7 +3,7 @@
 import type { Note, NoteKind, Span, SpanKind, Walk, WalkOptions, WireError } from "./api";
 import { bigOf, readVarint, textOf, toBase64, varintSize, type Long } from "./bytes";
 import { jsonFloat } from "./numbers";
-import { reasonOf } from "./reasons";
+import { reasonOf, wordOf } from "./reasons";
 import { findType, type Field, type Type } from "./schema";
 import { Walker, type Fault, type Item, type Stack, type Visitor } from "./walker";
 
@@ -131,6 +131,7 @@ class SpanFinder implements Visitor {
       path: stack.path(item.field, item.number),
       problem,
       reason: reasonOf(fault, stack, this.offset),
+      word: wordOf(fault, stack),
     });
     if (problem === "badUtf8") {
       this.draw(stack, "field", item, item.end, new Notes().lengths(item), true);

@@ -27,14 +27,13 @@ function take(frame: Frame, bytes: Uint8Array): Stream {
     if (next === undefined) {
       const long = bytes.length - at >= 10;
       const reason = long ? "a frame longer than ten bytes" : "cut off inside the frame";
-      const problem = long ? "longLength" : "cutOff";
-      return { frame, records, error: { offset: at, path, problem, reason } };
+      return { frame, records, error: { offset: at, path, reason } };
     }
     const { begin, length } = next;
     const left = bytes.length - begin;
     if (length > left) {
       const reason = `cut off inside the message: ${left} of its ${length} bytes are there`;
-      return { frame, records, error: { offset: at, path, problem: "cutOff", reason } };
+      return { frame, records, error: { offset: at, path, reason } };
     }
     records.push({ offset: begin, bytes: bytes.subarray(begin, begin + length) });
     at = begin + length;

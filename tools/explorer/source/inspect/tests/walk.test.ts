@@ -1,9 +1,10 @@
 // Every span and every error is the one that `tarn annotate` shows, for the golden
 // messages and for broken ones. BROKEN is how many of these; SEED makes others.
+import { readFileSync } from "node:fs";
 import { describe, expect, it } from "vitest";
 import { schema } from "../schema";
 import { startWalk, walk } from "../spans";
-import { allCases, framed, lines, randomFrom, tarn, type Case } from "./tarn";
+import { allCases, casesIn, fileOf, framed, lines, randomFrom, tarn, type Case } from "./tarn";
 
 const BROKEN = Number(process.env.BROKEN ?? 6000);
 const SEED = Number(process.env.SEED ?? 1);
@@ -82,6 +83,13 @@ describe("the walk", () => {
   it("refuses a million levels and needs no stack for them", () => {
     const bytes = new Uint8Array(2_000_000).fill(0x0B);
     expect(walk("Price", bytes).errors[0].problem).toBe("tooDeep");
+  });
+
+  it("names the reason that the golden messages have", () => {
+    for (const one of casesIn("rejected")) {
+      const [{ word }] = walk(one.type, one.bytes).errors;
+      expect(`${word}\n`, fileOf(one, "reason")).toBe(readFileSync(fileOf(one, "reason"), "utf8"));
+    }
   });
 
   it("can be done in parts", () => {
