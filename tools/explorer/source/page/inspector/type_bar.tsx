@@ -1,0 +1,92 @@
+// Which type the bytes are read as, whether they are one, and what else they may be.
+import { useState } from "preact/hooks";
+import { schema } from "../core";
+import type { Walk } from "../../inspect/api";
+import { files, contentOf } from "../reference/names";
+import { useAnswer } from "../work";
+import type { Doc } from "./inspector";
+
+interface Props {
+  doc: Doc;
+  walk: Walk;
+  secrets: boolean;
+  onType: (type: string) => void;
+  onReading: (reading: Doc["others"][number]) => void;
+  onSecrets: (shown: boolean) => void;
+  onUndo?: () => void;
+  link: () => string;
+}
+
+function Verdict({ walk }: { walk: Walk }) {
+  if (!walk.done) return <span class="verdict">reading…</span>;
+  if (walk.errors.length > 0) return <span class="verdict bad">refused</span>;
+  const odd = walk.spans.some((span) => span.notes);
+  return odd ? <span class="verdict odd">taken, with remarks</span>
+    : <span class="verdict good">taken</span>;
+}
+
+function Candidates({ doc, onType }: { doc: Doc; onType: (type: string) => void }) {
+  const { value, waiting } = useAnswer("candidates", doc.bytes);
+  if (waiting) return <p class="quiet small">Ranking the types…</p>;
+  return (
+    <ol class="candidates">
+      {value?.map(({ type, reasons, rank }) => (
+        <li>
+          <button class="plain" onClick={() => onType(type)} aria-pressed={type === doc.type}>
+            <span class="quiet">{rank}</span> <b>{type}</b>
+            <span class="quiet small">{reasons}</span>
+          </button>
+        </li>
+      ))}
+    </ol>
+  );
+}
+
+export function TypeBar({ doc, walk, secrets, onType, onReading, onSecrets, onUndo, link }: Props) {
+  const [ranked, setRanked] = useState(false);
+  const [copied, setCopied] = useState("");
+  const secret = schema.message(doc.type)!.fields.some((field) => field.secret) ||
+    walk.spans.some((span) => span.masked);
+  const copy = async () => {
+    const address = `${location.href.replace(/#.*/, "")}${link()}`;
+    history.replaceState(null, "", link());
+    await navigator.clipboard?.writeText(address).then(
+      () => setCopied("Copied"), () => setCopied("It is in the address bar"));
+    setTimeout(() => setCopied(""), 2500);
+  };
+  return (
+    <section class="type-bar" aria-label="Type">
+      <div class="type-line">
+        <label>Type{" "}
+          <select value={doc.type} onChange={(event) => onType(event.currentTarget.value)}>
+            {files.map((file) => (
+              <optgroup label={file}>
+                {contentOf(file).messages.map(({ name }) => <option value={name}>{name}</option>)}
+              </optgroup>
+            ))}
+          </select>
+        </label>
+        <Verdict walk={walk} />
+        <span class="quiet small size">{doc.bytes.length.toLocaleString("en")}{" "}
+          {doc.bytes.length === 1 ? "byte" : "bytes"}{doc.how && `, ${doc.how}`}</span>
+        <span class="type-actions">
+          <button onClick={() => setRanked(!ranked)} aria-expanded={ranked}>What could it be?</button>
+          {secret && <button onClick={() => onSecrets(!secrets)} aria-pressed={secrets}>
+            {secrets ? "Cover the pass phrase" : "Show the pass phrase"}</button>}
+          <button onClick={onUndo} disabled={!onUndo}>Undo</button>
+          <button onClick={copy} title={secret ? "The link holds the pass phrase" : undefined}>
+            {copied || "Copy a link"}</button>
+        </span>
+      </div>
+      <span class="unseen" role="status">{copied}</span>
+      {doc.others.length > 0 && (
+        <p class="small">It can also be read as{" "}
+          {doc.others.map((reading) => (
+            <button class="plain" onClick={() => onReading(reading)}>{reading.how}</button>
+          ))}
+        </p>
+      )}
+      {ranked && <Candidates doc={doc} onType={onType} />}
+    </section>
+  );
+}
