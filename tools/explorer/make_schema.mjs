@@ -5,6 +5,7 @@
 //   TARN     the program
 //   PACKAGE  folder of the TypeScript package, made by typescript_dist
 //   OUTPUT   file to write
+// EMULATOR in the environment, words with ";" between them, runs the program.
 import { execFileSync } from "node:child_process";
 import { writeFileSync } from "node:fs";
 import { resolve } from "node:path";
@@ -13,7 +14,9 @@ import { pathToFileURL } from "node:url";
 const [program, folder, output] = process.argv.slice(2);
 
 function tarn(...args) {
-  const text = execFileSync(program, args, { encoding: "utf8", maxBuffer: 1 << 26 });
+  const [first, ...others] = [...(process.env.EMULATOR || "").split(";"), program, ...args]
+    .filter(Boolean);
+  const text = execFileSync(first, others, { encoding: "utf8", maxBuffer: 1 << 26 });
   return text.split("\n").filter(Boolean);
 }
 

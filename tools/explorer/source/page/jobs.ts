@@ -48,6 +48,11 @@ export const jobs = {
   message: (type: string, bytes: Uint8Array) => decode(type, bytes),
   tree: (type: string, bytes: Uint8Array) => inspect.tree(decode(type, bytes)),
   status: (bytes: Uint8Array) => inspect.status(decode("NetworkStatusReport", bytes)),
+  compare: (type: string, before: Uint8Array, after: Uint8Array, showSecrets: boolean) =>
+    inspect.compare(decode(type, before), decode(type, after), showSecrets),
+  cpp: (type: string, bytes: Uint8Array) => inspect.toCpp(decode(type, bytes)),
+  corpusCase: (type: string, name: string, bytes: Uint8Array) =>
+    inspect.toCorpusCase(type, name, bytes),
 };
 
 export type Jobs = typeof jobs;

@@ -3,6 +3,8 @@ import type { ComponentChildren } from "preact";
 import { useEffect, useState } from "preact/hooks";
 import { inspect } from "../core";
 import type { Walk } from "../../inspect/api";
+import { Compare } from "./compare";
+import { Export } from "./export";
 import { Fields } from "./fields";
 import { Form } from "./form";
 import type { Doc, Records } from "./inspector";
@@ -57,6 +59,8 @@ export function Panes(props: Props) {
     ...(doc.type === "NetworkStatusReport" && { Status: () => <Status bytes={doc.bytes} /> }),
     JSON: () => <JsonEditor {...message} onBytes={onBytes} />,
     Form: () => <Form {...message} onBytes={onBytes} />,
+    Compare: () => <Compare {...message} secrets={secrets} />,
+    Export: () => <Export {...message} />,
   };
   const names = Object.keys(panes);
   const shown = names.includes(chosen) ? chosen : "Fields";

@@ -11,7 +11,7 @@ export function Problems({ walk, onPoint }: { walk: Walk; onPoint: (offset: numb
   const shown = all ? errors.slice(0, 1000) : errors.slice(0, few);
   return (
     <section class="problems" aria-label="Problems">
-      <ul role="alert">
+      <div role="alert"><ul>
         {shown.map(({ offset, path, reason, problem }) => (
           <li data-problem={problem}>
             <button class="plain" onClick={() => onPoint(offset)}>
@@ -21,7 +21,7 @@ export function Problems({ walk, onPoint }: { walk: Walk; onPoint: (offset: numb
             </button>
           </li>
         ))}
-      </ul>
+      </ul></div>
       {errors.length > shown.length && !all &&
         <button class="plain" onClick={() => setAll(true)}>
           {errors.length - few} more</button>}

@@ -55,10 +55,10 @@ const report = {
 };
 
 export const samples: Sample[] = [
-  { title: "A server radio", says: "every field set", type: "Server",
-    input: examples.Server.bytes },
   { title: "A network", says: "radios, displays and modules", type: "ModsConfigured",
     input: JSON.stringify(network) },
+  { title: "A server radio", says: "every field set", type: "Server",
+    input: examples.Server.bytes },
   { title: "A status report", says: "what is not well comes first", type: "NetworkStatusReport",
     input: JSON.stringify(report) },
   { title: "Broken bytes", says: "bad text, then cut off", type: "Server",

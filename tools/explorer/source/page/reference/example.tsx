@@ -41,9 +41,9 @@ export function Example({ type }: { type: string }) {
       <ol class="annotated" tabIndex={0} aria-label={`Bytes of the example of ${type}`}>
         {spans.map((span) => (
           <li style={{ paddingLeft: `${Math.min(span.depth, 8) * 10}px` }}>
+            <span class="says"><span class="quiet">{span.number}</span> {nameOf(span)}
+              {valueOf(span) && `: ${valueOf(span)}`}</span>
             <SpanBytes span={span} bytes={bytes} />
-            <span class="says">{span.number} {nameOf(span)}{valueOf(span) && `: ${valueOf(span)}`}
-            </span>
           </li>
         ))}
       </ol>

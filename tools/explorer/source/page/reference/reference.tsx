@@ -1,5 +1,5 @@
 // The reference: a list of all types, and an entry for each.
-import { useEffect, useState } from "preact/hooks";
+import { useEffect, useRef, useState } from "preact/hooks";
 import { schema } from "../core";
 import { EnumEntry, MessageEntry } from "./entry";
 import { contentOf, files } from "./names";
@@ -7,8 +7,13 @@ import { contentOf, files } from "./names";
 function Contents({ current }: { current?: string }) {
   const [filter, setFilter] = useState("");
   const fits = ({ name }: { name: string }) => name.toLowerCase().includes(filter.toLowerCase());
+  const nav = useRef<HTMLElement>(null);
+  useEffect(() => {
+    const link = nav.current!.querySelector<HTMLElement>("[aria-current]");
+    if (link) nav.current!.scrollTop = link.offsetTop - nav.current!.clientHeight / 2;
+  }, [current]);
   return (
-    <nav class="contents" aria-label="Types">
+    <nav class="contents" aria-label="Types" ref={nav}>
       <input type="search" aria-label="Filter the types" placeholder="Filter the types"
         value={filter} onInput={(event) => setFilter(event.currentTarget.value)} />
       {files.map((file) => {
