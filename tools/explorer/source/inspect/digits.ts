@@ -3,9 +3,19 @@
 import { bytesOf, Sink } from "./bytes";
 
 export const isSpace = (c: string): boolean => c === " " || c === "\t" || c === "\r" || c === "\n";
-export const trim = (text: string): string => text.replace(/^[ \t\r\n]+|[ \t\r\n]+$/g, "");
+export function trim(text: string): string {
+  let from = 0, to = text.length;
+  while (from < to && isSpace(text[from])) ++from;
+  while (to > from && isSpace(text[to - 1])) --to;
+  return text.slice(from, to);
+}
 
-const isHex = (c: string): boolean => c.length === 1 && "0123456789abcdefABCDEF".includes(c);
+// The value of a hexadecimal digit by its character code; -1: it is none.
+function hexValue(code: number): number {
+  if (code >= 48 && code <= 57) return code - 48;
+  const letter = code | 0x20;
+  return letter >= 97 && letter <= 102 ? letter - 87 : -1;
+}
 
 // Also with blanks, commas, colons or 0x between the digits, and pairs with dashes.
 export function fromHexDigits(text: string): Uint8Array | undefined {
@@ -13,18 +23,18 @@ export function fromHexDigits(text: string): Uint8Array | undefined {
   let half = -1;
   const dashes = text[2] === "-"; // else of a uuid
   for (let i = 0; i < text.length; ++i) {
-    const c = text[i];
-    if (isSpace(c) || c === "," || c === ":" || (c === "-" && dashes)) {
-      if (half >= 0) return undefined;
-    } else if (c === "0" && half < 0 && (text[i + 1] === "x" || text[i + 1] === "X")) {
-      ++i;
-    } else if (!isHex(c)) {
-      return undefined;
-    } else if (half < 0) {
-      half = parseInt(c, 16);
-    } else {
-      sink.byte(half << 4 | parseInt(c, 16));
+    const digit = hexValue(text.charCodeAt(i));
+    if (digit < 0) {
+      const c = text[i];
+      const between = isSpace(c) || c === "," || c === ":" || (c === "-" && dashes);
+      if (!between || half >= 0) return undefined;
+    } else if (half >= 0) {
+      sink.byte(half << 4 | digit);
       half = -1;
+    } else if (digit === 0 && (text[i + 1] === "x" || text[i + 1] === "X")) {
+      ++i;
+    } else {
+      half = digit;
     }
   }
   return half < 0 ? sink.take() : undefined;

@@ -155,12 +155,14 @@ class Reader {
       this.ended = true;
       return true;
     }
-    let { rest, framed } = takeFramed(start.rest);
+    const { rest, framed } = takeFramed(start.rest);
     const expected = this.bytesToNextOffset(next);
     this.row = [];
     let gap = false, shown = false;
-    while (rest !== "" && !shown && !(gap && this.row.length >= expected)) {
-      const [, group, blanks, tail] = /^([^ \t]*)([ \t]*)([^]*)$/.exec(rest)!;
+    const groups = /([^ \t]*)([ \t]*)/y;
+    for (let at = 0; at < rest.length && !shown && !(gap && this.row.length >= expected);) {
+      groups.lastIndex = at;
+      const [, group, blanks] = groups.exec(rest)!;
       const bytes = groupBytes(group, this.unit);
       if (bytes === undefined) {
         // The characters do not match the bytes, for example in another alphabet.
@@ -169,9 +171,10 @@ class Reader {
       }
       this.row.push(...bytes);
       this.pairs &&= group.length === 2;
-      gap = tail !== "" && (blanks.length > 1 || blanks === "\t");
-      rest = tail;
-      shown = gap && shows(rest, this.row);
+      at = groups.lastIndex;
+      gap = at < rest.length && (blanks.length > 1 || blanks === "\t");
+      const shownAll = rest.length - at <= this.row.length;
+      shown = gap && shownAll && shows(rest.slice(at), this.row);
     }
     this.verified &&= shown || shows(framed, this.row);
     this.ambiguous = !this.pairs && !start.colon;

@@ -120,6 +120,7 @@ class JsonReader {
 
   private atNull(): boolean {
     this.next();
+    if (this.text[this.at] !== "n") return false;
     return /^null(?=[ \t\r\n,}]|$)/.test(this.text.slice(this.at, this.at + 5));
   }
 

@@ -19,6 +19,7 @@ const LETTERS: { [letter: string]: string } =
 // What stands between the quotes of a string; undefined if it is no text. Like the runtime
 // it takes other letters after a backslash for themselves.
 export function unescaped(text: string): string | undefined {
+  if (!/[\\\uD800-\uDFFF]/.test(text)) return text;
   let wrong = false;
   const result = text.replace(/\\(?:u([0-9a-fA-F]{4})|([^]))/g, (_, code, letter) => {
     if (letter === "u") wrong = true;

@@ -12,6 +12,7 @@ const LETTERS: { [character: string]: string } =
 
 // A text in quotes. What cannot be seen, < and > are escaped.
 export function jsonText(text: string): string {
+  if (/^[ !#-;=?-[\]-~]*$/.test(text)) return `"${text}"`;
   let result = '"';
   for (const character of text) {
     const letter = LETTERS[character];

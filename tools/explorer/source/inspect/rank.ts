@@ -1,7 +1,7 @@
 // Which types bytes may have: how well each type explains them.
 import type { Candidate } from "./api";
 import { reasonOf } from "./reasons";
-import { allTypes, type Field, type Type } from "./schema";
+import { allTypes, type Type } from "./schema";
 import { Walker, type Fault, type Item, type Stack, type Visitor } from "./walker";
 import { count } from "./words";
 
@@ -103,9 +103,8 @@ export class Evidence implements Visitor {
   }
   private named({ top }: Stack, { field }: Item): void {
     ++this.fields;
-    const { number, repeated } = field as Field;
-    const again = !repeated && top.seen[number] !== undefined;
-    if (again || top.hasHigher(number)) ++this.disorder;
+    const again = !field!.repeated && top.has(field!);
+    if (again || top.hasHigher(field!)) ++this.disorder;
   }
   private number({ field, begin, end, bits }: Item): void {
     if (field!.kind !== "enum" || field!.enumeration!.names.has(bits.low | 0)) return;

@@ -111,7 +111,10 @@ function makeTable(name: string, fields: Field[], entry: boolean): Type {
     name, fullName: full(name), fields, byNumber: [], slots: 0, entry,
     secret: fields.some((field) => field.secret),
   };
-  for (const field of fields) type.byNumber[field.number] = field;
+  for (const field of fields) {
+    if (field.number > 63) throw new Error(`${field.fullName}: a number above 63`);
+    type.byNumber[field.number] = field;
+  }
   for (const field of fields) {
     if (field.repeated) field.slot = type.slots++;
     field.maskable = type.secret;

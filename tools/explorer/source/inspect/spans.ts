@@ -18,7 +18,7 @@ export function mayLeak(type: Type, bytes: Uint8Array): boolean {
   const setOdd = () => { odd = true; };
   const walker = new Walker(type, bytes, {
     value({ top }, { field, data, end }) {
-      if (top.seen[field!.number] !== undefined || top.hasHigher(field!.number)) odd = true;
+      if (top.has(field!) || top.hasHigher(field!)) odd = true;
       for (const byte of bytes.subarray(data, end)) odd ||= byte < 0x20 || byte === 0x7F;
     },
     enter: setOdd,
@@ -69,9 +69,9 @@ class Notes {
     return this;
   }
   repetition({ top }: Stack, field: Field, kind: NoteKind): this {
-    if (!field.repeated && top.seen[field.number] !== undefined) this.add(kind);
+    if (!field.repeated && top.has(field)) this.add(kind);
     for (const other of field.others) {
-      if (top.seen[other.number] !== undefined) this.add("replacesMember", other);
+      if (top.has(other)) this.add("replacesMember", other);
     }
     return this;
   }

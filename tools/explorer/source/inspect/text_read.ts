@@ -11,13 +11,13 @@ import { MAX_DEPTH } from "./walker";
 type TokenKind = "word" | "integer" | "float" | "string" | "sign" | "end";
 interface Token { kind: TokenKind; text: string; at: number }
 
-const SPACE = /(?:[ \t\r\n\v\f]|#[^\n]*)*/y;
+// No pattern repeats a group: the stack of the engine would end with a long text.
+const SPACE = /[ \t\r\n\v\f]+|#[^\n]*/y;
 const TOKENS: [TokenKind, RegExp][] = [
   ["word", /[A-Za-z_][A-Za-z0-9_]*/y],
   ["float", /(?:[0-9]+\.[0-9]*|\.[0-9]+)(?:[eE][+-]?[0-9]+)?[fF]?/y],
   ["float", /[0-9]+(?:[eE][+-]?[0-9]+[fF]?|[fF])/y],
   ["integer", /0[xX][0-9a-fA-F]+|[0-9]+/y],
-  ["string", /"(?:[^"\\]|\\[^])*"|'(?:[^'\\]|\\[^])*'/y],
   ["sign", /[^]/y],
 ];
 const WORDS: { [word: string]: boolean } =
@@ -42,9 +42,14 @@ class TextReader {
   }
   private next(): Token {
     const last = this.token;
-    SPACE.lastIndex = this.at;
-    this.at += SPACE.exec(this.text)![0].length;
+    for (SPACE.lastIndex = this.at; SPACE.test(this.text);) this.at = SPACE.lastIndex;
     this.token = { kind: "end", text: "", at: this.at };
+    const end = this.endOfString();
+    if (end > 0) {
+      this.token = { kind: "string", text: this.text.slice(this.at, end), at: this.at };
+      this.at = end;
+      return last;
+    }
     for (const [kind, pattern] of TOKENS) {
       pattern.lastIndex = this.at;
       const match = pattern.exec(this.text);
@@ -54,6 +59,16 @@ class TextReader {
       break;
     }
     return last;
+  }
+  // Where the string ends that begins here; 0: there is none.
+  private endOfString(): number {
+    const mark = this.text[this.at];
+    if (mark !== '"' && mark !== "'") return 0;
+    for (let at = this.at + 1; at < this.text.length; ++at) {
+      if (this.text[at] === mark) return at + 1;
+      if (this.text[at] === "\\") ++at;
+    }
+    return 0;
   }
   private took(...signs: string[]): boolean {
     const is = this.token.kind === "sign" && signs.includes(this.token.text);

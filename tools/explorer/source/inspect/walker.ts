@@ -32,20 +32,29 @@ export class Frame {
   begin = 0;
   data = 0;
   end = 0;            // of a group: of the record around it
-  seen: Field[] = []; // fields met, by number; of a oneof only the last member
-  most = -1;          // highest number met; may have been replaced since
+  low = 0;            // fields met, a bit each; of a oneof only the last member
+  high = 0;           // those from number 32 on
+  prefix?: string;    // the path of what is inside, once it was asked for
   group = 0;          // field number of a group
   index = 0;          // among the elements of a repeated field
   counts: number[] = []; // elements met, by the slots of the fields
   clipped = false;    // ends only because the input does
 
-  // Whether a field with a higher number than this was met.
-  hasHigher(number: number): boolean {
-    if (this.most <= number) return false;
-    for (let i = number + 1; i < this.seen.length; ++i) {
-      if (this.seen[i] !== undefined) return true;
+  has({ number }: Field): boolean {
+    return ((number < 32 ? this.low >>> number : this.high >>> number - 32) & 1) !== 0;
+  }
+  // Whether a field with a higher number was met.
+  hasHigher({ number }: Field): boolean {
+    if (number >= 32) return number < 63 && this.high >>> number - 31 !== 0;
+    return this.high !== 0 || (number < 31 && this.low >>> number + 1 !== 0);
+  }
+  add({ number, others }: Field): void {
+    for (const other of others) {
+      if (other.number < 32) this.low &= ~(1 << other.number);
+      else this.high &= ~(1 << other.number - 32);
     }
-    return false;
+    if (number < 32) this.low |= 1 << number;
+    else this.high |= 1 << number - 32;
   }
 }
 
@@ -65,19 +74,25 @@ export class Stack {
   // The path of an item of the top record: "children[2].server.name". Without a field a
   // number other than 0 names an unknown one. Elements count from 0.
   path(field: Field | undefined, number: number): string {
-    const name = (unknown: number) => this.masked ? "***" : String(unknown);
-    const steps: string[] = [];
-    for (let i = 1; i <= this.depth; ++i) {
-      const { field: holder, group, index } = this.frames[i];
-      if (holder === undefined) steps.push(name(group));
-      else steps.push(holder.repeated ? `${holder.name}[${index}]` : holder.name);
-    }
-    if (field !== undefined) {
-      steps.push(field.repeated ? `${field.name}[${this.count(field)}]` : field.name);
-    } else if (number !== 0) {
-      steps.push(name(number));
-    }
-    return steps.join(".");
+    const prefix = this.prefix(this.depth);
+    if (field === undefined && number === 0) return prefix;
+    const step = field === undefined ? this.nameOf(number)
+      : field.repeated ? `${field.name}[${this.count(field)}]` : field.name;
+    return prefix === "" ? step : `${prefix}.${step}`;
+  }
+  private prefix(depth: number): string {
+    if (depth === 0) return "";
+    const frame = this.frames[depth];
+    if (frame.prefix !== undefined) return frame.prefix;
+    const { field, group, index } = frame;
+    const step = field === undefined ? this.nameOf(group)
+      : field.repeated ? `${field.name}[${index}]` : field.name;
+    const above = this.prefix(depth - 1);
+    frame.prefix = above === "" ? step : `${above}.${step}`;
+    return frame.prefix;
+  }
+  private nameOf(unknown: number): string {
+    return this.masked ? "***" : String(unknown);
   }
 }
 
@@ -183,7 +198,7 @@ export class Walker {
       if (item.end < 0) return this.brokenVarint(item.value, 10, item);
     }
     this.visitor.value?.(this.stack, item);
-    this.enterSeen(item, field);
+    this.enterSeen(field);
     this.at = item.end;
   }
 
@@ -209,7 +224,7 @@ export class Walker {
       return this.broken("longVarint", at + 9, item);
     }
     this.visitor.element?.(this.stack, item);
-    this.enterSeen(item, item.field!);
+    this.enterSeen(item.field!);
     this.at = item.end;
   }
 
@@ -261,22 +276,20 @@ export class Walker {
     frame.begin = item.begin;
     frame.data = item.data;
     frame.end = clipped || field === undefined ? outer.end : item.end;
-    frame.seen = [];
-    frame.most = -1;
+    frame.low = frame.high = 0;
+    frame.prefix = undefined;
     frame.clipped = clipped;
     frame.group = field === undefined ? item.number : 0;
     frame.index = field?.repeated ? this.stack.count(field) : 0;
     frame.counts = [];
-    if (field !== undefined) this.enterSeen(item, field);
+    if (field !== undefined) this.enterSeen(field);
     this.at = item.data;
     ++this.stack.depth;
   }
 
-  private enterSeen(item: Item, field: Field): void {
+  private enterSeen(field: Field): void {
     const frame = this.stack.top;
-    for (const other of field.others) delete frame.seen[other.number];
-    frame.seen[item.number] = field;
-    if (item.number > frame.most) frame.most = item.number;
+    frame.add(field);
     if (field.repeated) frame.counts[field.slot] = (frame.counts[field.slot] ?? 0) + 1;
   }
 
@@ -335,7 +348,7 @@ export class Walker {
       return;
     }
     if (problem === "badUtf8") {
-      this.enterSeen(item, item.field!);
+      this.enterSeen(item.field!);
       this.at = item.end;
       return;
     }

@@ -17,6 +17,7 @@ const hexEscapes = (bytes: Uint8Array): string =>
 
 // With a backslash before the marked characters.
 export function escaped(text: string, marked = ""): string {
+  if (/^[ !#-[\]-~]*$/.test(text)) return text; // no mark, and all can be seen
   let result = "";
   for (const character of text) {
     if (isInvisible(character.codePointAt(0)!)) result += hexEscapes(bytesOf(character));
