@@ -205,10 +205,11 @@ class Pieces {
     }
   }
   private add(form: "hex" | "base64", begin: number, end: number): boolean {
-    const piece = form === "hex" ? trim(this.input.slice(begin, end)) : this.input.slice(begin, end);
+    const part = this.input.slice(begin, end);
+    const piece = form === "hex" ? trim(part) : part;
     const bytes = form === "hex" ? fromHexDigits(piece) : fromBase64(piece);
     if (bytes === undefined || bytes.length < 4) return false;
-    const at = begin + this.input.slice(begin, end).indexOf(piece);
+    const at = begin + part.indexOf(piece);
     this.forms.push({ ...found(form, false, bytes), at, size: piece.length });
     return true;
   }

@@ -38,7 +38,9 @@ export function holdsNodes(type: Type): boolean {
 export interface Node { item: Message; kind?: Field; message?: Message }
 
 export function nodeOf(item: Message): Node {
-  if (item.type !== WRAPPER.name) return { item, kind: memberFor(findType(item.type)), message: item };
+  if (item.type !== WRAPPER.name) {
+    return { item, kind: memberFor(findType(item.type)), message: item };
+  }
   const kind = WRAPPER.fields.find(({ number }) => item.fields.has(number));
   return kind === undefined ? { item } : { item, kind, message: one(item, kind) as Message };
 }

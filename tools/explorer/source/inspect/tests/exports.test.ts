@@ -90,7 +90,8 @@ it.runIf(process.env.MAKE_CORPUS)("a case of the golden messages makes the bytes
 it("a case says what the golden messages say", () => {
   for (const { folder, type, name, bytes } of allCases()) {
     const [head, ...rest] = toCorpusCase(type, name, bytes).split("\n");
-    expect(head).toMatch(new RegExp(`^(${folder}|${folder === "rejected" ? "-" : "valid|accepted"}) `));
+    const kinds = folder === "rejected" ? ["rejected"] : ["valid", "accepted"];
+    expect(kinds).toContain(head.split(" ")[0]);
     if (bytes.length > 0) expect(rest[0]).toBe(`  \`${toHex(bytes).toUpperCase()}\``);
   }
 });
