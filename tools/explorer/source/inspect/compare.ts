@@ -250,7 +250,9 @@ export function compare(before: Message, after: Message, showSecrets = false): D
   const comparison = new Comparison(showSecrets, masked);
   const match = new NodeMatch(before, after);
   if (!isNodeType(findType(before.type))) comparison.messages(before, after);
-  comparison.found.push(...unmatched(match, "before"), ...unmatched(match, "after"));
+  for (const side of ["before", "after"] as const) {
+    for (const difference of unmatched(match, side)) comparison.found.push(difference);
+  }
   const moved = movedFrom(match);
   const way: Step[] = [];
   match.visit("after", {

@@ -1,7 +1,7 @@
 // Reads a message from JSON, and says what is wrong and where, as `tarn encode` does.
 import { InputFault, type Message, type Value } from "./api";
 import { scalarOf, unescaped } from "./json_scalar";
-import { addTo, listOf, newMessage, putInto, setOne } from "./message";
+import { addTo, encode, listOf, newMessage, putInto, setOne } from "./message";
 import { findType, type Field, type Type } from "./schema";
 import { MASK } from "./spans";
 import { didYouMean } from "./words";
@@ -31,8 +31,17 @@ class JsonReader {
   private objects = 0;
   private levels = 0;
 
-  // Without `values` it checks names and signs only.
-  constructor(private readonly text: string, private readonly values: boolean) {}
+  // What was understood so far: two for a value that fits, one for another.
+  understood = 0;
+
+  // 'names' checks names and signs, 'values' all. 'known' leaves out fields that the type
+  // does not have, and 'count' takes values that do not fit.
+  constructor(private readonly text: string,
+              private readonly check: "names" | "values" | "known" | "count") {}
+
+  private get values(): boolean {
+    return this.check !== "names";
+  }
 
   read(type: Type | undefined): Message | undefined {
     if (this.next() !== "{") this.fail(this.at, "expected {");
@@ -104,6 +113,7 @@ class JsonReader {
       const name = unescaped(written);
       const field = type.fields.find((one) => name === one.jsonName || name === one.name);
       if (field === undefined) {
+        if (this.check === "known") return this.anything();
         this.fail(begin, noSuchField(type, written, type.fields.map((one) => one.jsonName)));
       }
       if (seen.has(field)) this.fail(begin, `${field.fullName} is there twice`);
@@ -142,7 +152,9 @@ class JsonReader {
 
   private member(field: Field, message: Message): void {
     const c = this.next();
-    if (field.repeated && (c === "{" || c === "[")) {
+    // The runtime itself takes one message for a list of one.
+    const alone = this.check === "known" && c === "{" && !field.map;
+    if (field.repeated && !alone && (c === "{" || c === "[")) {
       if (field.map !== (c === "{")) {
         this.fail(this.at, `${field.fullName} is a ` +
           (field.map ? "map: expected {" : "list: expected ["));
@@ -197,7 +209,11 @@ class JsonReader {
     if (field.maskable && token === `"${MASK}"`) this.fail(begin, maskedReason(field.fullName));
     if (!this.values) return undefined;
     const value = field.kind === "message" ? undefined : scalarOf(field, token);
-    if (value === undefined) this.fail(begin, noValueOf(field, token));
+    // To the runtime, a name that the enum does not have is no more than an unknown field.
+    const unknown = this.check === "known" && field.kind === "enum" && token[0] === '"';
+    if (value === undefined && unknown) return undefined;
+    this.understood += value === undefined ? 1 : 2;
+    if (value === undefined && this.check !== "count") this.fail(begin, noValueOf(field, token));
     return value;
   }
 }
@@ -205,14 +221,30 @@ class JsonReader {
 // Throws an InputFault. What is wrong about the form of a text comes before wrong values.
 export function fromJson(name: string, json: string): Message {
   const type = findType(name);
-  new JsonReader(json, false).read(type);
-  return new JsonReader(json, true).read(type)!;
+  new JsonReader(json, "names").read(type);
+  return new JsonReader(json, "values").read(type)!;
+}
+
+// How much of a JSON that is no message of the type could be one: the bytes of what is left
+// without names that the type does not have, or about as many if a value is none.
+export function understoodJson(type: Type, json: string): number {
+  try {
+    return encode(new JsonReader(json, "known").read(type)!).length;
+  } catch {
+    const reader = new JsonReader(json, "count");
+    try {
+      reader.read(type);
+    } catch {
+      // What was read until then counts.
+    }
+    return reader.understood;
+  }
 }
 
 // Why a text is no JSON at all.
 export function jsonProblem(json: string): InputFault | undefined {
   try {
-    new JsonReader(json, false).read(undefined);
+    new JsonReader(json, "names").read(undefined);
     return undefined;
   } catch (fault) {
     return fault as InputFault;

@@ -4,11 +4,11 @@ import { InputFault, type InputError, type Message, type ReadResult, type Readin
 import { bytesOf, findInvalidUtf8, textOf } from "./bytes";
 import { trim } from "./digits";
 import { formsInside, formsOf, isText, knownFormat, type Found } from "./forms";
-import { fromJson, jsonProblem } from "./json_read";
+import { fromJson, jsonProblem, understoodJson } from "./json_read";
 import { encode } from "./message";
 import { Evidence } from "./rank";
 import { findType, schema, type Type } from "./schema";
-import { fromText } from "./text_read";
+import { fromText, understoodText } from "./text_read";
 
 // How well the types fit a reading.
 enum Quality { none, foreign, odd, clean }
@@ -31,23 +31,25 @@ interface Attempt {
   complaint?: InputError; // of text and JSON that no type takes: why the likeliest does not
 }
 
-// Why a text is no message of the type that reads furthest.
+const MANY = 20; // types that a text is like; it is then like none
+
+// Why a text is no message of the type that understands most of it. Of types that do it
+// alike, the one with a name that is nearly there counts.
 function explain(form: "text" | "json", types: Type[], text: string,
                  faults: InputFault[]): InputError {
   const broken = form === "json" ? jsonProblem(text) : undefined;
   if (broken !== undefined) return { reason: broken.reason, offset: broken.offset, form };
-  let furthest = 0;
-  faults.forEach(({ offset, reason }, i) => {
-    const best = faults[furthest];
-    const near = (words: string) => words.includes(" did you mean ") ? 1 : 0;
-    if (offset > best.offset || (offset === best.offset && near(reason) > near(best.reason))) {
-      furthest = i;
-    }
-  });
-  const { reason, offset } = faults[furthest];
-  const as = types.length === 1 ? ""
-    : ` (read as ${types[furthest].fullName}; no other type takes it)`;
-  return { reason: reason + as, offset, form };
+  const sizes = types.map((type) =>
+    form === "json" ? understoodJson(type, text) : understoodText(type, text));
+  const most = sizes.reduce((a, b) => Math.max(a, b), 0);
+  const like = faults.flatMap((fault, i) => sizes[i] === most ? [{ fault, type: types[i] }] : []);
+  const near = like.find(({ fault }) => fault.reason.includes(" did you mean "));
+  const { fault: { reason, offset }, type } = near ?? like[0];
+  if (types.length === 1) return { reason, offset, form };
+  if (near === undefined && like.length > MANY && reason.includes(" has no ")) {
+    return { reason: "no message type takes all of these fields", form };
+  }
+  return { reason: `${reason} (read as ${type.fullName}; no other type takes it)`, offset, form };
 }
 
 // A message as text or JSON, for every type that takes it.
@@ -69,7 +71,7 @@ function tryWritten(form: "text" | "json", types: Type[], text: string, start: n
     return { reading, certain: form === "json", quality };
   }
   const complaint = explain(form, types, text, faults);
-  complaint.offset = (complaint.offset ?? 0) + start;
+  if (complaint.offset !== undefined) complaint.offset += start;
   return { reading, certain: form === "json", quality: Quality.none, complaint };
 }
 

@@ -3,7 +3,7 @@ import { InputFault, type Message, type Value } from "./api";
 import { bitsOf, findInvalidUtf8, Sink, textOf } from "./bytes";
 import { takeEscaped } from "./digits";
 import { maskedReason, noSuchField, noValueOf } from "./json_read";
-import { addTo, newMessage, one, putInto, setOne } from "./message";
+import { addTo, encode, newMessage, one, putInto, setOne } from "./message";
 import { findType, type Field, type Type } from "./schema";
 import { MASK } from "./spans";
 import { MAX_DEPTH } from "./walker";
@@ -27,12 +27,12 @@ class TextReader {
   private at = 0;
   private token: Token = { kind: "end", text: "", at: 0 };
 
-  constructor(private readonly text: string) {
+  // `lenient`: leaves out fields that the type does not have.
+  constructor(private readonly text: string, private readonly lenient = false) {
     this.next();
   }
 
-  read(type: Type): Message {
-    const message = newMessage(type);
+  read(type: Type, message = newMessage(type)): Message {
     while (this.token.kind !== "end") this.member(type, message, 0);
     return message;
   }
@@ -84,6 +84,7 @@ class TextReader {
     const { text, at } = this.next();
     const field = type.fields.find(({ name }) => name === text);
     if (field === undefined) {
+      if (this.lenient) return this.leaveOut();
       this.fail(noSuchField(type, text, type.fields.map(({ name }) => name)), at);
     }
     if (!field.repeated && this.seen(message).has(field)) {
@@ -103,6 +104,21 @@ class TextReader {
     } else {
       this.put(field, message, this.value(field, depth));
     }
+    this.took(",", ";");
+  }
+
+  // What follows the name of a field that is not known.
+  private leaveOut(): void {
+    this.took(":");
+    let open = 0;
+    do {
+      if (this.token.kind === "end") this.expected("a value");
+      if (this.took("-")) continue;
+      if (this.took("{", "<", "[")) ++open;
+      else if (this.took("}", ">", "]")) --open;
+      else this.next();
+    } while (open > 0);
+    while (this.token.kind === "string") this.next();
     this.took(",", ";");
   }
 
@@ -165,7 +181,7 @@ class TextReader {
     }
     const bytes = sink.take();
     if (field.kind === "bytes") return bytes;
-    if (findInvalidUtf8(bytes, 0, bytes.length) >= 0) {
+    if (!this.lenient && findInvalidUtf8(bytes, 0, bytes.length) >= 0) {
       this.fail(`invalid UTF-8 in ${field.fullName}`, at);
     }
     if (field.maskable && count === 1 && text.slice(1, -1) === MASK) {
@@ -205,4 +221,15 @@ export function fromText(name: string, text: string): Message {
     throw new InputFault(maskedReason(type.fullName), text.search(/^ *# \*\*\*/m));
   }
   return new TextReader(text).read(type);
+}
+
+// How much of a text that is no message of the type could be one.
+export function understoodText(type: Type, text: string): number {
+  const message = newMessage(type);
+  try {
+    new TextReader(text, true).read(type, message);
+  } catch {
+    // What was read until then counts.
+  }
+  return encode(message).length;
 }
