@@ -1,8 +1,7 @@
 // What the tests hold the explorer against: the program and the golden messages.
 // Environment: TARN is the program, CORPUS the folder of the golden messages.
 import { spawnSync } from "node:child_process";
-import { mkdtempSync, readdirSync, readFileSync, rmSync, writeFileSync } from "node:fs";
-import { tmpdir } from "node:os";
+import { readdirSync, readFileSync } from "node:fs";
 import { join } from "node:path";
 import { vi } from "vitest";
 
@@ -41,17 +40,6 @@ export function tarn(args: string[], input: Uint8Array | string = ""): Answer {
 
 export const json = (args: string[], input?: Uint8Array | string): any =>
   JSON.parse(tarn(args, input).stdout);
-
-// Runs with files for each of the inputs, which take the place of "@0", "@1", ... .
-export function tarnWithFiles(args: string[], inputs: Uint8Array[]): Answer {
-  const folder = mkdtempSync(join(tmpdir(), "explorer-"));
-  try {
-    inputs.forEach((input, i) => writeFileSync(join(folder, String(i)), input));
-    return tarn(args.map((arg) => arg.replace(/^@/, `${folder}/`)));
-  } finally {
-    rmSync(folder, { recursive: true });
-  }
-}
 
 // A stream with a length of four bytes before each record, and where each record begins.
 export function framed(records: Uint8Array[]): { stream: Uint8Array; offsets: number[] } {
