@@ -2,7 +2,7 @@
 // another form.
 import { bytesOf, Sink } from "./bytes";
 
-export const isSpace = (c: string): boolean => c === " " || c === "\t" || c === "\r" || c === "\n";
+const isSpace = (c: string): boolean => c === " " || c === "\t" || c === "\r" || c === "\n";
 export function trim(text: string): string {
   let from = 0, to = text.length;
   while (from < to && isSpace(text[from])) ++from;

@@ -31,7 +31,7 @@ function looksLikeText(input: string): boolean {
   return text[0] === "#" || /^[A-Za-z_][0-9A-Za-z_]*[ \t\r\n]*[:{]/.test(text);
 }
 
-export const looksLikeJson = (text: string): boolean =>
+const looksLikeJson = (text: string): boolean =>
   /^[ \t\r\n]*\{[ \t\r\n]*("|\}[ \t\r\n]*$)/.test(text);
 
 const WRAPS = [["<Buffer", ">"], ["X'", "'"], ["x'", "'"], ['"', '"'], ["'", "'"], ["`", "`"],

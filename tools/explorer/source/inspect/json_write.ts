@@ -11,7 +11,7 @@ const LETTERS: { [character: string]: string } =
   { "\b": "b", "\f": "f", "\n": "n", "\r": "r", "\t": "t", '"': '"', "\\": "\\" };
 
 // A text in quotes. What cannot be seen, < and > are escaped.
-export function jsonText(text: string): string {
+function jsonText(text: string): string {
   if (/^[ !#-;=?-[\]-~]*$/.test(text)) return `"${text}"`;
   let result = '"';
   for (const character of text) {

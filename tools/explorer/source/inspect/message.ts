@@ -17,9 +17,6 @@ export const mapOf = (message: Message, field: Field): FieldMap =>
 export const one = (message: Message, field: Field): Value | undefined =>
   message.fields.get(field.number) as Value | undefined;
 
-export const isMessage = (value: unknown): value is Message =>
-  typeof value === "object" && value !== null && "unknown" in value;
-
 // Zero of a field: what it has where it is absent.
 export function zeroOf(field: Field): Value {
   switch (field.kind) {

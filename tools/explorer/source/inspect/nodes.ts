@@ -12,7 +12,7 @@ export const fieldNamed = (type: Type, name: string): Field | undefined =>
   type.fields.find((field) => field.name === name);
 
 // The member of ChildTypes for nodes of a type.
-export const memberFor = (type: Type): Field | undefined =>
+const memberFor = (type: Type): Field | undefined =>
   WRAPPER.fields.find((field) => field.type === type);
 
 export const isNodeType = (type: Type): boolean =>

@@ -122,7 +122,7 @@ function compareOrder(a: Evidence, b: Evidence): number {
 }
 
 // Types, the likeliest first. Those that the evidence cannot tell apart keep their order.
-export const weighAll = (bytes: Uint8Array, types = allTypes): Evidence[] =>
+const weighAll = (bytes: Uint8Array, types = allTypes): Evidence[] =>
   types.map((type) => new Evidence(type, bytes)).sort(compareOrder);
 
 function reasons(e: Evidence): string {

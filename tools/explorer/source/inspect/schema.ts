@@ -9,7 +9,7 @@ const PYTHON_KEYWORDS = new Set(["and", "as", "assert", "async", "await", "break
 
 const PACKAGE = "tarn.";
 export const full = (name: string): string => PACKAGE + name;
-export const bare = (name: string): string =>
+const bare = (name: string): string =>
   name.startsWith(PACKAGE) ? name.slice(PACKAGE.length) : name;
 
 const enums = new Map<string, SchemaEnum>(data.enums.map((item) => [item.name, item]));

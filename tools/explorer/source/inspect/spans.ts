@@ -7,7 +7,7 @@ import { reasonOf, wordOf } from "./reasons";
 import { findType, type Field, type Type } from "./schema";
 import { Walker, type Fault, type Item, type Stack, type Visitor } from "./walker";
 
-export const WIRE_NAMES = ["varint", "fixed64", "length", "start", "end", "fixed32"] as const;
+const WIRE_NAMES = ["varint", "fixed64", "length", "start", "end", "fixed32"] as const;
 export const MASK = "***";
 
 // Whether a pass phrase may be outside of its field: the type has one, and the bytes are

@@ -50,7 +50,7 @@ export function valueText(field: Field, value: Value): string {
   }
 }
 
-export function messageText(message: Message): string {
+function messageText(message: Message): string {
   const parts = ["{"];
   for (const field of findType(message.type).byNumber) {
     if (field === undefined || !message.fields.has(field.number)) continue;
