@@ -105,7 +105,7 @@ test("the form changes the bytes", () => withPage(hashOf("Server", Buffer.alloc(
 test("JSON changes the bytes, completes names and says where it is wrong", () =>
   withPage(hashOf("Server", Buffer.alloc(0)), async (page) => {
     await tab(page, "JSON");
-    const box = page.getByRole("combobox", { name: "JSON" });
+    const box = page.getByRole("textbox", { name: "JSON" });
     await box.fill("");
     await box.pressSequentially('{"stat');
     await page.keyboard.press("Enter");

@@ -166,7 +166,9 @@ test("a paste of more than 1 MB is inspected while the page answers", () => with
   assert.ok(await page.locator(".byte-row").count() < 100);
   await page.locator(".fields").press("End");
   await page.waitForFunction(() => document.querySelector(".fields").scrollTop > 100_000);
-  console.log(`longest frame ${await page.evaluate(() => globalThis.longest)} ms`);
+  // A busy machine takes longer than the tenth of a second that this takes alone.
+  const longest = await page.evaluate(() => globalThis.longest);
+  assert.ok(longest < 1000, `a frame took ${longest} ms`);
 }));
 
 test("everything can be done from the keyboard", () => withPage("", async (page) => {
@@ -277,8 +279,10 @@ for (const [name, [hash, options, show]] of Object.entries(pictures)) {
     if (process.env.UPDATE) writeFileSync(kept, now);
     const part = await difference(readFileSync(kept), now);
     assert.ok(part < 0.01, `${(part * 100).toFixed(2)} % of the points differ`);
-    // What is compared can fail: a bar less is seen.
-    await page.evaluate(() => document.querySelector("header.top").remove());
+    // What is compared can fail: other colours are seen.
+    await page.evaluate((theme) => {
+      document.documentElement.dataset.theme = theme;
+    }, options.colorScheme === "dark" ? "light" : "dark");
     assert.ok(await difference(readFileSync(kept), await page.screenshot()) > 0.01);
   }, options));
 }

@@ -50,7 +50,7 @@ export function InputBar({ onOpen, busy, complaint }: Props) {
   // A long text would make the box slow, and the box is no place to read it.
   const paste = (event: ClipboardEvent) => {
     const pasted = event.clipboardData?.getData("text") ?? "";
-    if (pasted === "" || text !== "") return;
+    if (pasted === "" || (event.currentTarget as HTMLTextAreaElement).value !== "") return;
     event.preventDefault();
     setText(pasted.length > 20000 ? "" : pasted);
     openText(pasted);

@@ -70,8 +70,8 @@ export function JsonEditor({ type, bytes, onBytes }: Props) {
   }
   return (
     <div class="pad json-editor">
-      <textarea ref={box} value={text} spellcheck={false} aria-label="JSON" role="combobox"
-        aria-autocomplete="list" aria-expanded={context !== undefined} aria-controls="completions"
+      <textarea ref={box} value={text} spellcheck={false} aria-label="JSON"
+        aria-autocomplete="list" aria-controls="completions"
         aria-activedescendant={context && `completion-${chosen}`} aria-describedby="json-complaint"
         aria-invalid={complaint !== undefined} onKeyDown={keys}
         onInput={(event) => {
