@@ -32,6 +32,7 @@ constexpr Command kCommands[] = {
     {"describe", RunDescribe, "Explain a message, field, enum or value"},
     {"diff", RunDiff, "Show how two messages differ in meaning"},
     {"encode", RunEncode, "Encode text or JSON as wire bytes"},
+    {"explore", RunExplore, "Open the explorer, a page, with a file's bytes"},
     {"fingerprint", RunFingerprint, "Show a short checksum of the schema"},
     {"guess", RunGuess, "List the types that some bytes may have"},
     {"list", RunList, "List the message types and enums"},

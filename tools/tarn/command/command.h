@@ -26,6 +26,7 @@ ExitCode RunDecode(const Command& command, const Arguments& arguments);
 ExitCode RunDescribe(const Command& command, const Arguments& arguments);
 ExitCode RunDiff(const Command& command, const Arguments& arguments);
 ExitCode RunEncode(const Command& command, const Arguments& arguments);
+ExitCode RunExplore(const Command& command, const Arguments& arguments);
 ExitCode RunFingerprint(const Command& command, const Arguments& arguments);
 ExitCode RunGuess(const Command& command, const Arguments& arguments);
 ExitCode RunList(const Command& command, const Arguments& arguments);
