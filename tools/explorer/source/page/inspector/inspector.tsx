@@ -1,5 +1,5 @@
 // The inspector: takes bytes in, and shows them beside what they mean.
-import { useEffect, useMemo, useState } from "preact/hooks";
+import { useEffect, useMemo, useRef, useState } from "preact/hooks";
 import { schema } from "../core";
 import type { StreamRecord } from "../../inspect/api";
 import { addressOf, type View } from "../route";
@@ -30,6 +30,7 @@ export function Inspector({ view }: { view?: View & { page: "inspect" } }) {
   const [records, setRecords] = useState<Records>();
   const [offset, setOffset] = useState(0);
   const [secrets, setSecrets] = useState(false);
+  const opening = useRef(0);
   const walk = useWalk(doc.type, doc.bytes, secrets);
 
   const show = (next: Doc, at = 0) => {
@@ -39,19 +40,23 @@ export function Inspector({ view }: { view?: View & { page: "inspect" } }) {
     setComplaint(undefined);
   };
   const open = async (input: string | Uint8Array, type?: string) => {
+    const mine = ++opening.current; // what is opened later takes its place
     setBusy(true);
     const { value, error } = await run("open", input, type);
+    if (mine !== opening.current) return;
     if (error) {
       setBusy(false);
       setComplaint(placed(input, error.reason, error.offset));
       return;
     }
     const stream = type ? undefined : (await run("stream", value!.bytes)).value;
+    if (mine !== opening.current) return;
     setBusy(false);
     setSecrets(false);
     if (stream && stream.frame !== "none" && stream.records.length > 0) {
       const first = stream.records[0];
       const { value: inner } = await run("candidates", first.bytes);
+      if (mine !== opening.current) return;
       setRecords({ frame: stream.frame, all: stream.records, chosen: 0, whole: value!.bytes });
       show({ ...value!, bytes: first.bytes, type: inner![0].type });
     } else {
@@ -63,6 +68,7 @@ export function Inspector({ view }: { view?: View & { page: "inspect" } }) {
   useEffect(() => {
     if (!view) return;
     if (view.bytes) {
+      opening.current++;
       const { bytes, type } = view;
       if (type) {
         setRecords(undefined);
