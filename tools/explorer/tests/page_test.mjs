@@ -138,7 +138,7 @@ test("broken inputs of every kind break nothing", () => withPage("", async (page
       for (const name of await page.getByRole("tab").allInnerTexts()) await tab(page, name);
     }
   }
-  for (const text of ["\u0000\u0001", "0x", "=".repeat(500), "[".repeat(20000), "é ß 漢", "{"]) {
+  for (const text of ["\u0000\u0001", "0x", "=".repeat(500), "[".repeat(20000), "é ß 漢", '{"lineNum": 2, "a']) {
     await paste(page, text);
   }
   await page.waitForSelector(".input-complaint:not(:empty)");
