@@ -3,7 +3,13 @@ import { useState } from "preact/hooks";
 import type { Difference, NodeName } from "../../inspect/api";
 import { run, useAnswer } from "../work";
 
-interface Props { type: string; bytes: Uint8Array; secrets: boolean }
+interface Props {
+  type: string;
+  bytes: Uint8Array;
+  secrets: boolean;
+  before?: Uint8Array;
+  onBefore: (bytes: Uint8Array) => void;
+}
 
 const called = ({ kind, name, uuid, field }: NodeName) =>
   [kind, name && `“${name}”`, !name && uuid, field].filter(Boolean).join(" ");
@@ -47,14 +53,13 @@ function Differences({ type, before, after, secrets }:
   );
 }
 
-export function Compare({ type, bytes, secrets }: Props) {
-  const [before, setBefore] = useState<Uint8Array>();
+export function Compare({ type, bytes, secrets, before, onBefore }: Props) {
   const [text, setText] = useState("");
   const [complaint, setComplaint] = useState<string>();
   const take = async (input: string) => {
     const { value, error } = await run("open", input, type);
     setComplaint(error?.reason);
-    if (value) setBefore(value.bytes);
+    if (value) onBefore(value.bytes);
   };
   return (
     <div class="scroll pad" tabIndex={0} role="group" aria-label="Comparison">
@@ -64,7 +69,7 @@ export function Compare({ type, bytes, secrets }: Props) {
         placeholder="Hex, base64, JSON or text" onInput={(event) => setText(event.currentTarget.value)} />
       <p class="pane-actions">
         <button onClick={() => take(text)} disabled={text.trim() === ""}>Compare</button>
-        <button onClick={() => setBefore(bytes)}>Keep what is shown</button>
+        <button onClick={() => onBefore(bytes)}>Keep what is shown</button>
       </p>
       {complaint && <p class="complaint" role="alert">{complaint}</p>}
       {before ? <Differences type={type} before={before} after={bytes} secrets={secrets} />

@@ -49,6 +49,8 @@ function Guarded({ walk, secrets, covered, onSecrets, children }: {
 export function Panes(props: Props) {
   const { doc, walk, secrets, records, onBytes } = props;
   const [chosen, setChosen] = useState("Fields");
+  // It stays while a byte is half written, which no reader takes.
+  const [before, setBefore] = useState<{ type: string; bytes: Uint8Array }>();
   const covered = inspect.schema.message(doc.type)!.fields.some(({ secret }) => secret) ||
     walk.spans.some(({ masked }) => masked);
   const message = { type: doc.type, bytes: doc.bytes };
@@ -59,7 +61,9 @@ export function Panes(props: Props) {
     ...(doc.type === "NetworkStatusReport" && { Status: () => <Status bytes={doc.bytes} /> }),
     JSON: () => <JsonEditor {...message} onBytes={onBytes} />,
     Form: () => <Form {...message} onBytes={onBytes} />,
-    Compare: () => <Compare {...message} secrets={secrets} />,
+    Compare: () => <Compare {...message} secrets={secrets}
+      before={before?.type === doc.type ? before.bytes : undefined}
+      onBefore={(bytes) => setBefore({ type: doc.type, bytes })} />,
     Export: () => <Export {...message} />,
   };
   const names = Object.keys(panes);
