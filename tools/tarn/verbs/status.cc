@@ -50,6 +50,10 @@ bool IsTree(const InputOptions& input, const Record& record,
   if (verdict.empty() || !HoldsNodes(*verdict.front()->descriptor)) {
     return false;
   }
+  const auto* report_type = tarn::NetworkStatusReport::descriptor();
+  for (const Type* type : verdict) {
+    if (type->descriptor == report_type) return false;  // as likely
+  }
   Complain(PlaceInInput(input, record, 0) + "these bytes are " +
            NamesOf(verdict) + "; see tarn tree");
   return true;

@@ -48,7 +48,9 @@ function offsetOf({ digits }: Start, base: number): bigint | undefined {
 function groupBytes(group: string, unit: Unit): Uint8Array | undefined {
   if (unit === "hexBytes") return group.length % 2 === 0 ? fromHexDigits(group) : undefined;
   if (unit === "hexWords") {
-    if (![4, 8, 16].includes(group.length) || !/^[0-9a-fA-F]+$/.test(group)) return undefined;
+    if (group.length > 16 || group.length % 2 !== 0 || !/^[0-9a-fA-F]+$/.test(group)) {
+      return undefined;
+    }
     return fromHexDigits(group)?.reverse();
   }
   const size = unit === "octalBytes" ? 1 : 2;
@@ -57,6 +59,9 @@ function groupBytes(group: string, unit: Unit): Uint8Array | undefined {
   if (value >> 8 * size !== 0) return undefined;
   return Uint8Array.from({ length: size }, (_, i) => value >> 8 * i & 0xFF);
 }
+
+// Whether a group is a part of a word, as xxd -e has it at the end.
+const isPartOfWord = (group: string): boolean => ![4, 8, 16].includes(group.length);
 
 // Whether a text shows the bytes as characters, with a dot for each byte that cannot be
 // printed. Blanks at both ends may be missing.
@@ -159,6 +164,7 @@ class Reader {
     const expected = this.bytesToNextOffset(next);
     this.row = [];
     let gap = false, shown = false;
+    let part = false; // of a word; only characters prove that
     const groups = /([^ \t]*)([ \t]*)/y;
     for (let at = 0; at < rest.length && !shown && !(gap && this.row.length >= expected);) {
       groups.lastIndex = at;
@@ -170,12 +176,14 @@ class Reader {
         break;
       }
       this.row.push(...bytes);
+      part ||= this.unit === "hexWords" && isPartOfWord(group);
       this.pairs &&= group.length === 2;
       at = groups.lastIndex;
       gap = at < rest.length && (blanks.length > 1 || blanks === "\t");
       const shownAll = rest.length - at <= this.row.length;
       shown = gap && shownAll && shows(rest.slice(at), this.row);
     }
+    if (part && !shown) return false;
     this.verified &&= shown || shows(framed, this.row);
     this.ambiguous = !this.pairs && !start.colon;
     this.odd = (this.unit === "hexWords" || this.unit === "octalWords") &&

@@ -33,15 +33,35 @@ interface Attempt {
 
 const MANY = 20; // types that a text is like; it is then like none
 
+const NAMED = 3;        // types at most, of JSON that is cut off
+const LOOKED = 64 << 10; // characters of it
+
+// What each type understands of a text, and the most of it.
+function understood(form: "text" | "json", types: Type[], text: string): [number[], number] {
+  const sizes = types.map((type) =>
+    form === "json" ? understoodJson(type, text) : understoodText(type, text));
+  return [sizes, sizes.reduce((a, b) => Math.max(a, b), 0)];
+}
+
+// Which types have the names up to where JSON breaks off; empty if that says little.
+function namedBefore(types: Type[], json: string): string {
+  const [sizes, most] = understood("json", types, json.slice(0, LOOKED));
+  const like = types.filter((_, i) => sizes[i] === most).map(({ name }) => name);
+  if (types.length === 1 || like.length > NAMED) return "";
+  const last = like.pop();
+  const names = like.length > 0 ? `${like.join(", ")} or ${last}` : last;
+  return ` (the names before are those of ${names})`;
+}
+
 // Why a text is no message of the type that understands most of it. Of types that do it
 // alike, the one with a name that is nearly there counts.
 function explain(form: "text" | "json", types: Type[], text: string,
                  faults: InputFault[]): InputError {
   const broken = form === "json" ? jsonProblem(text) : undefined;
-  if (broken !== undefined) return { reason: broken.reason, offset: broken.offset, form };
-  const sizes = types.map((type) =>
-    form === "json" ? understoodJson(type, text) : understoodText(type, text));
-  const most = sizes.reduce((a, b) => Math.max(a, b), 0);
+  if (broken !== undefined) {
+    return { reason: broken.reason + namedBefore(types, text), offset: broken.offset, form };
+  }
+  const [sizes, most] = understood(form, types, text);
   const like = faults.flatMap((fault, i) => sizes[i] === most ? [{ fault, type: types[i] }] : []);
   const near = like.find(({ fault }) => fault.reason.includes(" did you mean "));
   const { fault: { reason, offset }, type } = near ?? like[0];
