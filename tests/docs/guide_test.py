@@ -16,7 +16,7 @@ TARN, PAGE = sys.argv[1], pathlib.Path(sys.argv[2]).read_text()
 # By what stands between the columns of the drawing.
 ARROWS = {'<--': 'to the office', '-->': 'to the application'}
 # What the table says beside the phases of the drawing.
-PHASES = {'always', 'start'}
+PHASES = {'always'}
 
 
 def tarn(*arguments):
