@@ -83,7 +83,7 @@ class PackageTest(unittest.TestCase):
         self.assertIn('comm_error: 2\n    Out of reach', tarn.StatusCodes.__doc__)
         for message_type in tarn.TYPES.values():
             for field in message_type.DESCRIPTOR.fields:
-                self.assertRegex(message_type.__doc__, rf'\n\n{field.name}: .*\n    \w')
+                self.assertRegex(message_type.__doc__, rf'\n\n{field.name}: .*\n    \S')
 
     def test_messages_are_copied_and_pickled(self):
         for message_type in tarn.TYPES.values():
