@@ -113,6 +113,8 @@ export interface WalkOptions {
 export interface Walk {
   readonly spans: Span[];       // found so far
   readonly errors: WireError[];
+  readonly masked: boolean;     // a span is covered
+  readonly odd: boolean;        // a span has a note
   readonly done: boolean;
   readonly read: number;        // bytes so far
   step(spans: number): boolean; // goes on for about so many spans; true: done

@@ -80,6 +80,8 @@ class Notes {
 class SpanFinder implements Visitor {
   readonly spans: Span[] = [];
   readonly errors: WireError[] = [];
+  covered = false;
+  odd = false;
   private readonly maskAll: boolean; // a pass phrase may be anywhere
 
   constructor(type: Type, private readonly bytes: Uint8Array, private readonly offset: number,
@@ -142,7 +144,7 @@ class SpanFinder implements Visitor {
     const span: Span = {
       offset: this.offset + from, size: to - from, kind: "skipped", depth: stack.depth,
     };
-    if (this.maskAll) span.masked = true;
+    if (this.maskAll) this.covered = span.masked = true;
     this.spans.push(this.withError(span));
   }
 
@@ -160,9 +162,12 @@ class SpanFinder implements Visitor {
     const span: Span = {
       offset: this.offset + item.begin, size: end - item.begin, kind, depth: stack.depth,
     };
-    if (secret) span.masked = true;
+    if (secret) this.covered = span.masked = true;
     if (field !== undefined || !secret) this.describe(stack, span, item, secret, broken);
-    if (notes.list.length > 0) span.notes = notes.list;
+    if (notes.list.length > 0) {
+      span.notes = notes.list;
+      this.odd = true;
+    }
     this.spans.push(broken ? this.withError(span) : span);
   }
 
@@ -216,6 +221,8 @@ export function startWalk(name: string, bytes: Uint8Array, options: WalkOptions 
   return {
     spans: finder.spans,
     errors: finder.errors,
+    get masked() { return finder.covered; },
+    get odd() { return finder.odd; },
     get done() { return walker.done; },
     get read() { return walker.at; },
     step(spans) {

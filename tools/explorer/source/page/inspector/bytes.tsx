@@ -1,5 +1,5 @@
 // The bytes, which can be pointed at and edited in place.
-import { useEffect, useRef, useState } from "preact/hooks";
+import { useEffect, useMemo, useRef, useState } from "preact/hooks";
 import type { Walk } from "../../inspect/api";
 import { VirtualRows } from "../parts/virtual";
 import { hueOf, partAt, spanAt } from "./spans";
@@ -40,7 +40,8 @@ export function Bytes({ bytes, walk, pointed, lit, onPoint, onChange, onUndo }: 
     return () => watch.disconnect();
   }, []);
   const { spans, errors } = walk;
-  const faults = new Set(errors.map((error) => error.offset));
+  const faults = useMemo(() => new Set(errors.map((error) => error.offset)),
+    [errors, errors.length]);
   const at = pointed.offset;
 
   const light = (offset: number) => {

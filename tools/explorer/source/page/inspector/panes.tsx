@@ -52,7 +52,7 @@ export function Panes(props: Props) {
   // It stays while a byte is half written, which no reader takes.
   const [before, setBefore] = useState<{ type: string; bytes: Uint8Array }>();
   const covered = inspect.schema.message(doc.type)!.fields.some(({ secret }) => secret) ||
-    walk.spans.some(({ masked }) => masked);
+    walk.masked;
   const message = { type: doc.type, bytes: doc.bytes };
   const panes: Record<string, () => ComponentChildren> = {
     Fields: () => <Fields walk={walk} pointed={props.pointed} onPoint={props.onPoint} />,

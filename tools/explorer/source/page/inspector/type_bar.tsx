@@ -20,8 +20,7 @@ interface Props {
 function Verdict({ walk }: { walk: Walk }) {
   if (!walk.done) return <span class="verdict">reading…</span>;
   if (walk.errors.length > 0) return <span class="verdict bad">refused</span>;
-  const odd = walk.spans.some((span) => span.notes);
-  return odd ? <span class="verdict odd">taken, with remarks</span>
+  return walk.odd ? <span class="verdict odd">taken, with remarks</span>
     : <span class="verdict good">taken</span>;
 }
 
@@ -46,7 +45,7 @@ export function TypeBar({ doc, walk, secrets, onType, onReading, onSecrets, onUn
   const [ranked, setRanked] = useState(false);
   const [copied, setCopied] = useState("");
   const secret = schema.message(doc.type)!.fields.some((field) => field.secret) ||
-    walk.spans.some((span) => span.masked);
+    walk.masked;
   const copy = async () => {
     const address = `${location.href.replace(/#.*/, "")}${link()}`;
     history.replaceState(null, "", link());
