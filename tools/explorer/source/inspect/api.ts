@@ -258,6 +258,8 @@ export interface Inspect {
   statusLook(status: string | number): StatusLook;
   compare(before: Message, after: Message, showSecrets?: boolean): Difference[];
 
+  escaped(text: string): string;                 // what cannot be seen, as "\x07"
+  inQuotes(text: string): string;
   toHex(bytes: Uint8Array): string;
   toBase64(bytes: Uint8Array): string;
   toCArray(type: string, bytes: Uint8Array): string;

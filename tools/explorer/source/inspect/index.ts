@@ -14,6 +14,7 @@ import { startWalk, walk, wordsOf } from "./spans";
 import { status, statusLook } from "./status";
 import { streamOf } from "./stream";
 import { fromText } from "./text_read";
+import { escaped, inQuotes } from "./words";
 
 export * from "./api";
 export { lineAndColumn } from "./json_read";
@@ -21,6 +22,7 @@ export { lineAndColumn } from "./json_read";
 export const inspect: Inspect = {
   schema, startWalk, walk, wordsOf, rank, verdict, decode, encode, floatOf, bitsOf, toJson,
   fromJson, fromText, read, streamOf, compare, tree, status, statusLook, toHex, toBase64, toCArray,
-  toCpp, toCorpusCase,
+  toCpp, toCorpusCase, inQuotes,
+  escaped: (text) => escaped(text),
   holdsNodes: (type) => holdsNodes(findType(type)),
 };

@@ -1,4 +1,6 @@
 // What an address shows. All of it stands after the "#", which no browser sends.
+import { inspect } from "./core";
+
 export type View =
   | { page: "inspect"; type?: string; bytes?: Uint8Array }
   | { page: "reference"; name?: string }
@@ -32,13 +34,17 @@ export function addressOf(view: View): string {
 
 export class BadAddress extends Error {}
 
+const most = 60; // characters of an address that a complaint repeats
+const quoted = (text: string) => inspect.escaped(text.slice(0, most)) +
+  (text.length > most ? "…" : "");
+
 // `known` says whether a name is one of the schema.
 export function viewOf(address: string, known: (name: string) => boolean): View {
   let text = address.replace(/^#/, "");
   try {
     text = decodeURIComponent(text);
   } catch {
-    throw new BadAddress(`The address ends in "${text.slice(0, 40)}", which nothing here has.`);
+    throw new BadAddress(`The address ends in "${quoted(text)}", which nothing here has.`);
   }
   if (text === "" || text === "inspect") return { page: "inspect" };
   if (text === "map") return { page: "map" };
@@ -48,7 +54,8 @@ export function viewOf(address: string, known: (name: string) => boolean): View 
     const [, type, encoded] = inspect;
     const bytes = encoded === undefined ? undefined : fromBase64Url(encoded);
     if (type !== undefined && !known(type)) {
-      throw new BadAddress(`The address asks for the type ${type}, which the schema does not have.`);
+      throw new BadAddress(
+        `The address asks for the type ${quoted(type)}, which the schema does not have.`);
     }
     if (encoded !== undefined && !bytes) {
       throw new BadAddress("The bytes in the address are damaged: part of it may be missing.");
@@ -59,5 +66,5 @@ export function viewOf(address: string, known: (name: string) => boolean): View 
   if (text.startsWith("type=") || text.includes("bytes=")) {
     throw new BadAddress("The bytes in the address are damaged: part of it may be missing.");
   }
-  throw new BadAddress(`The schema has no ${text.slice(0, 60)}.`);
+  throw new BadAddress(`The schema has no ${quoted(text)}.`);
 }

@@ -1,5 +1,6 @@
 // Two messages compared by meaning: nodes are matched by their uuid.
 import { useState } from "preact/hooks";
+import { inspect } from "../core";
 import type { Difference, NodeName } from "../../inspect/api";
 import { run, useAnswer } from "../work";
 
@@ -12,7 +13,8 @@ interface Props {
 }
 
 const called = ({ kind, name, uuid, field }: NodeName) =>
-  [kind, name && `“${name}”`, !name && uuid, field].filter(Boolean).join(" ");
+  [kind, name && `“${inspect.escaped(name)}”`, !name && uuid && inspect.escaped(uuid), field]
+    .filter(Boolean).join(" ");
 
 function Words({ difference: of }: { difference: Difference }) {
   const node = of.kind ? called({ kind: of.kind, name: of.name, uuid: of.uuid }) : undefined;
@@ -63,9 +65,9 @@ export function Compare({ type, bytes, secrets, before, onBefore }: Props) {
   };
   return (
     <div class="scroll pad" tabIndex={0} role="group" aria-label="Comparison">
-      <p class="small">The message of before: keep what is shown now and then change it, or paste
-        another {type}.</p>
-      <textarea rows={2} value={text} aria-label="Message of before" spellcheck={false}
+      <p class="small">Compare with an earlier message: keep what is shown now and then change it, or
+        paste another {type}.</p>
+      <textarea rows={2} value={text} aria-label="Earlier message" spellcheck={false}
         placeholder="Hex, base64, JSON or text" onInput={(event) => setText(event.currentTarget.value)} />
       <p class="pane-actions">
         <button onClick={() => take(text)} disabled={text.trim() === ""}>Compare</button>

@@ -124,7 +124,7 @@ function MapForm({ field, entries, label, onSet }:
     <div class="form-many">
       {[...entries].map(([name, value]) => (
         <div class="form-entry" key={name}>
-          <span class="form-key">{name}</span>
+          <span class="form-key">{inspect.escaped(name)}</span>
           <EnumInput type={field.type} value={value} label={`${label}["${name}"]`}
             onSet={(number) => change((next) => next.set(name, number))} />
           <button class="plain" aria-label={`Remove ${name} from ${label}`}

@@ -1,5 +1,6 @@
 // Where bytes come in: paste, drop, a file, or an example.
 import { useEffect, useRef, useState } from "preact/hooks";
+import { inspect } from "../core";
 import { samples } from "./samples";
 
 interface Props {
@@ -19,7 +20,7 @@ export function InputBar({ onOpen, busy, complaint }: Props) {
     if (!given) return;
     const fits = given.size <= largest;
     setTooLarge(fits ? undefined
-      : `${given.name} has ${given.size} bytes; the page takes up to ${largest}.`);
+      : `${inspect.escaped(given.name)} has ${given.size} bytes; the page takes up to ${largest}.`);
     if (fits) onOpen(new Uint8Array(await given.arrayBuffer()));
   };
   useEffect(() => {

@@ -46,10 +46,18 @@ export const nameOf = (span: Span): string => {
   return path.slice(path.lastIndexOf(".") + 1);
 };
 
+const most = 2000; // characters of a text that are shown
+
+function textOf(whole: string, base64?: boolean): string {
+  const text = whole.slice(0, most);
+  const shown = base64 ? `base64 ${text}` : inspect.inQuotes(text);
+  return text === whole ? shown : `${shown}… (${whole.length.toLocaleString("en")} characters)`;
+}
+
 export function valueOf(span: Span): string {
   const { value, name, kind } = span;
   if (span.masked) return "covered";
-  if (typeof value === "string") return span.base64 ? `base64 ${value}` : JSON.stringify(value);
+  if (typeof value === "string") return textOf(value, span.base64);
   if (value !== undefined) return name ? `${value} ${name}` : String(value);
   if (kind === "record" || kind === "list") return "";
   return "";

@@ -23,6 +23,10 @@ describe("an address", () => {
     "%s is refused", (address) => {
       expect(() => viewOf(address, known)).toThrow(BadAddress);
     });
+  test("that is refused is repeated in part, and so that it can be seen", () => {
+    expect(() => viewOf(`#\u202e${"A".repeat(1000)}`, known))
+      .toThrow(`The schema has no \\xe2\\x80\\xae${"A".repeat(59)}….`);
+  });
 });
 
 describe("the search", () => {
