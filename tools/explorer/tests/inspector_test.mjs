@@ -157,7 +157,7 @@ test("a network is drawn, folded and searched, with a table of what is not ok", 
     assert.equal(await rows.count(), 10);
     assert.match(await page.locator(".network-pane .pane-note").innerText(),
       /1 server, 2 clients, 3 displays, 4 modules/);
-    assert.deepEqual(await texts(page.locator(".unwell tbody td:first-child")),
+    assert.deepEqual(await texts(page.locator(".unwell [role=cell]:first-child")),
       ["North line 2", "m-3", "South sign"]);
     await page.getByRole("button", { name: "Fold all", exact: true }).click();
     assert.equal(await rows.count(), 1);
@@ -173,7 +173,7 @@ test("a status report is a table, worst first", () => withPage("", async (page) 
   await example(page, "A status report: what is not well comes first");
   await waitForType(page, "NetworkStatusReport");
   await tab(page, "Status");
-  const parts = await texts(page.locator(".status-table tbody td:first-child"));
+  const parts = await texts(page.locator(".parts [role=cell]:first-child"));
   assert.equal(parts[0], "North line 2");
   assert.equal(parts.length, 6);
 }));

@@ -50,6 +50,9 @@ export const jobs = {
   status: (bytes: Uint8Array) => inspect.status(decode("NetworkStatusReport", bytes)),
   compare: (type: string, before: Uint8Array, after: Uint8Array, showSecrets: boolean) =>
     inspect.compare(decode(type, before), decode(type, after), showSecrets),
+  hex: (bytes: Uint8Array) => inspect.toHex(bytes),
+  base64: (bytes: Uint8Array) => inspect.toBase64(bytes),
+  cArray: (type: string, bytes: Uint8Array) => inspect.toCArray(type, bytes),
   cpp: (type: string, bytes: Uint8Array) => inspect.toCpp(decode(type, bytes)),
   corpusCase: (type: string, name: string, bytes: Uint8Array) =>
     inspect.toCorpusCase(type, name, bytes),

@@ -1,15 +1,16 @@
 // The message in a form for other programs.
 import { useEffect, useState } from "preact/hooks";
-import { inspect } from "../core";
 import { run } from "../work";
 
 interface Props { type: string; bytes: Uint8Array }
 
 const forms: Record<string, { title: string; file: string;
     make: (props: Props) => Promise<string> }> = {
-  hex: { title: "Hex", file: "hex", make: async ({ bytes }) => inspect.toHex(bytes) },
-  base64: { title: "Base64", file: "b64", make: async ({ bytes }) => inspect.toBase64(bytes) },
-  c: { title: "C array", file: "h", make: async ({ type, bytes }) => inspect.toCArray(type, bytes) },
+  hex: { title: "Hex", file: "hex", make: async ({ bytes }) => answer(await run("hex", bytes)) },
+  base64: { title: "Base64", file: "b64",
+    make: async ({ bytes }) => answer(await run("base64", bytes)) },
+  c: { title: "C array", file: "h",
+    make: async ({ type, bytes }) => answer(await run("cArray", type, bytes)) },
   json: { title: "JSON", file: "json",
     make: async ({ type, bytes }) => answer(await run("json", type, bytes, true)) },
   cpp: { title: "C++ that builds the message", file: "cc",
@@ -23,7 +24,7 @@ function answer({ value, error }: { value?: string; error?: Error }): string {
   return value!;
 }
 
-const most = 200000; // characters that are shown
+const most = 20000; // characters that are shown
 
 export function Export({ type, bytes }: Props) {
   const [form, setForm] = useState("hex");
@@ -60,7 +61,7 @@ export function Export({ type, bytes }: Props) {
         <span class="small quiet" role="status">{said}</span>
       </p>
       <textarea readOnly aria-label={forms[form].title} spellcheck={false}
-        value={text.length > most ? `${text.slice(0, most)}\n…` : text} />
+        value={text.length > most ? `${text.slice(0, most)}\n… Copy and Save give all of it.` : text} />
     </div>
   );
 }

@@ -198,12 +198,15 @@ function MessageForm({ message, label, onSet }:
   );
 }
 
-export function Form({ type, bytes, onBytes }: Props) {
+export function Form(props: Props) {
+  const { length } = props.bytes;
+  if (length <= most) return <WholeForm {...props} />;
+  return <p class="empty">The message has {length.toLocaleString("en")} bytes, too many for a form.
+    Bytes can be edited in place.</p>;
+}
+
+function WholeForm({ type, bytes, onBytes }: Props) {
   const { value, error, waiting } = useAnswer("message", type, bytes);
-  if (bytes.length > most) {
-    return <p class="empty">The message has {bytes.length.toLocaleString("en")} bytes, too many for a
-      form. Bytes can be edited in place.</p>;
-  }
   if (waiting) return <p class="empty">Reading…</p>;
   if (error) return <p class="empty">{error.reason}</p>;
   return (

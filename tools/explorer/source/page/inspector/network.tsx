@@ -2,6 +2,7 @@
 import { useMemo, useState } from "preact/hooks";
 import { inspect } from "../core";
 import type { Counts, TreeNode } from "../../inspect/api";
+import { Table } from "../parts/table";
 import { VirtualRows } from "../parts/virtual";
 import { useAnswer } from "../work";
 import { allNodes, type NodeRow, rowsOf, total } from "./network_rows";
@@ -24,6 +25,10 @@ function Picture({ kind }: { kind: string }) {
 const counted = (below: Counts) => Object.entries(below)
   .map(([kind, count]) => `${count} ${kind}${count === 1 || kind === "none" ? "" : "s"}`).join(", ");
 
+const addressWords = ({ address }: TreeNode) =>
+  Object.entries(address).map(([name, value]) => `${name} ${inspect.escaped(String(value))}`)
+    .join(", ");
+
 function condition(node: TreeNode): string {
   if (!node.well && node.error) return "fault";
   return node.status === undefined ? "none" : inspect.statusLook(node.status).condition;
@@ -38,7 +43,8 @@ function Row({ row, folded, here }: { row: NodeRow; folded: boolean; here: boole
       <span class={`twist ${node.children.length ? folded ? "folded" : "unfolded" : ""}`} />
       <span class={`node ${condition(node)} ${here ? "here" : ""}`}>
         <Picture kind={node.kind} />
-        <span class="node-name">{node.name || node.uuid || node.kind}</span>
+        <span class="node-name">{inspect.escaped(node.name || node.uuid || node.kind)}
+        </span>
         <span class="quiet small">{node.kind}</span>
         {node.status !== undefined && <StatusMark status={node.status} />}
         {node.error && <span class="chip error">in error</span>}
@@ -123,18 +129,13 @@ export function Network({ type, bytes }: { type: string; bytes: Uint8Array }) {
       <Drawing nodes={value.children} key={bytes} />
       <h3>{unwell.length === 0 ? "Every node is ok" : `Not ok: ${unwell.length}`}</h3>
       {unwell.length > 0 && (
-        <div class="scroll unwell" tabIndex={0} role="group" aria-label="Nodes that are not ok">
-          <table class="status-table">
-            <thead><tr><th>Node</th><th>Kind</th><th>Status</th><th>Address</th></tr></thead>
-            <tbody>{unwell.slice(0, 500).map((node) => (
-              <tr><td>{node.name || node.uuid || node.path}</td><td>{node.kind}</td>
-                <td><StatusMark status={node.status} />{node.error && " in error"}</td>
-                <td class="small">{Object.entries(node.address)
-                  .map(([name, value]) => `${name} ${value}`).join(", ")}</td></tr>
-            ))}</tbody>
-          </table>
-          {unwell.length > 500 && <p class="pane-note">{unwell.length - 500} more</p>}
-        </div>
+        <Table class="unwell" label="Nodes that are not ok" count={unwell.length}
+          heads={["Node", "Kind", "Status", "Address"]} cells={(at) => {
+            const node = unwell[at];
+            return [inspect.escaped(node.name || node.uuid || node.path), node.kind,
+              <><StatusMark status={node.status} />{node.error && " in error"}</>,
+              <span class="small">{addressWords(node)}</span>];
+          }} />
       )}
     </div>
   );

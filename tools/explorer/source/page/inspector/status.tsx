@@ -1,6 +1,8 @@
 // A status report as a table, worst first.
 import { inspect } from "../core";
-import type { Condition, StatusRow } from "../../inspect/api";
+import { useMemo } from "preact/hooks";
+import type { Condition, StatusReport, StatusRow } from "../../inspect/api";
+import { Table } from "../parts/table";
 import { useAnswer } from "../work";
 
 const severity: Condition[] = ["fault", "odd", "waiting", "none", "good"];
@@ -16,25 +18,27 @@ function worst({ status, priceUpdate }: StatusRow): number {
     .map((code) => severity.indexOf(inspect.statusLook(code!).condition)));
 }
 
+// Each part is weighed once: a report may name very many.
+const worstFirst = (report?: StatusReport): StatusRow[] =>
+  (report?.parts ?? []).map((part) => ({ part, worst: worst(part) }))
+    .sort((a, b) => a.worst - b.worst).map(({ part }) => part);
+
 export function Status({ bytes }: { bytes: Uint8Array }) {
   const { value, waiting } = useAnswer("status", bytes);
+  const parts = useMemo(() => worstFirst(value), [value]);
   if (waiting || !value) return <p class="empty">Reading…</p>;
-  const parts = value.parts.map((part, at) => ({ part, at }))
-    .sort((a, b) => worst(a.part) - worst(b.part) || a.at - b.at).map(({ part }) => part);
   return (
-    <div class="scroll" tabIndex={0} role="group" aria-label="Status report">
+    <>
       <p class="pane-note">Price update of the network: <StatusMark status={value.priceLifecycle} />
       </p>
       {parts.length === 0 ? <p class="empty">The report names no part.</p> : (
-        <table class="status-table">
-          <thead><tr><th>Part</th><th>Status</th><th>Price update</th></tr></thead>
-          <tbody>{parts.slice(0, 2000).map(({ part, status, priceUpdate }) => (
-            <tr><td>{part}</td><td><StatusMark status={status} /></td>
-              <td><StatusMark status={priceUpdate} /></td></tr>
-          ))}</tbody>
-        </table>
+        <Table class="parts" label="Status report" heads={["Part", "Status", "Price update"]}
+          count={parts.length} cells={(at) => {
+            const { part, status, priceUpdate } = parts[at];
+            return [inspect.escaped(part), <StatusMark status={status} />,
+              <StatusMark status={priceUpdate} />];
+          }} />
       )}
-      {parts.length > 2000 && <p class="pane-note">{parts.length - 2000} more are not shown.</p>}
-    </div>
+    </>
   );
 }
