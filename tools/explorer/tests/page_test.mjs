@@ -166,6 +166,10 @@ test("a paste of more than 1 MB is inspected while the page answers", () => with
   assert.ok(await page.locator(".byte-row").count() < 100);
   await page.locator(".fields").press("End");
   await page.waitForFunction(() => document.querySelector(".fields").scrollTop > 100_000);
+  await page.locator(".bytes").focus();
+  await page.keyboard.press("Delete");
+  await page.waitForFunction(() => /edited/.test(document.querySelector(".size").textContent) &&
+    !/reading/.test(document.querySelector(".verdict").textContent), null, { timeout: 90_000 });
   // A busy machine takes longer than the tenth of a second that this takes alone.
   const longest = await page.evaluate(() => globalThis.longest);
   assert.ok(longest < 1000, `a frame took ${longest} ms`);
