@@ -1,0 +1,57 @@
+// The page in Firefox: its views, input, a message that takes the worker, and silence.
+// Environment: as for browser.mjs; FIREFOX is the program.
+import assert from "node:assert/strict";
+import { after, before, test } from "node:test";
+import playwright from "playwright-core";
+import { address, bytesOf, go, hashOf, tab, waitForType } from "./browser.mjs";
+
+let browser;
+before(async () => {
+  browser = await playwright._bidiFirefox.launch({
+    executablePath: process.env.FIREFOX ?? "/usr/bin/firefox-esr",
+  });
+});
+after(() => browser.close());
+
+test("Firefox shows the page, and has nothing to say", async () => {
+  const page = await browser.newPage();
+  const said = [], asked = [];
+  page.on("console", (message) => said.push(message.text()));
+  page.on("pageerror", (error) => said.push(String(error)));
+  page.on("request", (request) => asked.push(request.url().replace(/#.*/, "")));
+  await page.goto(address);
+  await waitForType(page, "ModsConfigured");
+  assert.match(await page.locator(".verdict").innerText(), /taken/);
+
+  await page.locator('.cells [data-offset="11"]').hover();
+  assert.match(await page.locator("#pointed").innerText(), /^Byte 11, value of/);
+  await page.locator(".bytes").press("Delete");
+  assert.match(await page.locator(".verdict").innerText(), /refused/);
+  await page.getByRole("button", { name: "Undo" }).click();
+  for (const name of await page.getByRole("tab").allInnerTexts()) {
+    await tab(page, name);
+    assert.ok(await page.locator("#pane > *").count() > 0, name);
+  }
+
+  const server = bytesOf("valid", "Server", "every_field_set");
+  await page.evaluate((bytes) => {
+    const dataTransfer = new DataTransfer();
+    dataTransfer.items.add(new File([Uint8Array.from(bytes)], "many.bin"));
+    document.body.dispatchEvent(new DragEvent("drop",
+      { dataTransfer, bubbles: true, cancelable: true }));
+  }, [...Buffer.alloc(100_000, server)]);
+  await page.waitForFunction((size) => document.querySelector(".size").textContent
+    .startsWith(`${size} `) && !/reading/.test(document.querySelector(".verdict").textContent),
+  (100_000).toLocaleString("en"), { timeout: 60_000 });
+
+  await go(page, hashOf("Price", Buffer.from("0802", "hex")));
+  await waitForType(page, "Price");
+  await go(page, "Server.status");
+  await page.waitForFunction(() => document.activeElement.id === "Server.status");
+  await go(page, "map");
+  await page.locator(".map a").first().waitFor();
+  const wide = await page.evaluate(() => document.documentElement.scrollWidth - innerWidth);
+  assert.ok(wide <= 0, `${wide} pixels too wide`);
+  assert.deepEqual(said, []);
+  assert.deepEqual(asked.filter((url) => url !== address && !/^(blob|data):/.test(url)), []);
+});
