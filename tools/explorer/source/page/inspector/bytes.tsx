@@ -35,7 +35,7 @@ export function Bytes({ bytes, walk, pointed, lit, onPoint, onChange, onUndo }: 
   const frame = useRef<HTMLDivElement>(null);
   useEffect(() => {
     const watch = new ResizeObserver(([{ contentRect }]) =>
-      setWide(contentRect.width >= 640 ? 16 : contentRect.width >= 440 ? 12 : 8));
+      setWide(contentRect.width >= 590 ? 16 : contentRect.width >= 440 ? 12 : 8));
     watch.observe(frame.current!);
     return () => watch.disconnect();
   }, []);
@@ -79,8 +79,9 @@ export function Bytes({ bytes, walk, pointed, lit, onPoint, onChange, onUndo }: 
 
   const cell = (offset: number) => {
     if (offset === bytes.length) {
-      return <b class={`byte end ${offset === at ? "here" : ""} ${faults.has(offset) ? "fault" : ""}`}
-        data-offset={offset}><i>{faults.has(offset) ? "!" : ""}</i>+</b>;
+      const fault = faults.has(offset);
+      return <b class={`byte end ${offset === at ? "here" : ""} ${fault ? "fault" : ""}`}
+        data-offset={offset}><i>{fault ? "!" : ""}</i>+</b>;
     }
     const place = spanAt(spans, offset);
     const span = spans[place];
@@ -101,6 +102,7 @@ export function Bytes({ bytes, walk, pointed, lit, onPoint, onChange, onUndo }: 
       </b>
     );
   };
+  const digits = bytes.length < 1 << 16 ? 4 : bytes.length < 1 << 24 ? 6 : 8;
   const row = (line: number) => {
     const begin = line * wide;
     const count = Math.min(wide, bytes.length + 1 - begin);
@@ -115,8 +117,7 @@ export function Bytes({ bytes, walk, pointed, lit, onPoint, onChange, onUndo }: 
     });
     return (
       <div class="byte-row" key={line}>
-        <span class="offset">{begin.toString(16).padStart(8, "0").slice(bytes.length > 65535 ? 0 : 4)}
-        </span>
+        <span class="offset">{begin.toString(16).padStart(digits, "0")}</span>
         <span class={`cells w${wide}`}>
           {Array.from({ length: count }, (_, column) => cell(begin + column))}
         </span>

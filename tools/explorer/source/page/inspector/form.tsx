@@ -71,7 +71,8 @@ function EnumInput({ type, value, label, onSet }:
     { type: string; value: number; label: string; onSet: (value: number) => void }) {
   const { values } = schema.enumeration(type)!;
   return (
-    <select aria-label={label} value={value} onChange={(event) => onSet(Number(event.currentTarget.value))}>
+    <select aria-label={label} value={value}
+      onChange={(event) => onSet(Number(event.currentTarget.value))}>
       {values.map(({ name, number }) => <option value={number}>{name} ({number})</option>)}
       {!values.some(({ number }) => number === value) &&
         <option value={value}>{value}, not declared</option>}
@@ -94,16 +95,22 @@ function One({ field, value, label, onSet }:
   return <TextInput field={field} value={value} label={label} onSet={onSet} />;
 }
 
+const Remove = ({ what, onRemove }: { what: string; onRemove: () => void }) => (
+  <button class="plain remove" aria-label={`Remove ${what}`} title={`Remove ${what}`}
+    onClick={onRemove}>×</button>
+);
+
 function Many({ field, values, label, onSet }:
     { field: SchemaField; values: Value[]; label: string; onSet: Set }) {
   return (
     <div class="form-many">
       {values.map((value, at) => (
         <div class="form-entry" key={at}>
+          {field.kind === "message" && <span class="form-name mono">[{at}]</span>}
           <One field={field} value={value} label={`${label}[${at}]`}
             onSet={(next) => onSet(values.with(at, next))} />
-          <button class="plain" aria-label={`Remove ${label}[${at}]`}
-            onClick={() => onSet(values.length > 1 ? values.toSpliced(at, 1) : undefined)}>×</button>
+          <Remove what={`${label}[${at}]`}
+            onRemove={() => onSet(values.length > 1 ? values.toSpliced(at, 1) : undefined)} />
         </div>
       ))}
       <button onClick={() => onSet([...values, zeroOf(field)])}>Add<span class="unseen"> to {label}
@@ -127,8 +134,8 @@ function MapForm({ field, entries, label, onSet }:
           <span class="form-key">{inspect.escaped(name)}</span>
           <EnumInput type={field.type} value={value} label={`${label}["${name}"]`}
             onSet={(number) => change((next) => next.set(name, number))} />
-          <button class="plain" aria-label={`Remove ${name} from ${label}`}
-            onClick={() => change((next) => next.delete(name))}>×</button>
+          <Remove what={`${name} from ${label}`}
+            onRemove={() => change((next) => next.delete(name))} />
         </div>
       ))}
       <div class="form-entry">
@@ -161,8 +168,7 @@ function Control({ field, held, label, onSet }:
       <One field={field} value={(held as Value) ?? zeroOf(field)} label={label}
         onSet={(value) => onSet(field.kind !== "message" && !field.oneof && isZero(value)
           ? undefined : value)} />
-      {field.kind === "message" && <button class="plain" aria-label={`Remove ${label}`}
-        onClick={() => onSet(undefined)}>×</button>}
+      {field.kind === "message" && <Remove what={label} onRemove={() => onSet(undefined)} />}
     </span>
   );
 }
@@ -186,14 +192,15 @@ function MessageForm({ message, label, onSet }:
         const held = message.fields.get(field.number);
         return (
           <div class={`form-field ${held === undefined ? "absent" : ""}`}>
-            <span class="form-name"><span class="quiet mono">{field.number}</span> {field.name}</span>
+            <span class="form-name">
+              <span class="quiet mono">{field.number}</span> {field.name}</span>
             <Control field={field} held={held} label={path}
               onSet={(value) => set(field, value)} />
           </div>
         );
       })}
-      {message.unknown.length > 0 && <p class="small quiet">Unknown fields: {message.unknown.length},
-        kept as they are.</p>}
+      {message.unknown.length > 0 && <p class="small quiet">
+        Unknown fields: {message.unknown.length}, kept as they are.</p>}
     </div>
   );
 }

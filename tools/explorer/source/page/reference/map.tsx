@@ -20,6 +20,8 @@ function curve(from: Place, to: Place): string {
   return `M${x1} ${y1}C${x1 + bend} ${y1} ${x2 - bend} ${y2} ${x2} ${y2}`;
 }
 
+const leastWidth = 1100; // pixels of a map; on less its text is too small
+
 function Drawing({ file, layout }: { file: string; layout: Layout }) {
   const [near, setNear] = useState<string>();
   const places = new globalThis.Map(layout.places.map((place) => [place.name, place]));
@@ -29,7 +31,8 @@ function Drawing({ file, layout }: { file: string; layout: Layout }) {
   return (
     <div class="map-scroll" tabIndex={0} role="group" aria-label={`Map of ${file}`}>
       <svg class="map" width={layout.width + 4} height={layout.height + 4}
-        viewBox={`-2 -2 ${layout.width + 4} ${layout.height + 4}`}>
+        viewBox={`-2 -2 ${layout.width + 4} ${layout.height + 4}`}
+        style={{ minWidth: `${Math.min(layout.width, leastWidth)}px` }}>
         <defs>
           <marker id={`end-${file}`} viewBox="0 0 8 8" refX="7" refY="4" markerWidth="7"
             markerHeight="7" orient="auto-start-reverse">
@@ -60,8 +63,8 @@ function Drawing({ file, layout }: { file: string; layout: Layout }) {
 }
 
 export function Map() {
-  const layouts = useMemo(() => files.map((file) => ({ file, layout: layOut(graphOf(file), 1180) })),
-    []);
+  const layouts = useMemo(() =>
+    files.map((file) => ({ file, layout: layOut(graphOf(file), 1180) })), []);
   return (
     <div class="page map-page">
       <h1>Map</h1>

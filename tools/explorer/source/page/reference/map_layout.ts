@@ -5,7 +5,7 @@ export interface Line { from: string; to: string; both: boolean }
 export interface Layout { places: Place[]; lines: Line[]; width: number; height: number }
 
 export const nodeHeight = 30;
-const characterWidth = 7.3, columnGap = 56, rowGap = 10, groupGap = 34;
+const characterWidth = 7.3, columnGap = 38, rowGap = 10, groupGap = 34;
 
 type Graph = Map<string, string[]>; // what each type embeds
 
@@ -92,7 +92,7 @@ function untangle(columns: string[][], edges: [string, string][]): void {
   }
 }
 
-const widthOf = (name: string) => Math.ceil(name.length * characterWidth) + 26;
+const widthOf = (name: string) => Math.ceil(name.length * characterWidth) + 18;
 
 function placeGroup(group: string[], graph: Graph): Layout {
   const edges = forwardEdges(group, graph);
