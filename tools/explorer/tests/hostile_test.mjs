@@ -31,7 +31,7 @@ for (const [where, inputOf] of Object.entries(inputs)) {
     assert.match(await page.title(), /tarn explorer/);
   }));
 
-  test(`what cannot be seen in the name of ${where} is escaped`, () => withPage("", async (page) => {
+  test(`the name of ${where} shows what cannot be seen`, () => withPage("", async (page) => {
     await paste(page, JSON.stringify(inputOf(unseen)));
     await waitForType(page, where === "a node" ? "ModsConfigured" : "NetworkStatusReport");
     const shown = [];
@@ -83,7 +83,8 @@ for (const [what, bytes] of Object.entries({
     await open(page, bytes);
     await sized(page, bytes.length);
     assert.match(await page.locator(".verdict").innerText(), /refused/);
-    await eachTab(page, async () => assert.ok((await page.locator("#pane").innerText()).length > 20));
+    await eachTab(page, async (name) =>
+      assert.ok((await page.locator("#pane").innerText()).length > 20, name));
     assert.ok(await page.locator("main *").count() < 4000);
   }));
 }

@@ -24,7 +24,8 @@ for (const [form, text] of Object.entries({
     await waitForType(page, "ModsConfigured");
     await paste(page, text);
     await waitForType(page, "Price");
-    const values = (await texts(page.locator(".field .says"))).map((line) => line.replace("\n", " "));
+    const values = (await texts(page.locator(".field .says")))
+      .map((line) => line.replace("\n", " "));
     assert.deepEqual(values, ["line_num 2", 'product_id "milk"', 'set_price "1.15"']);
   }));
 }
@@ -36,14 +37,16 @@ test("what is no message is refused with the place", () => withPage("", async (p
 }));
 
 test("a file can be opened and dropped", () => withPage("", async (page) => {
-  const given = { name: "price.bin", mimeType: "", buffer: Buffer.from(price.hex.replaceAll(" ", ""), "hex") };
+  const given = { name: "price.bin", mimeType: "",
+    buffer: Buffer.from(price.hex.replaceAll(" ", ""), "hex") };
   await page.getByLabel("File", { exact: true }).setInputFiles(given);
   await waitForType(page, "Price");
   await page.evaluate((bytes) => {
     const dataTransfer = new DataTransfer();
     dataTransfer.items.add(new File([Uint8Array.from(bytes)], "server.bin"));
     for (const type of ["dragover", "drop"]) {
-      document.body.dispatchEvent(new DragEvent(type, { dataTransfer, bubbles: true, cancelable: true }));
+      document.body.dispatchEvent(new DragEvent(type,
+        { dataTransfer, bubbles: true, cancelable: true }));
     }
   }, [...server]);
   await waitForType(page, "Server");
@@ -85,11 +88,15 @@ test("bytes are edited in place, and it can be undone", () =>
     assert.equal(await page.locator(".field").count(), 2);
     await page.keyboard.press("Backspace");
     assert.match(await page.locator(".verdict").innerText(), /refused/);
-    for (let step = 0; step < 8 && await value() !== "2"; step++) await page.keyboard.press("Control+z");
+    for (let step = 0; step < 8 && await value() !== "2"; step++) {
+      await page.keyboard.press("Control+z");
+    }
     assert.equal(await value(), "2");
   }));
 
-test("the form changes the bytes", () => withPage(hashOf("Server", Buffer.alloc(0)), async (page) => {
+const empty = hashOf("Server", Buffer.alloc(0));
+
+test("the form changes the bytes", () => withPage(empty, async (page) => {
   await tab(page, "Form");
   await page.getByLabel("name", { exact: true }).fill("Roof");
   await page.getByLabel("status", { exact: true }).selectOption("2");
@@ -103,7 +110,7 @@ test("the form changes the bytes", () => withPage(hashOf("Server", Buffer.alloc(
 }));
 
 test("JSON changes the bytes, completes names and says where it is wrong", () =>
-  withPage(hashOf("Server", Buffer.alloc(0)), async (page) => {
+  withPage(empty, async (page) => {
     await tab(page, "JSON");
     const box = page.getByRole("textbox", { name: "JSON" });
     await box.fill("");

@@ -13,7 +13,8 @@ export interface Opened {
 }
 
 const forms = {
-  binary: "raw bytes", hex: "hex", words: "hex in words", octal: "octal", source: "an array in source",
+  binary: "raw bytes", hex: "hex", words: "hex in words", octal: "octal",
+  source: "an array in source",
   base64: "base64", text: "text format", json: "JSON",
 };
 

@@ -65,10 +65,11 @@ export function Compare({ type, bytes, secrets, before, onBefore }: Props) {
   };
   return (
     <div class="scroll pad" tabIndex={0} role="group" aria-label="Comparison">
-      <p class="small">Compare with an earlier message: keep what is shown now and then change it, or
-        paste another {type}.</p>
+      <p class="small">Compare with an earlier message: keep what is shown now and then change
+        it, or paste another {type}.</p>
       <textarea rows={2} value={text} aria-label="Earlier message" spellcheck={false}
-        placeholder="Hex, base64, JSON or text" onInput={(event) => setText(event.currentTarget.value)} />
+        placeholder="Hex, base64, JSON or text"
+        onInput={(event) => setText(event.currentTarget.value)} />
       <p class="pane-actions">
         <button onClick={() => take(text)} disabled={text.trim() === ""}>Compare</button>
         <button onClick={() => onBefore(bytes)}>Keep what is shown</button>

@@ -53,7 +53,8 @@ export function Export({ type, bytes }: Props) {
       <p class="pane-actions">
         <label>As{" "}
           <select value={form} onChange={(event) => setForm(event.currentTarget.value)}>
-            {Object.entries(forms).map(([name, { title }]) => <option value={name}>{title}</option>)}
+            {Object.entries(forms).map(([name, { title }]) =>
+              <option value={name}>{title}</option>)}
           </select></label>
         <button onClick={copy}>Copy</button>
         <button onClick={() => save(text, `${type}.${forms[form].file}`)}>Save</button>
@@ -61,7 +62,8 @@ export function Export({ type, bytes }: Props) {
         <span class="small quiet" role="status">{said}</span>
       </p>
       <textarea readOnly aria-label={forms[form].title} spellcheck={false}
-        value={text.length > most ? `${text.slice(0, most)}\n… Copy and Save give all of it.` : text} />
+        value={text.length > most
+          ? `${text.slice(0, most)}\n… Copy and Save give all of it.` : text} />
     </div>
   );
 }

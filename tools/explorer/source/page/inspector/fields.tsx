@@ -15,7 +15,8 @@ export function Fields({ walk, pointed, onPoint }: Props) {
     return (
       <div class={classes.join(" ")} key={at} id={`span-${at}`} role="option" data-span={at}
         aria-selected={at === pointed} aria-setsize={spans.length} aria-posinset={at + 1}>
-        <span class="no" aria-hidden="true">{span.kind === "skipped" ? "!" : span.number ?? ""}</span>
+        <span class="no" aria-hidden="true">
+          {span.kind === "skipped" ? "!" : span.number ?? ""}</span>
         <span class="says" style={{ paddingLeft: `${Math.min(span.depth, 24) * 14}px` }}>
           <span class="name">{nameOf(span)}</span>
           <span class="value">{valueOf(span) || (span.length !== undefined &&

@@ -61,7 +61,7 @@ export function InputBar({ onOpen, busy, complaint }: Props) {
     <section class={`input panel ${dragged ? "dragged" : ""}`} aria-label="Input">
       <textarea rows={2} value={text} spellcheck={false} aria-label="Bytes to inspect"
         aria-describedby="input-complaint" aria-invalid={shown !== undefined}
-        placeholder={"Paste hex, base64, a dump, JSON or text, or drop a file anywhere on the page."}
+        placeholder="Paste hex, base64, a dump, JSON or text, or drop a file on the page."
         onInput={(event) => setText(event.currentTarget.value)} onPaste={paste}
         onKeyDown={(event) => {
           if (event.key === "Enter" && (event.ctrlKey || event.metaKey)) openText(text);

@@ -53,7 +53,9 @@ export function contextAt(type: string, text: string, caret: number): Context | 
         const choices = choicesAt(level, text.slice(from, caret));
         return choices.length > 0 ? { from, to: Math.max(at, caret), choices } : undefined;
       }
-      if (level?.key && level.message) level.field = fieldNamed(level.message, text.slice(from, at));
+      if (level?.key && level.message) {
+        level.field = fieldNamed(level.message, text.slice(from, at));
+      }
     }
   }
   return undefined;

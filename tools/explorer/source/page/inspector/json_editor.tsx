@@ -65,8 +65,8 @@ export function JsonEditor({ type, bytes, onBytes }: Props) {
   if (error) return <p class="empty">{error.reason}</p>;
   if (waiting) return <p class="empty">Writing the JSON…</p>;
   if (value!.length > most) {
-    return <p class="empty">The JSON has {value!.length.toLocaleString("en")} characters, too many to
-      edit here. “Export” saves it.</p>;
+    return <p class="empty">The JSON has {value!.length.toLocaleString("en")} characters, too
+      many to edit here. “Export” saves it.</p>;
   }
   return (
     <div class="pad json-editor">
@@ -88,7 +88,8 @@ export function JsonEditor({ type, bytes, onBytes }: Props) {
         ))}
       </ul>
       <p id="json-complaint" class={`small ${complaint ? "warning" : "quiet"}`} role="status">
-        {complaint ?? "The bytes follow. Inside quotes, names are completed; Ctrl and Space asks."}</p>
+        {complaint ??
+          "The bytes follow. Inside quotes, names are completed; Ctrl and Space asks."}</p>
     </div>
   );
 }

@@ -9,7 +9,8 @@ import { allNodes, type NodeRow, rowsOf, total } from "./network_rows";
 import { StatusMark } from "./status";
 
 const pictures: Record<string, string> = {
-  server: "M3 13 9 3l6 10zM9 9v6", client: "M4 12a7 7 0 0 1 10 0M6.5 14a3.5 3.5 0 0 1 5 0M9 15.5v.2",
+  server: "M3 13 9 3l6 10zM9 9v6",
+  client: "M4 12a7 7 0 0 1 10 0M6.5 14a3.5 3.5 0 0 1 5 0M9 15.5v.2",
   display: "M2 4h14v9H2zM6 16h6", module: "M4 4h10v10H4zM9 4v10M4 9h10",
   direct: "M2 9h14M5 6 2 9l3 3M13 6l3 3-3 3", getStatusModule: "M4 4h10v10H4zM6 9l2 2 4-4",
 };
@@ -23,7 +24,8 @@ function Picture({ kind }: { kind: string }) {
 }
 
 const counted = (below: Counts) => Object.entries(below)
-  .map(([kind, count]) => `${count} ${kind}${count === 1 || kind === "none" ? "" : "s"}`).join(", ");
+  .map(([kind, count]) => `${count} ${kind}${count === 1 || kind === "none" ? "" : "s"}`)
+  .join(", ");
 
 const addressWords = ({ address }: TreeNode) =>
   Object.entries(address).map(([name, value]) => `${name} ${inspect.escaped(String(value))}`)

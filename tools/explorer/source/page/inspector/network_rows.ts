@@ -12,7 +12,8 @@ export const total = (node: TreeNode): number =>
   Object.values(node.below).reduce((sum, count) => sum + count, 0);
 
 function fits(node: TreeNode, words: string): boolean {
-  return [node.name, node.uuid, node.kind, String(node.status ?? ""), ...Object.values(node.address)]
+  const { name, uuid, kind, status, address } = node;
+  return [name, uuid, kind, status ?? "", ...Object.values(address)]
     .some((text) => String(text).toLowerCase().includes(words));
 }
 

@@ -11,8 +11,8 @@ export function RecordList({ records, onRecord }: {
 }) {
   const { all, chosen, frame } = records;
   const row = (at: number) => (
-    <div class={`stream-record ${at === chosen ? "here" : ""}`} key={at} id={`record-${at}`} role="option"
-      aria-selected={at === chosen} aria-setsize={all.length} aria-posinset={at + 1}
+    <div class={`stream-record ${at === chosen ? "here" : ""}`} key={at} id={`record-${at}`}
+      role="option" aria-selected={at === chosen} aria-setsize={all.length} aria-posinset={at + 1}
       onClick={() => onRecord(at)}>
       <span class="quiet">{at + 1}</span>
       <span>byte {all[at].offset}</span>

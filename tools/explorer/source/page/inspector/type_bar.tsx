@@ -69,7 +69,8 @@ export function TypeBar({ doc, walk, secrets, onType, onReading, onSecrets, onUn
         <span class="quiet small size">{doc.bytes.length.toLocaleString("en")}{" "}
           {doc.bytes.length === 1 ? "byte" : "bytes"}{doc.how && `, ${doc.how}`}</span>
         <span class="type-actions">
-          <button onClick={() => setRanked(!ranked)} aria-expanded={ranked}>What could it be?</button>
+          <button onClick={() => setRanked(!ranked)} aria-expanded={ranked}>
+            What could it be?</button>
           {secret && <button onClick={() => onSecrets(!secrets)} aria-pressed={secrets}>
             {secrets ? "Cover the pass phrase" : "Show the pass phrase"}</button>}
           <button onClick={onUndo} disabled={!onUndo}>Undo</button>

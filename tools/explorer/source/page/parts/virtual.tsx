@@ -43,7 +43,8 @@ export function VirtualRows({ count, height, row, shown, class: name, attributes
   return (
     <div ref={box} class={`rows ${name}`} onScroll={look} {...attributes}>
       <div role="presentation" style={{ height: `${count * height}px` }}>
-        <div role="presentation" style={{ transform: `translateY(${first * height}px)` }}>{rows}</div>
+        <div role="presentation" style={{ transform: `translateY(${first * height}px)` }}>
+          {rows}</div>
       </div>
     </div>
   );

@@ -35,7 +35,8 @@ export function Example({ type }: { type: string }) {
   }, [type]);
   return (
     <aside class="example" aria-label={`Example of ${type}`}>
-      <h3>Example <a href={addressOf({ page: "inspect", type, bytes })}>Open in the inspector</a></h3>
+      <h3>Example{" "}
+        <a href={addressOf({ page: "inspect", type, bytes })}>Open in the inspector</a></h3>
       <p class="small quiet">The golden message <code>{type}/{examples[type].case}</code></p>
       <pre tabIndex={0} aria-label={`JSON of the example of ${type}`}>{json}</pre>
       <ol class="annotated" tabIndex={0} aria-label={`Bytes of the example of ${type}`}>

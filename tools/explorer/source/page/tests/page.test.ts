@@ -72,7 +72,8 @@ describe("completion", () => {
     expect(choices('{"modsConfigured": [{"server": {"name": "}", "chan|')).toEqual(["channel"]);
   });
   test("knows the values of an enum", () => {
-    expect(choices('{"modsConfigured": [{"server": {"status": "comm_|"}}]}')).toEqual(["comm_error"]);
+    expect(choices('{"modsConfigured": [{"server": {"status": "comm_|"}}]}'))
+      .toEqual(["comm_error"]);
   });
   test("has nothing where there is none", () => {
     expect(choices('{"modsConfigured": [{"server": {"name": "o|')).toBeUndefined();
