@@ -170,6 +170,9 @@ test("the page answers while it inspects more than 1 MB", () => withPage("", asy
   assert.ok(await page.locator(".byte-row").count() < 100);
   await page.locator(".fields").press("End");
   await page.waitForFunction(() => document.querySelector(".fields").scrollTop > 100_000);
+  await tab(page, "Network");
+  await page.locator(".node-row").first().waitFor({ timeout: 60_000 });
+  assert.match(await page.locator(".pane-note").innerText(), /servers/);
   await page.locator(".bytes").focus();
   await page.keyboard.press("Delete");
   await page.waitForFunction(() => /edited/.test(document.querySelector(".size").textContent) &&

@@ -1,13 +1,15 @@
 // Runs a job: a small one at once, a large one in a worker, so that no frame waits.
 import { useEffect, useMemo, useState } from "preact/hooks";
-import { InputFault } from "../inspect/api";
+import { InputFault, type Tree } from "../inspect/api";
+import { type FlatNode, slicesOf, treeOf } from "./flat";
 import { type Job, type Jobs, jobs } from "./jobs";
 
 export type Answer<T> = { value?: T; error?: InputFault; waiting?: true };
 type Result<J extends Job> = ReturnType<Jobs[J]>;
-type Reply = { id: number; value?: unknown; reason?: string; offset?: number };
+type Reply = { id: number; value?: unknown; reason?: string; offset?: number; nodes?: FlatNode[] };
 
 const atOnce = 1 << 15; // bytes or characters
+const frame = 16;       // milliseconds
 
 const sizeOf = (part: unknown): number =>
   typeof part === "string" || part instanceof Uint8Array ? part.length : 0;
@@ -27,12 +29,22 @@ function runHere<J extends Job>(job: J, parts: Parameters<Jobs[J]>): Answer<Resu
 let worker: Worker | undefined;
 let last = 0;
 const waiting = new Map<number, (reply: Reply) => void>();
+const grown = new Map<number, FlatNode[]>(); // nodes of trees that are on their way
 
 // The worker runs the script of this page: nothing is fetched.
 function start(): Worker {
   const script = document.querySelector<HTMLScriptElement>("script[type=module]")!.text;
   const made = new Worker(URL.createObjectURL(new Blob([script], { type: "text/javascript" })));
   made.onmessage = ({ data }: MessageEvent<Reply>) => {
+    if (data.nodes) {
+      const nodes = grown.get(data.id) ?? [];
+      for (const node of data.nodes) nodes.push(node);
+      grown.set(data.id, nodes);
+      return;
+    }
+    const nodes = grown.get(data.id);
+    if (nodes) data.value = treeOf((data.value as Tree).below, nodes);
+    grown.delete(data.id);
     waiting.get(data.id)?.(data);
     waiting.delete(data.id);
   };
@@ -40,10 +52,19 @@ function start(): Worker {
 }
 
 export function serve(): void {
-  self.onmessage = ({ data: [id, job, parts] }: MessageEvent<[number, Job, never]>) => {
+  self.onmessage = async ({ data: [id, job, parts] }: MessageEvent<[number, Job, never]>) => {
     const { value, error } = runHere(job, parts);
     const reply: Reply = { id, value, reason: error?.reason, offset: error?.offset };
-    (self as unknown as Worker).postMessage(reply);
+    const page = self as unknown as Worker;
+    if (job === "tree" && value) {
+      const tree = value as unknown as Tree;
+      for (const nodes of slicesOf(tree)) {
+        page.postMessage({ id, nodes });
+        await new Promise((done) => setTimeout(done, frame));
+      }
+      reply.value = { ...tree, children: [] };
+    }
+    page.postMessage(reply);
   };
 }
 

@@ -4,6 +4,7 @@ import { contextAt } from "../inspector/json_context";
 import { allNodes, rowsOf } from "../inspector/network_rows";
 import { endOf, partAt, spanAt } from "../inspector/spans";
 import { inspect } from "../core";
+import { slicesOf, treeOf } from "../flat";
 import { layOut } from "../reference/map_layout";
 import { entries, known, resolve } from "../reference/names";
 import { marked, search } from "../reference/search";
@@ -98,4 +99,16 @@ test("every byte is in one span, and is tag, length or value", () => {
     .toEqual(["tag", "length", "tag", "length", "tag", "value"]);
   expect(endOf(spans, 0)).toBe(6);
   expect(spanAt(spans, 6)).toBe(-1);
+});
+
+test("a tree comes out of its slices as it went in", () => {
+  const node = (name: string, children: number): object => ({ client: { name,
+    children: Array.from({ length: children }, (_, at) => ({ module: { uuid: `${name}-${at}` } })),
+  } });
+  const bytes = JSON.stringify({ modsConfigured: Array.from({ length: 900 },
+    (_, at) => node(`c${at}`, at % 5)) });
+  const tree = inspect.tree(inspect.fromJson("ModsConfigured", bytes));
+  const slices = [...slicesOf(tree)];
+  expect(slices.length).toBe(2);
+  expect(treeOf(tree.below, slices.flat())).toEqual(tree);
 });
