@@ -277,6 +277,7 @@ bool IsDumpLine(std::string_view line) {
 bool LooksLikeDump(std::string_view text) {
   size_t lines = 0;
   size_t like = 0;
+  bool digits = false;  // after an offset
   std::string_view last;
   while (!text.empty()) {
     const std::string_view line = Trim(TakeLine(&text));
@@ -288,8 +289,9 @@ bool LooksLikeDump(std::string_view text) {
     like +=
         start.digits.size() == last.size() ? start.digits > last : last.empty();
     last = start.digits;
+    digits = digits || !start.rest.empty();
   }
-  return lines > 1 && like == lines;
+  return lines > 1 && like == lines && digits;
 }
 
 }  // namespace tarn::tool

@@ -252,13 +252,18 @@ std::vector<Form> PlainForms(std::string_view text, uint64_t max_size) {
   bytes.clear();
   if (FromEscapes(text, &bytes))
     add("source", bytes.size() > 1, bytes, "strings with escapes");
+  const bool lines = digits.find('\n') != digits.npos;
   bytes.clear();
   if (FromHexDigits(digits, &bytes) && !bytes.empty()) {
     add("hex", ArePairs(digits), bytes);
+    if (lines) forms.back().digits = std::string(digits);
     long_hex = bytes.size() >= 8;
   }
   // Many digits that are all hexadecimal are hardly base64.
-  if (!long_hex && FromBase64(digits, &bytes)) add("base64", false, bytes);
+  if (!long_hex && FromBase64(digits, &bytes)) {
+    add("base64", false, bytes);
+    if (lines) forms.back().digits = std::string(digits);
+  }
   return forms;
 }
 

@@ -17,6 +17,7 @@ struct Form {
   std::string bytes;         // the wire bytes; those of text and json are not
                              // known without a type
   std::string text;          // of text and json: the message as it was written
+  std::string digits = {};   // of hex and base64 in several lines: as written
   std::string layout = {};   // what is around the digits, for people
   bool certain = false;      // the layout is unmistakable
   size_t embedded_at = 0;    // its offset in other text, and how many bytes

@@ -5,6 +5,7 @@
 
 #include "failure.h"
 #include "forms.h"
+#include "line_messages.h"
 #include "ranking.h"
 #include "written.h"
 
@@ -173,31 +174,69 @@ size_t LineAt(std::string_view input, size_t offset) {
   return 1 + std::count(input.begin(), input.begin() + offset, '\n');
 }
 
-// Ends the command for a text with several messages in it.
-[[noreturn]] void RefuseSeveral(const std::string& name, std::string_view input,
-                                const std::vector<Form>& found) {
-  constexpr size_t kShown = 3;
-  const size_t shown = std::min(found.size(), kShown);
+// Ends the command for a text with several messages in it, which begin in these
+// lines; of many, the first ones. `part`: the lines of the first message.
+[[noreturn]] void RefuseSeveral(const std::string& name, size_t count,
+                                const std::vector<size_t>& lines,
+                                const std::string& part) {
   std::string places;
-  for (size_t i = 0; i < shown; ++i) {
-    const bool last = i + 1 == found.size();
+  for (size_t i = 0; i < lines.size(); ++i) {
+    const bool last = i + 1 == count;
     places += i == 0 ? "" : last ? " and " : ", ";
-    places += std::to_string(LineAt(input, found[i].embedded_at));
+    places += std::to_string(lines[i]);
   }
-  if (shown < found.size()) {
-    places += " and " + std::to_string(found.size() - shown) + " more";
+  if (lines.size() < count) {
+    places += " and " + std::to_string(count - lines.size()) + " more";
+  }
+  throw NotRead(kMalformed,
+                name + "text with " + std::to_string(count) +
+                    " messages in it, in lines " + places + ": cut one out",
+                {}, nullptr, part);
+}
+
+constexpr size_t kLinesShown = 3;
+
+// Ends the command for a text with several messages inside of it.
+[[noreturn]] void RefuseFound(const std::string& name, std::string_view input,
+                              const std::vector<Form>& found) {
+  std::vector<size_t> lines;
+  for (const Form& form : found) {
+    if (lines.size() == kLinesShown) break;
+    lines.push_back(LineAt(input, form.embedded_at));
   }
   const Form& first = found.front();
   const size_t end = first.embedded_at + first.embedded_size;
-  const size_t line = LineAt(input, first.embedded_at);
   const size_t last = LineAt(input, end - 1);
-  std::string lines = std::to_string(line);
-  if (last > line) lines += ',' + std::to_string(last);
-  if (LineAt(input, found[1].embedded_at) <= last) lines.clear();
-  throw NotRead(kMalformed,
-                name + "text with " + std::to_string(found.size()) +
-                    " messages in it, in lines " + places + ": cut one out",
-                {}, nullptr, lines);
+  std::string part = std::to_string(lines.front());
+  if (last > lines.front()) part += ',' + std::to_string(last);
+  if (lines[1] <= last) part.clear();
+  RefuseSeveral(name, found.size(), lines, part);
+}
+
+bool HasDigits(std::string_view line) {
+  return std::any_of(line.begin(), line.end(), [](unsigned char c) {
+    return (c >= '0' && c <= '9') || ((c | 0x20) >= 'a' && (c | 0x20) <= 'z');
+  });
+}
+
+// Ends the command for digits whose lines are messages of their own.
+void RefuseLines(const std::string& name, const std::vector<const Type*>& types,
+                 std::string_view input, const Form& form) {
+  const LineMessages found = FindLineMessages(types, form);
+  if (found.count == 0) return;
+  if (found.can_be_one) {
+    throw NotRead(kMalformed,
+                  name + form.name + " in " + std::to_string(found.count) +
+                      " lines, which can be one message or one in each line: "
+                      "join the lines, or cut one out",
+                  {});
+  }
+  std::vector<size_t> lines;
+  std::string_view rest = input;
+  for (size_t line = 1; !rest.empty() && lines.size() < kLinesShown; ++line) {
+    if (HasDigits(TakeLine(&rest))) lines.push_back(line);
+  }
+  RefuseSeveral(name, found.count, lines, std::to_string(lines.front()));
 }
 
 // Reads a message inside other text. Returns false if there is none.
@@ -213,14 +252,15 @@ bool ReadInside(const std::string& name, const std::vector<const Type*>& types,
   for (Form& form : forms) {
     if (form.embedded_at < end ||
         QualityOf(types, form.bytes) != Quality::kClean ||
-        IsSeveral(types, forms, form)) {
+        IsSeveral(types, forms, form) ||
+        FindLineMessages(types, form).count > 0) {
       continue;
     }
     end = form.embedded_at + form.embedded_size;
     found.push_back(std::move(form));
   }
   if (found.empty()) return false;
-  if (found.size() > 1) RefuseSeveral(name, input, found);
+  if (found.size() > 1) RefuseFound(name, input, found);
   const std::string place = std::to_string(found.front().embedded_at);
   reading->form = found.front().name;
   reading->layout = "inside other text, at byte " + place;
@@ -250,6 +290,10 @@ Reading ReadAs(const InputOptions& options, const std::string& name,
     throw NotRead(kMalformed, name + WhyNoForm(options.from, input),
                   {options.from});
   }
+  if (options.frame != "none") return reading;
+  for (const Form& form : FormsOf(input, options.max_size)) {
+    if (form.name == options.from) RefuseLines(name, types, input, form);
+  }
   return reading;
 }
 
@@ -261,17 +305,21 @@ void ReadAuto(const InputOptions& options, const std::string& name,
   std::vector<Attempt> attempts;
   std::string problem;
   std::vector<Form> forms = FormsOf(input, options.max_size);
+  if (forms.empty() && !IsText(input)) return;
+  Attempt binary;
+  binary.quality = QualityOf(types, input);
   for (Form& form : forms) {
+    if (options.frame == "none" &&
+        (form.certain || binary.quality != Quality::kClean)) {
+      RefuseLines(name, types, input, form);
+    }
     if (form.problem.empty()) {
       attempts.push_back(Try(std::move(form), name, types));
     } else if (problem.empty()) {
       problem = form.problem;
     }
   }
-  if (forms.empty() && !IsText(input)) return;
   PreferWords(&attempts);
-  Attempt binary;
-  binary.quality = QualityOf(types, input);
   // Digits that are clearly some, but cannot be read, are nothing else.
   if (attempts.empty() && !forms.empty() && forms.front().certain &&
       binary.quality != Quality::kClean) {

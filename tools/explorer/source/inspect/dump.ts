@@ -237,6 +237,7 @@ export function isDumpLine(line: string): boolean {
 // Whether most lines begin like those of a dump, although it could not be read as one.
 export function looksLikeDump(text: string): boolean {
   let lines = 0, like = 0, last = "";
+  let after = false; // digits after an offset
   for (const raw of linesOf(text)) {
     const line = trim(raw);
     if (line === "" || line === "*") continue;
@@ -247,6 +248,7 @@ export function looksLikeDump(text: string): boolean {
     const { digits } = start;
     if (digits.length === last.length ? digits > last : last === "") ++like;
     last = digits;
+    after ||= start.rest !== "";
   }
-  return lines > 1 && like === lines;
+  return lines > 1 && like === lines && after;
 }

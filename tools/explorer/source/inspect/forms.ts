@@ -14,6 +14,7 @@ export interface Found {
   layout: string;
   bytes: Uint8Array;
   text?: string;     // of text and JSON: the message as it was written
+  digits?: string;   // of hex and base64 in several lines: as written
   certain: boolean;  // the layout is unmistakable
   problem?: string;  // why a recognized form cannot be read
   at: number;        // its place in other text
@@ -137,11 +138,14 @@ function plainForms(input: string): Found[] {
   if (escapes !== undefined) {
     forms.push(found("source", escapes.length > 1, escapes, "strings with escapes"));
   }
+  const lines = digits.includes("\n") ? { digits } : {};
   const hex = fromHexDigits(digits);
-  if (hex !== undefined && hex.length > 0) forms.push(found("hex", arePairs(digits), hex));
+  if (hex !== undefined && hex.length > 0) {
+    forms.push({ ...found("hex", arePairs(digits), hex), ...lines });
+  }
   // Many digits that are all hexadecimal are hardly base64.
   const base64 = hex !== undefined && hex.length >= 8 ? undefined : fromBase64(digits);
-  if (base64 !== undefined) forms.push(found("base64", false, base64));
+  if (base64 !== undefined) forms.push({ ...found("base64", false, base64), ...lines });
   return forms;
 }
 

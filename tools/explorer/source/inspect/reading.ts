@@ -3,8 +3,10 @@ import { InputFault, type InputError, type Message, type ReadResult, type Readin
   from "./api";
 import { bytesOf, findInvalidUtf8, textOf } from "./bytes";
 import { trim } from "./digits";
+import { linesOf } from "./dump";
 import { formsInside, formsOf, isText, knownFormat, type Found } from "./forms";
 import { fromJson, jsonProblem, understoodJson } from "./json_read";
+import { lineMessages } from "./line_messages";
 import { encode } from "./message";
 import { Evidence } from "./rank";
 import { findType, schema, type Type } from "./schema";
@@ -154,6 +156,30 @@ function isSeveral(types: Type[], forms: Found[], place: number): boolean {
   return bytes === block.bytes.length;
 }
 
+const SHOWN = 3; // lines with messages
+
+// `lines`: in which the messages begin; of many, the first ones.
+function several(count: number, lines: number[]): string {
+  const places = lines.map(String);
+  if (count > lines.length) places.push(`${count - lines.length} more`);
+  const last = places.pop();
+  return `text with ${count} messages in it, in lines ${places.join(", ")} and ${last}: ` +
+    "cut one out";
+}
+
+// Of digits whose lines are messages of their own, why they are not read.
+function whyLines(types: Type[], input: string, form: Found): string | undefined {
+  const messages = lineMessages(types, form);
+  if (messages === undefined) return undefined;
+  const { count, canBeOne } = messages;
+  if (canBeOne) {
+    return `${form.form} in ${count} lines, which can be one message or one in each line: ` +
+      "join the lines, or cut one out";
+  }
+  const lines = linesOf(input).flatMap((line, i) => /[0-9a-zA-Z]/.test(line) ? [i + 1] : []);
+  return several(count, lines.slice(0, SHOWN));
+}
+
 // A message inside other text; undefined if there is none.
 function inside(types: Type[], input: string): ReadResult | undefined {
   const forms = formsInside(input).sort((a, b) => a.at - b.at);
@@ -161,7 +187,7 @@ function inside(types: Type[], input: string): ReadResult | undefined {
   let end = 0;
   forms.forEach((form, i) => {
     if (form.at < end || qualityOf(types, form.bytes) !== Quality.clean ||
-        isSeveral(types, forms, i)) {
+        isSeveral(types, forms, i) || lineMessages(types, form) !== undefined) {
       return;
     }
     end = form.at + form.size;
@@ -170,13 +196,8 @@ function inside(types: Type[], input: string): ReadResult | undefined {
   if (messages.length === 0) return undefined;
   const [{ form, at, bytes }] = messages;
   if (messages.length > 1) {
-    const places = messages.slice(0, 3).map((message) => String(lineAt(input, message.at)));
-    if (messages.length > 3) places.push(`${messages.length - 3} more`);
-    const last = places.pop();
-    return { readings: [], error: {
-      reason: `text with ${messages.length} messages in it, in lines ` +
-        `${places.join(", ")} and ${last}: cut one out`, offset: at,
-    } };
+    const first = messages.slice(0, SHOWN).map((message) => lineAt(input, message.at));
+    return { readings: [], error: { reason: several(messages.length, first), offset: at } };
   }
   const place = bytesOf(input.slice(0, at)).length;
   return { readings: [{
@@ -189,6 +210,11 @@ function readText(types: Type[], input: string, binary: Attempt): ReadResult {
   const failed = (reason: string, form: Found): ReadResult =>
     ({ readings: [], error: { reason, form: form.form } });
   const forms = formsOf(input);
+  for (const form of forms) {
+    if (!form.certain && binary.quality === Quality.clean) continue;
+    const reason = whyLines(types, input, form);
+    if (reason !== undefined) return { readings: [], error: { reason } };
+  }
   const sound = forms.filter(({ problem }) => problem === undefined);
   const broken = forms.find(({ problem }) => problem !== undefined);
   const attempts = sound.map((form) => attempt(form, types, input));
