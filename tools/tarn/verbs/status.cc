@@ -25,12 +25,16 @@ void PrintJson(const tarn::NetworkStatusReport& report, bool errors,
   json.EndLine();
 }
 
+bool IsStrangeKey(const std::string& key) {
+  return key.empty() || !IsText(key);
+}
+
 // Whether a report can be another message: one with nodes has none of the
 // fields, or keys that nobody can type.
 bool IsStrange(const tarn::NetworkStatusReport& report) {
   const auto strange = [](const auto& map) {
     return std::any_of(map.begin(), map.end(), [](const auto& entry) {
-      return entry.first.empty() || !IsText(entry.first);
+      return IsStrangeKey(entry.first);
     });
   };
   return report.GetReflection()->GetUnknownFields(report).field_count() > 0 ||
@@ -38,16 +42,32 @@ bool IsStrange(const tarn::NetworkStatusReport& report) {
          strange(report.price_sync_status_packet());
 }
 
-// Whether bytes that are no usual report are a message with nodes. If so, says
-// on stderr how to draw them.
-bool IsTree(const InputOptions& input, const Record& record,
-            const tarn::NetworkStatusReport* report, Mismatch* mismatch) {
+// Whether a report has neither a part that can be named nor a status.
+bool SaysNothing(const tarn::NetworkStatusReport& report) {
+  const auto nothing = [](const auto& map) {
+    return std::all_of(map.begin(), map.end(), [](const auto& entry) {
+      return IsStrangeKey(entry.first) && entry.second == 0;
+    });
+  };
+  return nothing(report.status_packet()) &&
+         nothing(report.price_sync_status_packet()) &&
+         report.network_price_lifecycle() == tarn::unused;
+}
+
+// Whether bytes that are no usual report are another message: one with nodes,
+// or one of which a report shows nothing. If so, says on stderr which it is.
+bool IsAnother(const InputOptions& input, const Record& record,
+               const tarn::NetworkStatusReport* report, Mismatch* mismatch) {
+  constexpr size_t kMostNames = 3;
   if (record.written != nullptr || (report != nullptr && !IsStrange(*report))) {
     return false;
   }
   const std::vector<const Type*> verdict =
       mismatch->LikelierTypes(record.bytes);
-  if (verdict.empty() || !HoldsNodes(*verdict.front()->descriptor)) {
+  if (verdict.empty()) return false;
+  const bool nodes = HoldsNodes(*verdict.front()->descriptor);
+  if (!nodes && (report == nullptr || !SaysNothing(*report) ||
+                 verdict.size() > kMostNames)) {
     return false;
   }
   const auto* report_type = tarn::NetworkStatusReport::descriptor();
@@ -55,7 +75,7 @@ bool IsTree(const InputOptions& input, const Record& record,
     if (type->descriptor == report_type) return false;  // as likely
   }
   Complain(PlaceInInput(input, record, 0) + "these bytes are " +
-           NamesOf(verdict) + "; see tarn tree");
+           NamesOf(verdict) + "; see tarn " + (nodes ? "tree" : "decode"));
   return true;
 }
 
@@ -84,7 +104,7 @@ ExitCode RunStatus(const Command& command, const Arguments& arguments) {
         tarn::NetworkStatusReport report;
         const bool parsed = report.ParseFromArray(
             record.bytes.data(), static_cast<int>(record.bytes.size()));
-        if (IsTree(input, record, parsed ? &report : nullptr, &mismatch)) {
+        if (IsAnother(input, record, parsed ? &report : nullptr, &mismatch)) {
           return kMalformed;
         }
         if (!parsed) {
