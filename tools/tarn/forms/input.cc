@@ -247,7 +247,7 @@ std::string ReadMessage(const InputOptions& options, const Type& type) {
   if (!reading.note.empty()) Complain(reading.note);
   Record record;
   record.bytes = reading.binary() ? input : reading.bytes;
-  Mismatch mismatch(InputName(options.file) + ": ", {&type});
+  Mismatch mismatch(InputName(options.file) + ": ", {&type}, true);
   GiveHint(&mismatch, record);
   return reading.binary() ? std::move(input) : std::move(reading.bytes);
 }

@@ -94,8 +94,8 @@ std::string Mismatch::HintFor(std::string_view bytes, bool framed) {
     if (!frame.empty()) {
       return name_ +
              "these bytes look like a stream, of messages with their lengths "
-             "in front: see --frame " +
-             frame;
+             "in front: see " +
+             (single_ ? "tarn what" : "--frame " + frame);
     }
   }
   if (types_.size() > 1) return "";

@@ -21,9 +21,11 @@ class Mismatch {
   static constexpr int kMessages = 4;
   static constexpr size_t kBytes = 64 << 10;
 
-  // `name` is the name of the input, for the sentence.
-  Mismatch(const std::string& name, const std::vector<const Type*>& types)
-      : name_(name), types_(types) {}
+  // `name` is the name of the input, for the sentence. `single`: streams of the
+  // input cannot be read.
+  Mismatch(const std::string& name, const std::vector<const Type*>& types,
+           bool single = false)
+      : name_(name), types_(types), single_(single) {}
 
   // A sentence about a message; empty if there is nothing to say. It names a
   // likelier type. If the message is a whole input and `framed` is false, it
@@ -46,6 +48,7 @@ class Mismatch {
 
   const std::string name_;
   const std::vector<const Type*> types_;
+  const bool single_;
   Schema schema_;
   int looks_ = 0;
   uint64_t weighed_ = 0;

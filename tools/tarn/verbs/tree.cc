@@ -61,8 +61,8 @@ void ExplainRefusal(const InputOptions& options,
   if (!verdict.empty()) {
     Complain(PlaceInInput(options, record, 0) +
              (record.written != nullptr ? "this is " : "these bytes are ") +
-             NamesOf(verdict) + ", without nodes; see " +
-             (IsReport(*verdict.front()) ? "tarn status" : "--type"));
+             NamesOf(verdict) + ", without nodes; see tarn " +
+             (IsReport(*verdict.front()) ? "status" : "decode"));
     return;
   }
   const Candidate best = Rank(types, record.bytes).front();
