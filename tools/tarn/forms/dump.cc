@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cinttypes>
+#include <cstdio>
 #include <cstdlib>
 #include <vector>
 
@@ -108,6 +110,15 @@ std::string_view TakeFramed(std::string_view* line) {
   return {};
 }
 
+// Whether a line stands for lines that somebody left out.
+bool IsElision(std::string_view line) {
+  for (const std::string_view mark :
+       {"..", "\xE2\x80\xA6", "snip", "skip", "omit", "cut"}) {
+    if (line.find(mark) != line.npos) return true;
+  }
+  return false;
+}
+
 class DumpReader {
  public:
   DumpReader(DumpUnit unit, int base, uint64_t max_size, Dump* dump)
@@ -126,16 +137,33 @@ class DumpReader {
       Start start;
       uint64_t offset;
       if (!Split(line, &start) || !ReadOffset(start, base_, &offset)) {
+        if (IsElision(line)) FindGap(text);
         return false;
       }
       if (!ContinueAt(offset) || !Line(start, text)) return false;
     }
     dump_.certain = colons_ || lines_ > 1 || dump_.verified;
+    if (base_offset_ <= max_size_) dump_.skipped = base_offset_;
     return !dump_.bytes.empty() && !repeated_ && (ended_ || !odd_) &&
            (base_offset_ == 0 || dump_.certain);
   }
 
  private:
+  // Notes which bytes are left out before the next line.
+  void FindGap(std::string_view text) {
+    const uint64_t at = base_offset_ + dump_.bytes.size();
+    std::string_view line;
+    while (line.empty() && !text.empty()) line = Trim(TakeLine(&text));
+    Start next;
+    uint64_t offset;
+    if (dump_.bytes.empty() || !Split(line, &next) ||
+        !ReadOffset(next, base_, &offset) || offset <= at) {
+      return;
+    }
+    dump_.gap_begin = at;
+    dump_.gap_end = offset;
+  }
+
   // Continues at an offset: that of the next byte, or a later one after a line
   // that stands for repeated lines.
   bool ContinueAt(uint64_t offset) {
@@ -239,8 +267,8 @@ bool ReadDump(std::string_view text, DumpUnit unit, uint64_t max_size,
   for (const int base : {16, 8, 10}) {
     *dump = Dump();
     if (DumpReader(unit, base, max_size, dump).Read(text)) return true;
-    if (base == 16 ||
-        (GotFurther(*dump, furthest) && dump->broken_line > kByChance)) {
+    if (base == 16 || (GotFurther(*dump, furthest) &&
+                       (dump->gap_end > 0 || dump->broken_line > kByChance))) {
       furthest = std::move(*dump);
     }
   }
@@ -249,10 +277,19 @@ bool ReadDump(std::string_view text, DumpUnit unit, uint64_t max_size,
 }
 
 bool GotFurther(const Dump& dump, const Dump& other) {
+  if (other.gap_end > 0 || dump.gap_end > 0) return other.gap_end == 0;
   return other.broken_line <= 2 && dump.broken_line > other.broken_line;
 }
 
 std::string WhyNoDump(const Dump& dump) {
+  if (dump.gap_end > 0) {
+    char text[96];
+    std::snprintf(text, sizeof text,
+                  "a dump with a gap: bytes 0x%" PRIx64 " to 0x%" PRIx64
+                  " are missing",
+                  dump.gap_begin, dump.gap_end - 1);
+    return text;
+  }
   const std::string line = "line " + std::to_string(dump.broken_line);
   if (dump.missing == 0) {
     return "a dump of which " + line +

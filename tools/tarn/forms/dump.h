@@ -26,11 +26,17 @@ struct Dump {
   bool certain = false;
   // The groups of digits can be bytes or words.
   bool ambiguous = false;
+  // The offset of the first line, unless it is an address in memory.
+  uint64_t skipped = 0;
   // Of what is no dump: the first line that does not fit.
   size_t broken_line = 0;
   // How many bytes are missing before that line; less than 0: too many; 0: the
   // line cannot be read.
   int64_t missing = 0;
+  // The offsets around a line that stands for what somebody left out; the end
+  // is 0 if there is none.
+  uint64_t gap_begin = 0;
+  uint64_t gap_end = 0;
 };
 
 // Reads a dump. Returns false if the text is not a dump of that unit, and notes

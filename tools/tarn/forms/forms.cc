@@ -124,7 +124,7 @@ void AddDump(std::string_view text, uint64_t max_size,
   bool bytes_verified = false;
   for (const auto& [unit, name] : kUnits) {
     if (!ReadDump(text, unit, max_size, &dump)) {
-      if (GotFurther(dump, furthest)) furthest = dump;
+      if (GotFurther(dump, furthest)) furthest = std::move(dump);
       continue;
     }
     const bool words = unit == DumpUnit::kHexWords && !forms->empty();
@@ -138,12 +138,19 @@ void AddDump(std::string_view text, uint64_t max_size,
     Form form;
     form.name = name;
     form.layout = "a dump";
+    form.skipped = dump.skipped;
+    if (form.skipped > 0) {
+      form.layout +=
+          " without its first " + std::to_string(form.skipped) + " bytes";
+    }
     form.bytes = std::move(dump.bytes);
     form.certain = dump.certain;
     // Without a colon, groups are likelier words.
     forms->insert(words ? forms->begin() : forms->end(), std::move(form));
   }
-  if (!forms->empty() || !LooksLikeDump(text)) return;
+  if (!forms->empty() || (furthest.gap_end == 0 && !LooksLikeDump(text))) {
+    return;
+  }
   Form form;
   form.name = "hex";
   form.certain = true;

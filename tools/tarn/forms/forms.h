@@ -17,8 +17,9 @@ struct Form {
   std::string bytes;         // the wire bytes; those of text and json are not
                              // known without a type
   std::string text;          // of text and json: the message as it was written
-  std::string digits = {};   // of hex and base64 in several lines: as written
+  std::string digits = {};   // of several lines of digits: as written
   std::string layout = {};   // what is around the digits, for people
+  uint64_t skipped = 0;      // bytes before those of a dump, by its offsets
   bool certain = false;      // the layout is unmistakable
   size_t embedded_at = 0;    // its offset in other text, and how many bytes
   size_t embedded_size = 0;  // of that it takes

@@ -65,9 +65,18 @@ Attempt TryWritten(const std::string& form, const std::string& name,
   return attempt;
 }
 
+// Says that a dump has lost its beginning.
+std::string NoteOn(const Form& form, const std::string& name) {
+  if (form.skipped == 0) return "";
+  const std::string skipped = std::to_string(form.skipped);
+  return name + "the dump begins at byte " + skipped + ": the " + skipped +
+         " bytes before are missing";
+}
+
 Attempt Try(Form&& form, const std::string& name,
             const std::vector<const Type*>& types) {
   Attempt attempt;
+  std::string note = NoteOn(form, name);
   if (form.name == "text" || form.name == "json") {
     attempt = TryWritten(form.name, name, types, form.text);
   } else {
@@ -77,6 +86,7 @@ Attempt Try(Form&& form, const std::string& name,
   }
   attempt.reading.form = attempt.form;
   attempt.reading.layout = form.layout;
+  attempt.reading.note = std::move(note);
   attempt.certain = form.certain;
   return attempt;
 }
@@ -292,7 +302,9 @@ Reading ReadAs(const InputOptions& options, const std::string& name,
   }
   if (options.frame != "none") return reading;
   for (const Form& form : FormsOf(input, options.max_size)) {
-    if (form.name == options.from) RefuseLines(name, types, input, form);
+    if (form.name != options.from) continue;
+    RefuseLines(name, types, input, form);
+    reading.note = NoteOn(form, name);
   }
   return reading;
 }

@@ -11,10 +11,12 @@ export interface Dump {
   verified: boolean;  // every line has characters, and they match its bytes
   certain: boolean;   // not just a number before other numbers
   ambiguous: boolean; // the groups of digits can be bytes or words
+  skipped: number;    // the offset of the first line, unless it is an address in memory
 }
 // The line that does not fit, from 1. `missing`: bytes before it, less than 0: too many;
-// 0: the line cannot be read.
-export interface NoDump { brokenLine: number; missing: number }
+// 0: the line cannot be read. `gap`: the offsets around a line that stands for what
+// somebody left out.
+export interface NoDump { brokenLine: number; missing: number; gap?: [bigint, bigint] }
 
 const MOST = 64 << 20;
 // Lines whose offsets can follow one another in another base by chance.
@@ -88,9 +90,13 @@ function takeFramed(line: string): { rest: string; framed: string } {
   return { rest: line, framed: "" };
 }
 
+// Whether a line stands for lines that somebody left out.
+const isElision = (line: string): boolean => /\.\.|…|snip|skip|omit|cut/.test(line);
+
 class Reader {
   brokenLine = 0;
   missing = 0;
+  gap?: [bigint, bigint];
   private readonly sink = new Sink();
   private row: number[] = [];
   private base = 0n;
@@ -118,6 +124,7 @@ class Reader {
       }
       const start = split(line);
       const offset = start && offsetOf(start, this.radix);
+      if (offset === undefined && isElision(line)) this.findGap(lines.slice(i + 1));
       if (offset === undefined || !this.continueAt(offset)) return undefined;
       if (!this.line(start!, lines[i + 1] ?? "")) return undefined;
     }
@@ -127,7 +134,16 @@ class Reader {
         (this.base !== 0n && !certain)) {
       return undefined;
     }
-    return { bytes: this.sink.take(), verified, certain, ambiguous: this.ambiguous };
+    const skipped = this.base <= BigInt(MOST) ? Number(this.base) : 0;
+    return { bytes: this.sink.take(), verified, certain, ambiguous: this.ambiguous, skipped };
+  }
+
+  // Notes which bytes are left out before the next line.
+  private findGap(rest: string[]): void {
+    const at = this.base + BigInt(this.sink.size);
+    const start = split(trim(rest.find((line) => trim(line) !== "") ?? ""));
+    const offset = start && offsetOf(start, this.radix);
+    if (this.sink.size > 0 && offset !== undefined && offset > at) this.gap = [at, offset];
   }
 
   private continueAt(offset: bigint): boolean {
@@ -201,20 +217,26 @@ export function readDump(text: string, unit: Unit): Dump | NoDump {
     const reader = new Reader(unit, radix);
     const dump = reader.read(lines);
     if (dump !== undefined) return dump;
-    const { brokenLine, missing } = reader;
-    if (furthest === undefined ||
-        (gotFurther(reader, furthest) && brokenLine > BY_CHANCE)) {
-      furthest = { brokenLine, missing };
+    const { brokenLine, missing, gap } = reader;
+    if (furthest === undefined || (gotFurther(reader, furthest) &&
+                                   (gap !== undefined || brokenLine > BY_CHANCE))) {
+      furthest = { brokenLine, missing, gap };
     }
   }
   return furthest!;
 }
 
 // Of two that are no dump: whether the first is more like one.
-export const gotFurther = (dump: NoDump, other: NoDump): boolean =>
-  other.brokenLine <= 2 && dump.brokenLine > other.brokenLine;
+export function gotFurther(dump: NoDump, other: NoDump): boolean {
+  if (dump.gap !== undefined || other.gap !== undefined) return other.gap === undefined;
+  return other.brokenLine <= 2 && dump.brokenLine > other.brokenLine;
+}
 
-export function whyNoDump({ brokenLine, missing }: NoDump): string {
+export function whyNoDump({ brokenLine, missing, gap }: NoDump): string {
+  if (gap !== undefined) {
+    return `a dump with a gap: bytes 0x${gap[0].toString(16)} to ` +
+      `0x${(gap[1] - 1n).toString(16)} are missing`;
+  }
   if (missing === 0) {
     return `a dump of which line ${brokenLine} cannot be read; those of xxd, hexdump and ` +
       "od -t x1 can";

@@ -14,7 +14,8 @@ export interface Found {
   layout: string;
   bytes: Uint8Array;
   text?: string;     // of text and JSON: the message as it was written
-  digits?: string;   // of hex and base64 in several lines: as written
+  digits?: string;   // of several lines of digits: as written
+  skipped?: number;  // bytes before those of a dump, by its offsets
   certain: boolean;  // the layout is unmistakable
   problem?: string;  // why a recognized form cannot be read
   at: number;        // its place in other text
@@ -81,12 +82,14 @@ function dumps(text: string): Found[] {
       if (dump.verified) forms = [];
     }
     ({ verified } = dump);
-    const read = found(form, dump.certain, dump.bytes, "a dump");
+    const { skipped } = dump;
+    const layout = skipped > 0 ? `a dump without its first ${skipped} bytes` : "a dump";
+    const read = { ...found(form, dump.certain, dump.bytes, layout), skipped };
     // Without a colon, groups are likelier words.
     if (words) forms.unshift(read);
     else forms.push(read);
   }
-  if (forms.length > 0 || !looksLikeDump(text)) return forms;
+  if (forms.length > 0 || (furthest.gap === undefined && !looksLikeDump(text))) return forms;
   return [{ ...found("hex", true), problem: whyNoDump(furthest) }];
 }
 

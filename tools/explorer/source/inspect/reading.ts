@@ -103,7 +103,11 @@ function attempt(found: Found, types: Type[], input: string): Attempt {
     const tried = tryWritten(form, types, text!, Math.max(0, input.indexOf(text!)));
     return { ...tried, certain, reading: { ...tried.reading, layout } };
   }
-  return { reading: { form, layout, bytes, types: [] }, certain,
+  const skipped = found.skipped ?? 0;
+  const note = skipped === 0 ? {} : {
+    note: `the dump begins at byte ${skipped}: the ${skipped} bytes before are missing`,
+  };
+  return { reading: { form, layout, bytes, types: [], ...note }, certain,
            quality: qualityOf(types, bytes) };
 }
 
