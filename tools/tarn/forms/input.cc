@@ -11,6 +11,7 @@
 #include "frame.h"
 #include "lengths.h"
 #include "mismatch.h"
+#include "only_comments.h"
 #include "progress.h"
 #include "reader.h"
 
@@ -310,6 +311,8 @@ ExitCode ForEachWritten(const InputOptions& options, const Type& type,
     const bool json =
         options.from == "json" ||
         (options.from == "auto" && Trim(input).substr(0, 1) == "{");
+    const std::string note = json ? "" : NoteOnComments(input, place);
+    if (!note.empty()) Complain(note);
     handle(json ? EncodeJson(type, input, place)
                 : EncodeText(type, input, place));
     return kFine;

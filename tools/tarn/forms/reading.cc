@@ -6,6 +6,7 @@
 #include "failure.h"
 #include "forms.h"
 #include "line_messages.h"
+#include "only_comments.h"
 #include "ranking.h"
 #include "written.h"
 
@@ -78,6 +79,7 @@ Attempt Try(Form&& form, const std::string& name,
   Attempt attempt;
   std::string note = NoteOn(form, name);
   if (form.name == "text" || form.name == "json") {
+    if (form.name == "text") note = NoteOnComments(form.text, name);
     attempt = TryWritten(form.name, name, types, form.text);
   } else {
     attempt.form = form.name;
@@ -294,6 +296,9 @@ Reading ReadAs(const InputOptions& options, const std::string& name,
   if (options.from == "text" || options.from == "json") {
     Attempt attempt = TryWritten(options.from, name, types, input);
     if (!attempt.refused.complaint.empty()) Refuse(attempt, input);
+    if (options.from == "text") {
+      attempt.reading.note = NoteOnComments(input, name);
+    }
     return std::move(attempt.reading);
   }
   if (!FromForm(options.from, input, options.max_size, &reading.bytes)) {

@@ -97,6 +97,30 @@ function tryWritten(form: "text" | "json", types: Type[], text: string, start: n
   return { reading, certain: form === "json", quality: Quality.none, complaint };
 }
 
+// Of a text that is nothing but comments: what it would be without their marks.
+function uncomment(text: string): string | undefined {
+  const lines = linesOf(text).map(trim).filter((line) => line !== "");
+  if (lines.length === 0 || lines.some((line) => line[0] !== "#")) return undefined;
+  return lines.map((line) => `${line.replace(/^# ?/, "")}\n`).join("");
+}
+
+// Whether a form is more than a word or a number that a person wrote.
+function isMessage({ form, bytes, certain, problem, text }: Found, plain: string): boolean {
+  if (text !== undefined || problem !== undefined) return false;
+  if (form === "base64") return bytes.length >= 12 && !trim(plain).includes(" ");
+  return certain || bytes.length >= 4;
+}
+
+// Of a text that is nothing but comments which hold the digits of a message, why it is not
+// read. The comments with which tarn shows unknown fields hold none.
+function whyComments(text: string): string | undefined {
+  const plain = uncomment(text);
+  if (plain === undefined || /^[1-9][0-9]*(: | \{)/.test(plain)) return undefined;
+  const held = formsOf(plain).find((form) => isMessage(form, plain));
+  return held && `nothing but comments, which hold ${held.layout || held.form}: ` +
+    "take the # off each line";
+}
+
 function attempt(found: Found, types: Type[], input: string): Attempt {
   const { form, layout, bytes, certain, text } = found;
   if (form === "text" || form === "json") {
@@ -214,6 +238,10 @@ function readText(types: Type[], input: string, binary: Attempt): ReadResult {
   const failed = (reason: string, form: Found): ReadResult =>
     ({ readings: [], error: { reason, form: form.form } });
   const forms = formsOf(input);
+  for (const form of forms) {
+    const reason = form.form === "text" ? whyComments(form.text!) : undefined;
+    if (reason !== undefined) return { readings: [], error: { reason } };
+  }
   for (const form of forms) {
     if (!form.certain && binary.quality === Quality.clean) continue;
     const reason = whyLines(types, input, form);
