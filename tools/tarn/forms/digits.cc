@@ -206,6 +206,29 @@ bool FromArray(std::string_view text, std::string* bytes) {
   return false;
 }
 
+bool FromNumbers(std::string_view text, std::string* bytes) {
+  constexpr size_t kLeast = 4;
+  bytes->clear();
+  text = Trim(text);
+  bool pairs = true;
+  if (text.size() > 2 && text.front() == '[' && text.back() == ']') {
+    text = Trim(text.substr(1, text.size() - 2));
+    pairs = false;
+  }
+  while (!text.empty()) {
+    const size_t size = std::min(text.find_first_of(" \t\r\n"), text.size());
+    const std::string_view number = text.substr(0, size);
+    if (number.find_first_not_of("0123456789") != number.npos ||
+        (size > 1 && number.front() == '0') || size > 3 ||
+        !AppendNumber(number, bytes)) {
+      return false;
+    }
+    pairs = pairs && size == 2;
+    text = Trim(text.substr(size));
+  }
+  return bytes->size() >= kLeast && !pairs;
+}
+
 bool FromEscapes(std::string_view text, std::string* bytes) {
   bytes->clear();
   text = Trim(text);

@@ -6,6 +6,7 @@
 #include <array>
 #include <charconv>
 
+#include "broken_digits.h"
 #include "dump.h"
 #include "log_line.h"
 #include "utf8.h"
@@ -158,59 +159,16 @@ void AddDump(std::string_view text, uint64_t max_size,
   forms->push_back(form);
 }
 
-// Whether digits are in pairs but for letters that look like 0 and 1, as a scan
-// has them.
-bool LooksScanned(std::string_view text) {
-  std::string digits(text);
-  for (char& c : digits) {
-    if (c == 'O' || c == 'o') c = '0';
-    if (c == 'l' || c == 'I') c = '1';
-  }
-  return digits != text && ArePairs(digits);
-}
-
-// Says that a digit of hexadecimal digits is missing or too many, in one row or
-// in one of several groups; empty if that is not so.
-std::string OddDigits(std::string_view text) {
-  constexpr std::string_view kDigits = "0123456789abcdefABCDEF";
-  constexpr size_t kLeast = 7;
-  size_t count = 0, groups = 0, odd = 0, line = 1, group = 0;
-  std::string place;
-  for (size_t at = 0; at < text.size();) {
-    const size_t end =
-        std::min(text.find_first_not_of(kDigits, at), text.size());
-    const size_t size = end - at;
-    if (size == 0) {
-      if (!IsSpace(text[at]) && text[at] != ':') return "";
-      if (text[at++] != '\n') continue;
-      group = 0;
-      ++line;
-      continue;
-    }
-    ++groups;
-    ++group;
-    count += size;
-    if (size % 2 != 0 && ++odd == 1) {
-      place = ", in group " + std::to_string(group) + " of line " +
-              std::to_string(line);
-    }
-    at = end;
-  }
-  if (odd != 1 || groups == 2 || count < kLeast ||
-      text.find_first_of("0123456789") == text.npos) {
-    return "";
-  }
-  return std::to_string(count) +
-         " hexadecimal digits, which are not whole bytes: one is missing or "
-         "too many" +
-         (groups > 1 ? place : "");
-}
-
 std::vector<Form> Within(const char* layout, std::vector<Form> forms) {
   for (Form& form : forms) {
     form.layout += (form.layout.empty() ? "" : ", ") + std::string(layout);
   }
   return forms;
+}
+
+// Keeps the digits of several lines, which can be messages of their own.
+void KeepLines(std::string_view digits, Form* form) {
+  if (digits.find('\n') != digits.npos) form->digits = std::string(digits);
 }
 
 // The forms of a text that has nothing else around it.
@@ -225,6 +183,7 @@ std::vector<Form> PlainForms(std::string_view text, uint64_t max_size) {
     form.bytes = std::move(bytes);
     forms.push_back(std::move(form));
   };
+  const std::string_view whole = text;
   text = Trim(text);
   AddDataUri(text, &forms);
   if (forms.empty()) AddDump(text, max_size, &forms);
@@ -233,6 +192,11 @@ std::vector<Form> PlainForms(std::string_view text, uint64_t max_size) {
   if (FromArray(text, &bytes)) {
     add("source", true, bytes, "an array");
     return forms;
+  }
+  const bool numbers = FromNumbers(text, &bytes);
+  if (numbers) {
+    add("source", text.front() == '[', bytes, "numbers");
+    KeepLines(text, &forms.back());
   }
   const bool json = LooksLikeJson(text);
   if (json || LooksLikeText(text)) {
@@ -243,6 +207,11 @@ std::vector<Form> PlainForms(std::string_view text, uint64_t max_size) {
   if (const std::string odd = OddDigits(digits); !odd.empty()) {
     add("hex", true, "");
     forms.back().problem = odd;
+    return forms;
+  }
+  if (const std::string wrong = WrongDigit(whole, digits); !wrong.empty()) {
+    add("hex", true, "");
+    forms.back().problem = wrong;
     return forms;
   }
   if (LooksScanned(digits)) {
@@ -259,17 +228,16 @@ std::vector<Form> PlainForms(std::string_view text, uint64_t max_size) {
   bytes.clear();
   if (FromEscapes(text, &bytes))
     add("source", bytes.size() > 1, bytes, "strings with escapes");
-  const bool lines = digits.find('\n') != digits.npos;
   bytes.clear();
   if (FromHexDigits(digits, &bytes) && !bytes.empty()) {
     add("hex", ArePairs(digits), bytes);
-    if (lines) forms.back().digits = std::string(digits);
+    KeepLines(digits, &forms.back());
     long_hex = bytes.size() >= 8;
   }
   // Many digits that are all hexadecimal are hardly base64.
-  if (!long_hex && FromBase64(digits, &bytes)) {
+  if (!long_hex && !numbers && FromBase64(digits, &bytes)) {
     add("base64", false, bytes);
-    if (lines) forms.back().digits = std::string(digits);
+    KeepLines(digits, &forms.back());
   }
   return forms;
 }
@@ -289,7 +257,8 @@ bool FromPlainForm(std::string_view name, std::string_view text,
     return dump(DumpUnit::kOctalBytes) || dump(DumpUnit::kOctalWords);
   }
   if (name == "source")
-    return FromArray(text, bytes) || FromEscapes(text, bytes);
+    return FromArray(text, bytes) || FromNumbers(text, bytes) ||
+           FromEscapes(text, bytes);
   if (name == "hex") {
     if (dump(DumpUnit::kHexBytes)) return true;
     std::string_view digits = Unwrap(text);

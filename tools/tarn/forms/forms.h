@@ -62,6 +62,9 @@ bool ArePairs(std::string_view digits);
 bool FromBase64(std::string_view text, std::string* bytes);
 bool FromArray(std::string_view text, std::string* bytes);
 bool FromEscapes(std::string_view text, std::string* bytes);
+// Decimal numbers of bytes with blanks between them, also in brackets, as Go
+// prints them. Pairs of digits alone are no numbers, but in brackets.
+bool FromNumbers(std::string_view text, std::string* bytes);
 
 // Whether the input holds only characters that a person can type, in any
 // language.

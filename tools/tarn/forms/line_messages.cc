@@ -47,10 +47,10 @@ LineMessages FindLineMessages(const std::vector<const Type*>& types,
     const std::string_view line = Trim(TakeLine(&rest));
     if (line.empty()) continue;
     std::string bytes;
-    if (form.name == "hex" ? !FromHexDigits(line, &bytes)
-                           : !FromBase64(line, &bytes)) {
-      return {};
-    }
+    const bool read = form.name == "hex"      ? FromHexDigits(line, &bytes)
+                      : form.name == "base64" ? FromBase64(line, &bytes)
+                                              : FromNumbers(line, &bytes);
+    if (!read) return {};
     like.erase(std::remove_if(
                    like.begin(), like.end(),
                    [&](const Type* type) { return !IsSound(*type, bytes); }),

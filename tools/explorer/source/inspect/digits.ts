@@ -116,6 +116,20 @@ export function fromArray(text: string): Uint8Array | undefined {
   return undefined;
 }
 
+// Decimal numbers of bytes with blanks between them, also in brackets, as Go prints them.
+// Pairs of digits alone are no numbers, but in brackets.
+export function fromNumbers(input: string): Uint8Array | undefined {
+  const text = trim(input);
+  const inside = text.length > 2 ? /^\[([^]*)\]$/.exec(text)?.[1] : undefined;
+  const tokens = trim(inside ?? text).split(/[ \t\r\n]+/);
+  if (tokens.length < 4 || !tokens.every((token) => /^(0|[1-9][0-9]{0,2})$/.test(token))) {
+    return undefined;
+  }
+  if (inside === undefined && tokens.every(({ length }) => length === 2)) return undefined;
+  const numbers = tokens.map(Number);
+  return numbers.every((number) => number < 256) ? Uint8Array.from(numbers) : undefined;
+}
+
 const MEANINGS: { [letter: string]: number } =
   { a: 7, b: 8, e: 27, f: 12, n: 10, r: 13, t: 9, v: 11, "\\": 92, '"': 34, "'": 39, "?": 63 };
 

@@ -2,10 +2,12 @@
 // turned back into bytes. Nothing here knows a type.
 import type { Form } from "./api";
 import { bytesOf } from "./bytes";
-import { arePairs, fromArray, fromBase64, fromEscapes, fromHexDigits, isHexPair, trim }
+import { arePairs, fromArray, fromBase64, fromEscapes, fromHexDigits, fromNumbers, isHexPair,
+  trim }
   from "./digits";
 import { gotFurther, isDumpLine, linesOf, looksLikeDump, readDump, whyNoDump, type NoDump }
   from "./dump";
+import { lineAndColumn } from "./json_read";
 import { readLogLine, unlog, unnumber, unquote, unquoted } from "./log";
 
 // One way to read an input.
@@ -116,6 +118,24 @@ function looksScanned(text: string): boolean {
   return digits !== text && arePairs(digits);
 }
 
+// Keeps the digits of several lines, which can be messages of their own.
+const severalLines = (digits: string): { digits?: string } =>
+  digits.includes("\n") ? { digits } : {};
+
+// Says that one character among many hexadecimal digits is none, and where in the text.
+function wrongDigit(text: string, digits: string): string | undefined {
+  const wrong = digits.search(/[^0-9a-fA-F \t\r\n,:]/);
+  const rest = digits.slice(0, wrong) + digits.slice(wrong + 1);
+  if (wrong < 0 || !/^[0-9a-fA-F \t\r\n,:]*$/.test(rest) || !/[a-zA-Z]/.test(digits[wrong]) ||
+      rest.replace(/[ \t\r\n,:]+/g, "").length < 15 || !/[0-9]/.test(rest) ||
+      !/[0-9a-fA-F]/.test(digits.slice(Math.max(0, wrong - 1), wrong + 2)) ||
+      fromHexDigits(digits) !== undefined) {
+    return undefined;
+  }
+  return "hexadecimal digits with one character among them that is none: " +
+    lineAndColumn(text, text.indexOf(digits) + wrong);
+}
+
 // The forms of a text that has nothing else around it.
 function plainForms(input: string): Found[] {
   const text = trim(input);
@@ -124,6 +144,10 @@ function plainForms(input: string): Found[] {
   if (forms.length > 0 && forms[0].certain) return forms;
   const array = fromArray(text);
   if (array !== undefined) return [...forms, found("source", true, array, "an array")];
+  const numbers = fromNumbers(text);
+  if (numbers !== undefined) {
+    forms.push({ ...found("source", text[0] === "[", numbers, "numbers"), ...severalLines(text) });
+  }
   const json = looksLikeJson(text);
   if (json || looksLikeText(text)) {
     forms.push({ ...found(json ? "json" : "text", json), text });
@@ -131,6 +155,8 @@ function plainForms(input: string): Found[] {
   const digits = unwrap(text);
   const odd = oddDigits(digits);
   if (odd !== undefined) return [...forms, { ...found("hex", true), problem: odd }];
+  const wrong = wrongDigit(input, digits);
+  if (wrong !== undefined) return [...forms, { ...found("hex", true), problem: wrong }];
   if (looksScanned(digits)) {
     const problem = "hexadecimal digits with letters among them that look like 0 or 1";
     return [...forms, { ...found("hex", false), problem }];
@@ -141,13 +167,14 @@ function plainForms(input: string): Found[] {
   if (escapes !== undefined) {
     forms.push(found("source", escapes.length > 1, escapes, "strings with escapes"));
   }
-  const lines = digits.includes("\n") ? { digits } : {};
+  const lines = severalLines(digits);
   const hex = fromHexDigits(digits);
   if (hex !== undefined && hex.length > 0) {
     forms.push({ ...found("hex", arePairs(digits), hex), ...lines });
   }
   // Many digits that are all hexadecimal are hardly base64.
-  const base64 = hex !== undefined && hex.length >= 8 ? undefined : fromBase64(digits);
+  const hardly = numbers !== undefined || (hex !== undefined && hex.length >= 8);
+  const base64 = hardly ? undefined : fromBase64(digits);
   if (base64 !== undefined) forms.push({ ...found("base64", false, base64), ...lines });
   return forms;
 }

@@ -1,5 +1,5 @@
 // Tells digits of one message in several lines from messages in lines of their own.
-import { fromBase64, fromHexDigits, trim } from "./digits";
+import { fromBase64, fromHexDigits, fromNumbers, trim } from "./digits";
 import { linesOf } from "./dump";
 import type { Found } from "./forms";
 import { Evidence } from "./rank";
@@ -36,7 +36,8 @@ export function lineMessages(types: Type[], form: Found): LineMessages | undefin
   for (const raw of linesOf(form.digits ?? "")) {
     const line = trim(raw);
     if (line === "") continue;
-    const bytes = form.form === "hex" ? fromHexDigits(line) : fromBase64(line);
+    const bytes = form.form === "hex" ? fromHexDigits(line)
+      : form.form === "base64" ? fromBase64(line) : fromNumbers(line);
     if (bytes === undefined) return undefined;
     like = like.filter((type) => isSound(type, bytes));
     if (like.length === 0) return undefined;
