@@ -18,6 +18,9 @@ namespace {
 // How many messages of a stream are looked at, and how many bytes of each.
 constexpr uint64_t kMessages = 16;
 constexpr size_t kBytes = 64 << 10;
+// So few messages can be entries of a list: where a tag is lost, two have only
+// their lengths in front of them.
+constexpr uint64_t kEntries = 3;
 
 bool IsSound(const std::vector<const Type*>& types, std::string_view bytes) {
   const std::string_view part = bytes.substr(0, kBytes);
@@ -55,28 +58,65 @@ std::string FindFrame(const std::vector<const Type*>& types,
   return found;
 }
 
+struct RestOfStream {
+  std::string frame;       // empty: the bytes are none
+  std::string_view first;  // of its messages
+  uint64_t messages = 0;   // up to kMessages
+};
+
 // The frame with which the bytes are the rest of a stream that began before
 // them: sound messages begin early in them and go on to their end. `whole`:
 // whether the stream ends with the bytes.
-std::string FindFrameOfRest(const std::vector<const Type*>& types,
-                            std::string_view bytes, bool whole) {
+RestOfStream FindRestOfStream(const std::vector<const Type*>& types,
+                              std::string_view bytes, bool whole) {
   for (const char* name : kFrames) {
     const std::string frame = name;
     LengthCheck check(types, frame);
     const std::optional<size_t> first = check.FindFirst(bytes, whole);
     if (!first || *first > bytes.size() / 2) continue;
-    uint64_t messages = 0;
     uint64_t sound = 0;
+    RestOfStream found;
+    found.frame = frame;
     const std::string_view rest =
         TakeFramed(frame, bytes.substr(*first), [&](std::string_view message) {
+          if (found.messages == 0) found.first = message;
           sound += IsSound(types, message);
-          return ++messages < kMessages;
+          return ++found.messages < kMessages;
         });
-    if (messages == sound && (rest.empty() || messages == kMessages)) {
-      return name;
+    if (found.messages == sound &&
+        (rest.empty() || found.messages == kMessages)) {
+      return found;
     }
   }
-  return "";
+  return {};
+}
+
+// Whether the bytes, which are no message, begin like one that goes on into
+// what would be the first message of a stream. A length and a body stand in
+// front of the entries of a list, too.
+bool BeginMessage(const std::vector<const Type*>& types, std::string_view bytes,
+                  std::string_view first) {
+  const size_t place = first.data() - bytes.data();
+  const std::string_view part = bytes.substr(0, place + first.size());
+  return std::any_of(types.begin(), types.end(), [&](const Type* type) {
+    const Evidence evidence = Weigh(*type, part, true);
+    return part.size() - evidence.unexplained > place && evidence.fields > 0 &&
+           evidence.unknown == 0 && evidence.undeclared == 0 &&
+           evidence.strange_texts == 0;
+  });
+}
+
+// Notes the frame of bytes that are no sound message. Bytes that are the rest
+// of a stream, but a broken message as well, are taken for the message.
+void NoteFrame(const std::vector<const Type*>& types, Capture* capture) {
+  std::string& frame = capture->options.frame;
+  const std::string_view bytes = capture->bytes;
+  frame = FindFrame(types, bytes);
+  if (!frame.empty()) return;
+  const RestOfStream rest = FindRestOfStream(types, bytes, true);
+  const bool message = !rest.frame.empty() && rest.messages <= kEntries &&
+                       BeginMessage(types, bytes, rest.first);
+  (message ? capture->other_frame : frame) = rest.frame;
 }
 
 bool IsMessage(const std::vector<const Type*>& types, std::string_view bytes) {
@@ -158,7 +198,7 @@ Capture ReadCapture(const InputOptions& options, Source source,
   if (large) {
     const bool binary = options.from == "auto" || options.from == "binary";
     if (frame == "none") frame = FindFrame(types, input);
-    if (frame.empty()) frame = FindFrameOfRest(types, input, false);
+    if (frame.empty()) frame = FindRestOfStream(types, input, false).frame;
     if (frame.empty() || !binary) {
       throw NotRead(kMalformed,
                     "no stream, and more than " +
@@ -185,12 +225,10 @@ Capture ReadCapture(const InputOptions& options, Source source,
   capture.written = std::move(reading.written);
   if (!capture.written.empty()) return capture;
   if (frame == "none") {
-    const std::string found = FindFrame(types, capture.bytes);
     if (IsMessage(types, capture.bytes)) {
-      capture.other_frame = found;
+      capture.other_frame = FindFrame(types, capture.bytes);
     } else {
-      frame =
-          !found.empty() ? found : FindFrameOfRest(types, capture.bytes, true);
+      NoteFrame(types, &capture);
     }
     if (frame.empty()) frame = "none";
   }
