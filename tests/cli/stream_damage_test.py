@@ -4,6 +4,7 @@
 Usage: stream_damage_test.py TARN
 """
 import json
+import re
 import struct
 import subprocess
 import sys
@@ -25,12 +26,36 @@ def frames(header, messages):
     return [header(len(message)) + message for message in messages]
 
 
-def decode(frame, stream):
+def decode(frame, stream, name="Price"):
     """Returns the names of the products that are shown, and what is said beside them."""
-    done = subprocess.run([TARN, "decode", "Price", f"--frame={frame}", "--keep-going",
+    done = subprocess.run([TARN, "decode", name, f"--frame={frame}", "--keep-going",
                            "--to=json"], input=stream, capture_output=True, check=False, timeout=60)
     lines = [json.loads(line) for line in done.stdout.decode().splitlines()]
     return [line.get("productId") for line in lines], done.stderr.decode(), done.returncode
+
+
+def what(stream, *options):
+    """Returns the answer of `tarn what` as JSON."""
+    done = subprocess.run([TARN, "what", "--json", *options], input=stream, capture_output=True,
+                          check=False, timeout=60)
+    return json.loads(done.stdout)
+
+
+def sample(*options):
+    return subprocess.run([TARN, "sample", *options], capture_output=True, check=True).stdout
+
+
+def without(stream, *places):
+    """Returns the stream without the bytes at these places."""
+    for place in sorted(places, reverse=True):
+        stream = stream[:place] + stream[place + 1:]
+    return stream
+
+
+def prices(number, entries=4):
+    """Returns a message that is a list of others."""
+    names = [f"double espresso {number} {entry}" for entry in range(entries)]
+    return b"".join(field(1, price(name)) for name in names)
 
 
 class StreamDamageTest(unittest.TestCase):
@@ -85,6 +110,68 @@ class StreamDamageTest(unittest.TestCase):
             self.assertEqual((shown, code), (["a"], 3))
             self.assertIn("the frame is lost: its length says 2122219134, but", said)
             self.assertNotIn("--max-size", said)
+
+    def check_found(self, stream, frame, name):
+        """Without a type `tarn what` finds what it finds with it."""
+        found = what(stream, f"--frame={frame}")
+        with_type = what(stream, f"--frame={frame}", f"--type={name}")
+        self.assertEqual(found["errors"], with_type["errors"], frame)
+        self.assertEqual([group["count"] for group in found["groups"]],
+                         [group["count"] for group in with_type["groups"]], frame)
+        return found
+
+    def test_what_reads_on_with_the_types_that_it_has_seen(self):
+        for frame in HEADERS:
+            for small in ((), ("--modules=1", "--displays=1")):
+                trees = sample("network", "--count=60", f"--frame={frame}", *small)
+                size = len(trees)
+                found = self.check_found(without(trees, size // 3, size // 2, size - 999),
+                                         frame, "ModsConfigured")
+                self.assertEqual([group["count"] for group in found["groups"]], [57])
+
+    def test_the_first_message_can_be_the_damaged_one(self):
+        for frame in HEADERS:
+            trees = sample("network", "--count=30", f"--frame={frame}")
+            found = self.check_found(without(trees, 3000, 17000), frame, "ModsConfigured")
+            self.assertEqual(found["groups"][0]["last"], found["records"])
+
+    def test_entries_of_a_broken_list_are_no_messages_of_the_stream(self):
+        for frame, header in HEADERS.items():
+            parts = frames(header, map(prices, range(9)))
+            before = len(b"".join(parts[:5]))
+            for lost in range(0, len(parts[5]), 1 if frame == "varint" else 5):
+                found = what(without(b"".join(parts), before + lost), f"--frame={frame}")
+                self.assertEqual([group["types"] for group in found["groups"]],
+                                 [["tarn.Prices"]], (frame, lost))
+                self.assertEqual((found["records"], found["broken"]), (9, 1), (frame, lost))
+
+    def test_what_and_decode_give_the_same_numbers(self):
+        for frame, header in HEADERS.items():
+            parts = frames(header, map(prices, range(300)))
+            # In the third entry of each list, so that the last two look like messages.
+            damaged = [100, 150, 250]
+            places = [len(b"".join(parts[:number])) + 80 for number in damaged]
+            stream = without(b"".join(parts), *places)
+            found = what(stream, f"--frame={frame}")
+            _, said, _ = decode(frame, stream, "Prices")
+            numbers = [error["record"] for error in found["errors"]]
+            self.assertEqual(numbers, [number + 1 for number in damaged], frame)
+            self.assertEqual(set(numbers), set(map(int, re.findall(r"record (\d+):", said))))
+
+    def test_a_broken_list_is_no_stream_without_its_start(self):
+        whole = prices(1, entries=2)
+        for lost in range(len(whole)):
+            self.assertEqual(what(without(whole, lost))["frame"], "none", lost)
+
+    def test_messages_of_another_type_after_the_damage_are_found(self):
+        for frame, header in HEADERS.items():
+            parts = frames(header, [prices(0), prices(1), prices(2), *map(price, NAMES)])
+            before = len(b"".join(parts[:2]))
+            found = what(without(b"".join(parts), before + len(parts[2]) // 2),
+                         f"--frame={frame}")
+            counts = {group["types"][0]: group["count"] for group in found["groups"]}
+            self.assertEqual(counts.get("tarn.Prices"), 2, (frame, counts))
+            self.assertGreaterEqual(counts.get("tarn.Price", 0), len(NAMES), (frame, counts))
 
 
 if __name__ == "__main__":

@@ -126,6 +126,9 @@ class Stream {
     progress_.Update(record_.number, record_.offset + length);
     const ExitCode status = handle_(record_);
     worst_ = std::max(worst_, status);
+    // A sound record after a broken one can be a part of it.
+    if (status == kFine && well_) lengths_.Learn(record_.bytes);
+    well_ = status < kMalformed;
     if (ReaderHasGone() && !options_.to_the_end) return false;
     const bool go_on = status < kMalformed || options_.keep_going;
     if (status != kFine && IsWrong(length, status >= kMalformed)) {
@@ -138,6 +141,7 @@ class Stream {
   void Fail(const std::string& reason) {
     progress_.Hide();
     complain_(record_, reason);
+    well_ = false;
     worst_ = std::max(worst_, kMalformed);
   }
 
@@ -184,6 +188,7 @@ class Stream {
   Record record_;
   uint64_t start_ = 0;    // of the frame of the record
   uint64_t in_step_ = 0;  // where messages went on last
+  bool well_ = true;      // whether the last record was
   ExitCode worst_ = kFine;
 };
 

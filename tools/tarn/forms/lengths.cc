@@ -16,6 +16,12 @@ constexpr uint64_t kMost = 1 << 20;
 constexpr uint64_t kAfter = 64 << 10;
 // So few bytes are lost, or too many, for a length that is nearly right.
 constexpr size_t kNear = 8;
+// What a look at a message costs, beside its bytes.
+constexpr uint64_t kEach = 16;
+// So many messages in step tell the types of the others.
+constexpr uint64_t kKnown = 2;
+// So many messages of other types are no entries of lists in a broken message.
+constexpr int kOthers = 8;
 
 // Collects where the known fields of a message end, up to the first error.
 class FieldEnds : public WalkVisitor {
@@ -41,17 +47,34 @@ class FieldEnds : public WalkVisitor {
 
 }  // namespace
 
+void LengthCheck::Learn(std::string_view message) {
+  if (all_.size() == 1 || message.empty()) return;
+  ++messages_;
+  if (std::any_of(seen_.begin(), seen_.end(), [&](const Type* type) {
+        return IsClean(Weigh(*type, message));
+      })) {
+    return;
+  }
+  const std::vector<Candidate> ranked = Rank(all_, message);
+  if (!IsClean(ranked.front().evidence)) return;
+  for (const Type* type : Verdict(ranked)) seen_.push_back(type);
+}
+
+bool LengthCheck::IsKnown() const {
+  return messages_ >= kKnown && !seen_.empty() && seen_.size() < all_.size();
+}
+
 bool LengthCheck::IsSound(std::string_view message) {
-  return std::any_of(types_.begin(), types_.end(), [&](const Type* type) {
-    budget_ -= std::min<uint64_t>(budget_, message.size());
+  return std::any_of(types_->begin(), types_->end(), [&](const Type* type) {
     const Evidence evidence = Weigh(*type, message);
+    budget_ -= std::min(budget_, evidence.explained + kEach);
     return IsClean(evidence) && evidence.fields > 0;
   });
 }
 
 bool LengthCheck::Follow(std::string_view bytes, size_t at) {
   // Of many types, one explains many bytes by chance.
-  const int enough = types_.size() > 3 ? 3 : 2;
+  const int enough = types_->size() > 3 ? 3 : 2;
   int sound = 0;
   const std::string_view rest =
       TakeFramed(frame_, bytes.substr(at), [&](std::string_view message) {
@@ -62,9 +85,9 @@ bool LengthCheck::Follow(std::string_view bytes, size_t at) {
 
 size_t LengthCheck::FindFieldEnd(std::string_view message, uint64_t length) {
   const std::string_view part = message.substr(0, std::min(length, kAfter));
-  budget_ -= std::min<uint64_t>(budget_, part.size() * types_.size());
+  budget_ -= std::min<uint64_t>(budget_, part.size() * types_->size());
   FieldEnds fields(message);
-  Walk(*Rank(types_, part, true).front().type, message, fields);
+  Walk(*Rank(*types_, part, true).front().type, message, fields);
   for (const size_t end : fields.ends) {
     if (budget_ == 0) break;
     budget_ -= 1;
@@ -79,7 +102,8 @@ size_t LengthCheck::FindFieldEnd(std::string_view message, uint64_t length) {
 bool LengthCheck::GoOn(std::string_view bytes, size_t at, bool near) {
   if (at >= bytes.size()) return false;
   constexpr size_t kTaken = 32;
-  const int enough = types_.size() > 3 ? 4 : 3;
+  const bool others = types_ == &all_ && IsKnown();
+  const int enough = others ? kOthers : types_->size() > 3 ? 4 : 3;
   budget_ -= std::min<uint64_t>(budget_, 1);
   int sound = 0;
   size_t taken = 0;
@@ -90,7 +114,7 @@ bool LengthCheck::GoOn(std::string_view bytes, size_t at, bool near) {
         return ++sound < enough || taken < kTaken;
       });
   return (sound >= enough && taken >= kTaken) ||
-         (ends_ && rest.empty() && sound >= (near ? 1 : 2));
+         (!others && ends_ && rest.empty() && sound >= (near ? 1 : 2));
 }
 
 bool LengthCheck::Lead(std::string_view bytes, size_t from, size_t to) {
@@ -118,15 +142,25 @@ size_t LengthCheck::FindLater(std::string_view bytes, size_t frame,
         end <= bytes.size() && at + kNear >= end && at <= end + kNear;
     if (!GoOn(bytes, at, near)) continue;
     // Several broken messages are not out of step.
-    return Lead(bytes, end, at) ? 0 : at;
+    return Lead(bytes, end, at) ? end : at;
   }
   return 0;
+}
+
+size_t LengthCheck::FindOthers(std::string_view bytes, size_t frame,
+                               size_t end) {
+  types_ = &all_;
+  std::swap(budget_, others_);
+  const size_t later = FindLater(bytes, frame, end);
+  std::swap(budget_, others_);
+  return later;
 }
 
 NextMessage LengthCheck::FindNext(uint64_t start, uint64_t length, bool broken,
                                   Reader* reader) {
   NextMessage next;
   if (budget_ == 0) return next;
+  types_ = IsKnown() ? &seen_ : &all_;
   ends_ = !reader->Fill(std::min(length, kMost) + kAfter);
   const uint64_t at = reader->offset();
   const std::string_view window = reader->window();
@@ -154,8 +188,10 @@ NextMessage LengthCheck::FindNext(uint64_t start, uint64_t length, bool broken,
     if (end > 0) return {NextMessage::kAfterField, at + end};
   }
   if (!broken) return next;
-  const size_t later = FindLater(bytes, frame, end);
-  if (later == 0 || (follow && !Lead(bytes, later, end))) return next;
+  size_t later = FindLater(bytes, frame, end);
+  if (later == 0 && IsKnown()) later = FindOthers(bytes, frame, end);
+  if (later == 0 || later == end) return next;
+  if (follow && !Lead(bytes, later, end)) return next;
   return {NextMessage::kLater, at - before + later};
 }
 

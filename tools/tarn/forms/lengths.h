@@ -31,7 +31,11 @@ class LengthCheck {
  public:
   // Messages are of one of the types.
   LengthCheck(const std::vector<const Type*>& types, const std::string& frame)
-      : types_(types), frame_(frame) {}
+      : all_(types), frame_(frame) {}
+
+  // Takes the types of a sound message that is in step. Messages of these are
+  // looked for first: damage looks like a message of some type too often.
+  void Learn(std::string_view message);
 
   // Of a message that is not fine: the reader is at its first byte, its frame
   // begins at `start` and says `length`. A length is wrong if no sound messages
@@ -46,6 +50,8 @@ class LengthCheck {
   std::optional<size_t> FindFirst(std::string_view bytes, bool ends);
 
  private:
+  // Whether the types of the messages are known from those in step.
+  bool IsKnown() const;
   // Whether sound messages begin at a place: several, or all up to the end of
   // the stream.
   bool Follow(std::string_view bytes, size_t at);
@@ -57,14 +63,21 @@ class LengthCheck {
   // Where a message of this length, or of another one, really ends; 0: unknown.
   size_t FindFieldEnd(std::string_view message, uint64_t length);
   // The first place after `frame` where messages go on; 0: nowhere. `end` is
-  // that of the message by its length.
+  // that of the message by its length; it is returned if it leads there.
   size_t FindLater(std::string_view bytes, size_t frame, size_t end);
+  // The same for messages of types that were not seen before.
+  size_t FindOthers(std::string_view bytes, size_t frame, size_t end);
   bool IsSound(std::string_view message);
 
-  const std::vector<const Type*>& types_;
+  const std::vector<const Type*>& all_;
+  std::vector<const Type*> seen_;  // types of messages in step
+  uint64_t messages_ = 0;          // that they were learned from
+  // Those that are looked for.
+  const std::vector<const Type*>* types_ = &all_;
   const std::string& frame_;
   bool ends_ = false;  // whether the stream ends with the bytes in memory
-  uint64_t budget_ = 16 << 20;  // bytes that may still be looked at
+  uint64_t budget_ = 64 << 20;  // bytes that may still be looked at
+  uint64_t others_ = 64 << 20;  // the same for types that were not seen
 };
 
 }  // namespace tarn::tool

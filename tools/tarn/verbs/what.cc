@@ -150,14 +150,14 @@ std::unique_ptr<StreamSummary> SummaryOf(const Capture& capture,
   }
   Summarize(capture, capture.stream.get(), types, summary.get());
   const std::vector<const Type*> expected = summary->MostTypes();
-  if (summary->broken() == 0 || expected.size() != 1 || !capture.whole) {
+  if (summary->broken() == 0 || expected.empty() || !capture.whole) {
     return summary;
   }
   capture.stream->MoveTo(0);
   auto second = std::make_unique<StreamSummary>(types, nullptr);
   Summarize(capture, capture.stream.get(), expected, second.get());
-  return second->MostRecords() > summary->MostRecords() ? std::move(second)
-                                                        : std::move(summary);
+  return second->IsBetterThan(*summary) ? std::move(second)
+                                        : std::move(summary);
 }
 
 ExitCode SayStream(const Options& options, Capture* capture,

@@ -110,6 +110,13 @@ std::vector<const Type*> StreamSummary::TypesOf(const Record& record,
   return usual ? most_->types : verdict;
 }
 
+bool StreamSummary::IsBetterThan(const StreamSummary& other) const {
+  if (MostRecords() != other.MostRecords()) {
+    return MostRecords() > other.MostRecords();
+  }
+  return groups_.size() < other.groups_.size() && broken_ <= other.broken_;
+}
+
 bool StreamSummary::LastIsWell() const {
   return most_ == nullptr || most_->latest == nullptr ||
          ContentOf(*most_->latest).well;

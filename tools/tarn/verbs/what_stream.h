@@ -37,8 +37,9 @@ class StreamSummary {
   uint64_t broken() const { return broken_; }
   // The types of most of the records; empty if none is a message.
   const std::vector<const Type*>& MostTypes() const;
-  // How many records are of these.
-  uint64_t MostRecords() const { return most_ == nullptr ? 0 : most_->records; }
+  // Whether more records of the same stream are of these, or as many although
+  // there are fewer types: damage looked like messages of the others.
+  bool IsBetterThan(const StreamSummary& other) const;
 
   // Whether all of the network is well in the last of these, as far as it was
   // looked at.
@@ -71,6 +72,7 @@ class StreamSummary {
   };
 
   std::vector<const Type*> TypesOf(const Record& record, bool* odd);
+  uint64_t MostRecords() const { return most_ == nullptr ? 0 : most_->records; }
   bool IsUsual(std::string_view bytes) const;
   void NoteOdd(const Record& record);
   void AddBroken(const Broken& broken);
