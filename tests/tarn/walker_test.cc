@@ -197,6 +197,7 @@ class HighBytes {
  public:
   explicit HighBytes(const std::string& bytes) : size_(bytes.size()) {
     pages_ = static_cast<char*>(
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): only a number is asked for
         ::mmap(reinterpret_cast<void*>(uintptr_t{0xF0000000}), 2 * kPage,
                PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
     ::mprotect(pages_ + kPage, kPage, PROT_NONE);
