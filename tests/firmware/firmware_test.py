@@ -19,6 +19,10 @@ import unittest
 
 from google.protobuf import descriptor_pb2, descriptor_pool, message_factory
 
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "cli"))
+# pylint: disable=wrong-import-position
+from wire import framed
+
 INSTALL, CORPUS, HOST, ARM = (pathlib.Path(path).resolve() for path in sys.argv[1:])
 QEMU = ["qemu-system-arm", "-M", "mps2-an385", "-display", "none", "-monitor", "none",
         "-chardev", "stdio,id=line", "-serial", "chardev:line", "-kernel"]
@@ -27,14 +31,6 @@ DECODED, NOT_TEXT, MALFORMED, NODES = range(4)
 FRAME_FAULT, FORM_FAULT, TEXT_FAULT, SETTING_FAULT = 1, 2, 4, 8
 # What the page on firmware says.
 MOST_STACK = 2048
-
-
-def varint(number):
-    out = b""
-    while number > 0x7F:
-        out += bytes([number & 0x7F | 0x80])
-        number >>= 7
-    return out + bytes([number])
 
 
 class Line:
@@ -78,7 +74,7 @@ class Line:
                 return self.read(size)
 
     def ask(self, data):
-        self.send(varint(len(data)) + data)
+        self.send(framed([data]))
         return self.answer()
 
 
@@ -131,7 +127,7 @@ def has_nodes(message):
 def findings(name, file, messages):
     """What `tarn check` says of each message of a type, with the installed bounds."""
     profile = INSTALL / "share/tarn/nanopb" / file.replace(".proto", ".options")
-    stream = b"".join(varint(len(data)) + data for data in messages)
+    stream = framed(messages)
     done = subprocess.run([INSTALL / "bin/tarn", "check", name, "--json", "--frame=varint",
                            f"--profile={profile}"], input=stream, capture_output=True, check=False)
     assert done.returncode in (0, 1), done.stderr

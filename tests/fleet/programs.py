@@ -10,6 +10,7 @@ import resource
 import signal
 import sqlite3
 import subprocess
+import sys
 import tempfile
 import time
 import unittest
@@ -17,24 +18,12 @@ from pathlib import Path
 
 from client import Client
 
+sys.path.append(str(Path(__file__).resolve().parents[1] / "cli"))
+# pylint: disable=wrong-import-position
+from wire import field
+
 PATIENCE = 90  # seconds, which only a failing test takes
 SERVER = "/usr/sbin/nats-server"
-
-
-def varint(number):
-    """A number as the wire has it."""
-    out = b""
-    while number > 0x7F:
-        out += bytes([number & 0x7F | 0x80])
-        number >>= 7
-    return out + bytes([number])
-
-
-def field(number, payload):
-    """A field of bytes, or of a number."""
-    if isinstance(payload, int):
-        return varint(number << 3) + varint(payload)
-    return varint(number << 3 | 2) + varint(len(payload)) + payload
 
 
 def price(line, product=b"tea", amount=b"2.10"):

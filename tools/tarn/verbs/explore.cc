@@ -1,5 +1,6 @@
 // tarn explore: opens the explorer, with the bytes of a file.
 #include <fcntl.h>
+#include <google/protobuf/stubs/strutil.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -41,22 +42,6 @@ std::string AddressOf(const fs::path& file) {
     }
   }
   return address;
-}
-
-// Base64 with the alphabet for addresses, without padding.
-std::string Base64Url(std::string_view bytes) {
-  constexpr char kDigits[] =
-      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
-  std::string text;
-  unsigned bits = 0, count = 0;
-  for (const unsigned char byte : bytes) {
-    bits = (bits << 8 | byte) & 0xffff;
-    for (count += 8; count >= 6; count -= 6) {
-      text += kDigits[bits >> (count - 6) & 63];
-    }
-  }
-  if (count > 0) text += kDigits[bits << (6 - count) & 63];
-  return text;
 }
 
 // A page that leads on to an address: programs that open files lose what stands
@@ -133,7 +118,9 @@ ExitCode RunExplore(const Command& command, const Arguments& arguments) {
   }
   std::string address = AddressOf(page);
   if (!file.empty()) {
-    address += "#bytes=" + Base64Url(BytesOf(file));
+    std::string bytes;
+    google::protobuf::WebSafeBase64Escape(BytesOf(file), &bytes);
+    address += "#bytes=" + bytes;
   }
   if (!print) {
     const std::string leading = WriteLeadingPage(address);
