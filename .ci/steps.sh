@@ -4,10 +4,18 @@ logs=$(mktemp -d)
 trap 'rm -rf "$logs"' EXIT
 passed=0 failed=0 times=
 
+# Puts into `spent` the seconds of a processor that all steps have taken so far.
+count_spent() {
+  times >"$logs/times" # in this shell: another one counts its own children
+  spent=$(awk -F '[ms ]+' 'NR == 2 { printf "%d", 60 * ($1 + $3) + $2 + $4 }' "$logs/times")
+}
+
 # step NAME COMMAND...: runs one step. One that counts tests in its last line
 # adds its counts, any other counts as one.
 step() {
-  local name=$1 began=$SECONDS status counts
+  local name=$1 began=$SECONDS status counts before
+  count_spent
+  before=$spent
   shift
   printf '\n=== %s\n' "$name"
   "$@" 2>&1 | tee "$logs/step"
@@ -21,7 +29,9 @@ step() {
   elif [ -z "$counts" ]; then
     passed=$((passed + 1))
   fi
-  times+=$(printf '\n%-28s exit status %s, %5d s' "$name" "$status" $((SECONDS - began)))
+  count_spent
+  times+=$(printf '\n%-28s exit status %s, %5d s, %5d of a processor' \
+    "$name" "$status" $((SECONDS - began)) $((spent - before)))
 }
 
 # The times of all steps, and as the last line the counts.
