@@ -156,6 +156,16 @@ class Office(FleetTest):
             load.join(PATIENCE)
         self.check(acknowledged)
 
+    def test_does_not_wait_until_a_batch_is_full(self):
+        self.server()
+        self.ready_office()
+        client = self.client()
+        begin = time.monotonic()
+        for number in range(1, 31):
+            client.keep("tarn.v0.a.Prices", price(number))
+            self.await_rows(number, "SELECT 1 FROM message")
+        self.assertLess(time.monotonic() - begin, 15)
+
     def test_stores_what_follows_when_the_stream_was_made_anew(self):
         self.server()
         office = self.ready_office()

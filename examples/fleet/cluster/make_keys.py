@@ -32,7 +32,7 @@ SECRET, PUBLIC = bytes((0x95, 0x00)), bytes((0xa0,))
 
 OFFICE = '''    { nkey: %(key)s, permissions: {
         publish: ["tarn.v0.*.Prices.set", "$JS.API.>", "$JS.ACK.TARN.>"]
-        subscribe: ["tarn.v0.*.NetworkStatusReport", "_OFFICE.>"] } }
+        subscribe: ["tarn.v0.*.NetworkStatusReport", "_STORE.>"] } }
 '''
 # A site publishes under its own name, and reads its own orders and the answers
 # that servers give to it.
