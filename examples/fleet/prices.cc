@@ -28,13 +28,15 @@ struct Order {
 };
 
 // Takes over what a report says of the order. Throws a Failure if the site has
-// gone on to a later one.
+// gone on to a later one. Numbers begin again where the stream is made anew,
+// and a site repeats what it answered before: an answer begins with pending.
 void Take(const tarn::NetworkStatusReport& report, Order* order) {
   const std::string key = OrderKey(order->sequence);
   const std::string prefix = "prices-";
   const auto& updates = report.price_sync_status_packet();
   for (const auto& [other, status] : updates) {
-    if (other.compare(0, prefix.size(), prefix) == 0 &&
+    if (status == tarn::price_sync_pending &&
+        other.compare(0, prefix.size(), prefix) == 0 &&
         std::strtoull(other.c_str() + prefix.size(), nullptr, 10) >
             order->sequence) {
       throw Failure(kDifferent, "later prices have taken the place of these");
@@ -42,11 +44,13 @@ void Take(const tarn::NetworkStatusReport& report, Order* order) {
   }
   const auto own = updates.find(key);
   if (own == updates.end()) return;
-  order->pending = true;
+  const bool pending = own->second == tarn::price_sync_pending;
+  order->pending = order->pending || pending;
+  if (!order->pending) return;
   for (const auto& [uuid, status] : updates) {
     if (uuid != key) order->displays[uuid] = status;
   }
-  if (own->second != tarn::price_sync_pending) order->outcome = own->second;
+  if (!pending) order->outcome = own->second;
 }
 
 // Sends the order until it is kept. Returns its sequence.

@@ -12,9 +12,10 @@ import time
 import unittest
 from pathlib import Path
 
-from programs import PATIENCE, FleetTest, price
+from programs import PATIENCE, FleetTest, field, price
 
 ORDER = "tarn.v0.kiosk.Prices.set"
+FAILURE, PENDING, OK = 5, 9, 11  # answers to an order
 
 
 class Site(FleetTest):
@@ -330,6 +331,28 @@ class Prices(FleetTest):
         self.site(self.installation())
         self.await_rows(2, "SELECT 1 FROM status WHERE key = 'prices-2'")
         self.assertEqual(self.answers("prices-1"), [])
+
+    def test_are_not_answered_by_what_a_site_said_of_an_earlier_stream(self):
+        self.server()
+        self.ready_office()
+        client = self.client()
+        path = self.examples / "prices.txtpb"
+        office = self.office("--wait", "9", "prices", "north", path)
+        self.await_("the order", lambda: "kept as order 1" in self.said(office))
+
+        def report(*answers):
+            client.keep("tarn.v0.north.NetworkStatusReport", b"".join(
+                field(2, field(1, f"prices-{order}") + field(2, answer))
+                for order, answer in answers))
+        report((1, OK), (17, OK))
+        self.await_rows(2, "SELECT 1 FROM status")
+        time.sleep(1)
+        self.assertIsNone(office.poll())
+        report((1, PENDING))
+        report((1, FAILURE))
+        self.assertEqual(office.wait(PATIENCE), 1)
+        self.assertIn("prices for north: price_update_failure\n",
+                      self.said(office))
 
     def test_that_are_no_prices_are_answered_as_failed(self):
         self.server()
