@@ -261,6 +261,8 @@ class Databases(FleetTest):
                     "program; name another --database")
         self.assertIn(sentence, self.refused())
         self.assertIn(sentence, self.run_office("count")[1])
+        self.assertEqual(self.rows("PRAGMA user_version"), [(7,)])
+        self.assertEqual(self.rows("SELECT count(*) FROM message"), [(0,)])
 
     def test_that_are_no_databases_are_named(self):
         self.path.write_text("These are notes.\n" * 99)
