@@ -42,12 +42,11 @@ def differences(ledgers, database):
                          f'rejected {rejected.get(line.id)}')
     if lines != len(stored) + len(rejected):
         found.append(f'{lines} acknowledged, {len(stored)} stored, {len(rejected)} rejected')
+    answered = set(opened.execute(
+        "SELECT site, key FROM status WHERE key LIKE 'prices-%' AND status_name IN "
+        "('price_update_ok', 'price_update_failure')"))
     for subject, sequence in orders.items():
-        done = opened.execute(
-            'SELECT count(*) FROM status WHERE site = ? AND key = ? AND status_name IN '
-            "('price_update_ok', 'price_update_failure')",
-            (subject.split('.')[2], f'prices-{sequence}')).fetchone()[0]
-        if not done:
+        if (subject.split('.')[2], f'prices-{sequence}') not in answered:
             found.append(f'{subject}: no answer to order {sequence}')
     opened.close()
     return found[:20], {'acknowledged': lines, 'stored': len(stored), 'rejected': len(rejected),
