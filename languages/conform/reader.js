@@ -1,7 +1,8 @@
 // A reader for tarn conform with the code that Protobuf-ES generates for JavaScript.
 // Debian: nodejs npm protobuf-compiler
 //   npm install --ignore-scripts @bufbuild/protobuf@2.17.0 @bufbuild/protoc-gen-es@2.6.3
-//   protoc -I /usr/share/tarn/portable --plugin=node_modules/.bin/protoc-gen-es --es_out=js_import_style=legacy_commonjs:. Tarn.proto Network.proto
+//   protoc -I /usr/share/tarn/portable --plugin=node_modules/.bin/protoc-gen-es \
+//     --es_out=js_import_style=legacy_commonjs:. Tarn.proto Network.proto
 //   tarn conform -- node reader.js
 const { createInterface } = require('node:readline');
 const { createRegistry, fromBinary, fromJsonString, toBinary, toJsonString } =
