@@ -3,31 +3,37 @@
 import assert from "node:assert/strict";
 import { after, before, test } from "node:test";
 import playwright from "playwright-core";
-import { address, bytesOf, go, hashOf, tab, waitForType } from "./browser.mjs";
+import { address, bytesOf, go, hashOf, patience, settled, tab, waitForSize, waitForType }
+  from "./browser.mjs";
 
 let browser;
 before(async () => {
   browser = await playwright._bidiFirefox.launch({
     executablePath: process.env.FIREFOX ?? "/usr/bin/firefox-esr",
+    timeout: patience,
   });
 });
 after(() => browser.close());
 
 test("Firefox shows the page, and has nothing to say", async () => {
   const page = await browser.newPage();
+  page.setDefaultTimeout(patience);
   const said = [], asked = [];
   page.on("console", (message) => said.push(message.text()));
   page.on("pageerror", (error) => said.push(String(error)));
   page.on("request", (request) => asked.push(request.url().replace(/#.*/, "")));
   await page.goto(address);
   await waitForType(page, "ModsConfigured");
-  assert.match(await page.locator(".verdict").innerText(), /taken/);
+  assert.match(await page.locator(".verdict").innerText(), /^accepted$/);
 
   await page.locator('.cells [data-offset="11"]').hover();
+  await settled(page);
   assert.match(await page.locator("#pointed").innerText(), /^Byte 11, value of/);
   await page.locator(".bytes").press("Delete");
+  await settled(page);
   assert.match(await page.locator(".verdict").innerText(), /refused/);
   await page.getByRole("button", { name: "Undo" }).click();
+  await settled(page);
   for (const name of await page.getByRole("tab").allInnerTexts()) {
     await tab(page, name);
     assert.ok(await page.locator("#pane > *").count() > 0, name);
@@ -40,9 +46,7 @@ test("Firefox shows the page, and has nothing to say", async () => {
     document.body.dispatchEvent(new DragEvent("drop",
       { dataTransfer, bubbles: true, cancelable: true }));
   }, [...Buffer.alloc(100_000, server)]);
-  await page.waitForFunction((size) => document.querySelector(".size").textContent
-    .startsWith(`${size} `) && !/reading/.test(document.querySelector(".verdict").textContent),
-  (100_000).toLocaleString("en"), { timeout: 60_000 });
+  await waitForSize(page, 100_000);
 
   await go(page, hashOf("Price", Buffer.from("0802", "hex")));
   await waitForType(page, "Price");

@@ -1,5 +1,5 @@
 // The frame of the page, and which of its views the address shows.
-import { useEffect, useState } from "preact/hooks";
+import { useEffect, useLayoutEffect, useState } from "preact/hooks";
 import { Inspector } from "./inspector/inspector";
 import { Map } from "./reference/map";
 import { known } from "./reference/names";
@@ -23,7 +23,7 @@ const titles = { inspect: "Inspector", reference: "Reference", map: "Map" };
 
 export function App() {
   const [shown, setShown] = useState(() => shownAt(location.hash));
-  useEffect(() => {
+  useLayoutEffect(() => {
     const follow = () => setShown(shownAt(location.hash));
     addEventListener("hashchange", follow);
     return () => removeEventListener("hashchange", follow);

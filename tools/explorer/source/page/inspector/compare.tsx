@@ -2,6 +2,7 @@
 import { useState } from "preact/hooks";
 import { inspect } from "../core";
 import type { Difference, NodeName } from "../../inspect/api";
+import { Waiting } from "../parts/waiting";
 import { run, useAnswer } from "../work";
 
 interface Props {
@@ -41,7 +42,7 @@ function Words({ difference: of }: { difference: Difference }) {
 function Differences({ type, before, after, secrets }:
     { type: string; before: Uint8Array; after: Uint8Array; secrets: boolean }) {
   const { value, error, waiting } = useAnswer("compare", type, before, after, secrets);
-  if (waiting) return <p class="empty">Comparing…</p>;
+  if (waiting) return <Waiting>Comparing…</Waiting>;
   if (error) return <p class="complaint" role="alert">{error.reason}</p>;
   if (value!.length === 0) return <p class="empty">They say the same.</p>;
   return (

@@ -2,6 +2,7 @@
 import { useState } from "preact/hooks";
 import { inspect, schema } from "../core";
 import type { Message, SchemaField, Value } from "../../inspect/api";
+import { Waiting } from "../parts/waiting";
 import { useAnswer } from "../work";
 
 interface Props { type: string; bytes: Uint8Array; onBytes: (bytes: Uint8Array) => void }
@@ -214,7 +215,7 @@ export function Form(props: Props) {
 
 function WholeForm({ type, bytes, onBytes }: Props) {
   const { value, error, waiting } = useAnswer("message", type, bytes);
-  if (waiting) return <p class="empty">Reading…</p>;
+  if (waiting) return <Waiting />;
   if (error) return <p class="empty">{error.reason}</p>;
   return (
     <div class="scroll pad">

@@ -1,5 +1,5 @@
 // Where bytes come in: paste, drop, a file, or an example.
-import { useEffect, useRef, useState } from "preact/hooks";
+import { useLayoutEffect, useRef, useState } from "preact/hooks";
 import { inspect } from "../core";
 import { samples } from "./samples";
 
@@ -23,7 +23,7 @@ export function InputBar({ onOpen, busy, complaint }: Props) {
       : `${inspect.escaped(given.name)} has ${given.size} bytes; the page takes up to ${largest}.`);
     if (fits) onOpen(new Uint8Array(await given.arrayBuffer()));
   };
-  useEffect(() => {
+  useLayoutEffect(() => {
     const over = (event: DragEvent) => {
       if (!event.dataTransfer?.types.includes("Files")) return;
       event.preventDefault();

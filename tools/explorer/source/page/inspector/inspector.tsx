@@ -1,5 +1,5 @@
 // The inspector: takes bytes in, and shows them beside what they mean.
-import { useEffect, useMemo, useRef, useState } from "preact/hooks";
+import { useLayoutEffect, useMemo, useRef, useState } from "preact/hooks";
 import { schema } from "../core";
 import type { StreamRecord } from "../../inspect/api";
 import { addressOf, type View } from "../route";
@@ -64,8 +64,9 @@ export function Inspector({ view }: { view?: View & { page: "inspect" } }) {
       show(value!);
     }
   };
-  // The bytes of the address; those of the example where there are none yet.
-  useEffect(() => {
+  // The bytes of the address; those of the example where there are none yet. They are there
+  // before anybody can give others.
+  useLayoutEffect(() => {
     if (!view) return;
     if (view.bytes) {
       opening.current++;
@@ -112,7 +113,7 @@ export function Inspector({ view }: { view?: View & { page: "inspect" } }) {
         link={() => addressOf({ page: "inspect", type: doc.type, bytes: doc.bytes })}
         onUndo={earlier.length > 0 ? undo : undefined} />
       <Problems walk={walk} onPoint={setOffset} />
-      <div class="split">
+      <div class="split" aria-busy={busy || !walk.done}>
         <section class="panel bytes-panel" aria-labelledby="bytes-title">
           <header class="panel-head"><h2 id="bytes-title">Bytes</h2><Legend /></header>
           <Bytes bytes={doc.bytes} walk={walk} pointed={{ offset, span }} lit={lit}

@@ -1,5 +1,6 @@
 // The message as JSON, with completion of names; the bytes follow what is written.
-import { useEffect, useRef, useState } from "preact/hooks";
+import { useLayoutEffect, useRef, useState } from "preact/hooks";
+import { Waiting } from "../parts/waiting";
 import { run, useAnswer } from "../work";
 import { type Context, contextAt } from "./json_context";
 
@@ -22,7 +23,7 @@ export function JsonEditor({ type, bytes, onBytes }: Props) {
   const mine = useRef<Uint8Array>();
   const box = useRef<HTMLTextAreaElement>(null);
   // Bytes that this box has made itself leave its text as it is being written.
-  useEffect(() => {
+  useLayoutEffect(() => {
     if (value === undefined || mine.current === bytes) return;
     setText(value);
     setComplaint(undefined);
@@ -63,7 +64,7 @@ export function JsonEditor({ type, bytes, onBytes }: Props) {
     event.preventDefault();
   };
   if (error) return <p class="empty">{error.reason}</p>;
-  if (waiting) return <p class="empty">Writing the JSON…</p>;
+  if (waiting) return <Waiting>Writing the JSON…</Waiting>;
   if (value!.length > most) {
     return <p class="empty">The JSON has {value!.length.toLocaleString("en")} characters, too
       many to edit here. “Export” saves it.</p>;

@@ -4,6 +4,7 @@ import { inspect } from "../core";
 import type { Counts, TreeNode } from "../../inspect/api";
 import { Table } from "../parts/table";
 import { VirtualRows } from "../parts/virtual";
+import { Waiting } from "../parts/waiting";
 import { useAnswer } from "../work";
 import { allNodes, type NodeRow, rowsOf, total } from "./network_rows";
 import { StatusMark } from "./status";
@@ -123,7 +124,7 @@ export function Network({ type, bytes }: { type: string; bytes: Uint8Array }) {
   const { value, waiting } = useAnswer("tree", type, bytes);
   const unwell = useMemo(() => (value ? allNodes(value.children).filter(({ well }) => !well) : []),
     [value]);
-  if (waiting || !value) return <p class="empty">Reading…</p>;
+  if (waiting || !value) return <Waiting />;
   if (value.children.length === 0) return <p class="empty">The message holds no node.</p>;
   return (
     <div class="network-pane">

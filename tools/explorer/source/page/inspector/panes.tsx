@@ -1,8 +1,9 @@
 // The ways to look at a message beside its bytes.
 import type { ComponentChildren } from "preact";
-import { useEffect, useState } from "preact/hooks";
+import { useLayoutEffect, useState } from "preact/hooks";
 import { inspect } from "../core";
 import type { Walk } from "../../inspect/api";
+import { Waiting } from "../parts/waiting";
 import { Compare } from "./compare";
 import { Export } from "./export";
 import { Fields } from "./fields";
@@ -30,7 +31,7 @@ function Guarded({ walk, secrets, covered, onSecrets, children }: {
   walk: Walk; secrets: boolean; covered: boolean; onSecrets: (shown: boolean) => void;
   children: ComponentChildren;
 }) {
-  if (!walk.done) return <p class="empty">Reading…</p>;
+  if (!walk.done) return <Waiting />;
   if (walk.errors.length > 0) {
     return <p class="empty">A reader refuses these bytes, so there is no message to show here.
       The fields that could be read are under “Fields”.</p>;
@@ -69,7 +70,7 @@ export function Panes(props: Props) {
   const names = Object.keys(panes);
   const shown = names.includes(chosen) ? chosen : "Fields";
   // A stream begins with the list of its records.
-  useEffect(() => {
+  useLayoutEffect(() => {
     if (records) setChosen("Records");
   }, [records?.whole]);
   const keys = (event: KeyboardEvent) => {

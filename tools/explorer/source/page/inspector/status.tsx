@@ -3,6 +3,7 @@ import { inspect } from "../core";
 import { useMemo } from "preact/hooks";
 import type { Condition, StatusReport, StatusRow } from "../../inspect/api";
 import { Table } from "../parts/table";
+import { Waiting } from "../parts/waiting";
 import { useAnswer } from "../work";
 
 const severity: Condition[] = ["fault", "odd", "waiting", "none", "good"];
@@ -26,7 +27,7 @@ const worstFirst = (report?: StatusReport): StatusRow[] =>
 export function Status({ bytes }: { bytes: Uint8Array }) {
   const { value, waiting } = useAnswer("status", bytes);
   const parts = useMemo(() => worstFirst(value), [value]);
-  if (waiting || !value) return <p class="empty">Reading…</p>;
+  if (waiting || !value) return <Waiting />;
   return (
     <>
       <p class="pane-note">Price update of the network: <StatusMark status={value.priceLifecycle} />

@@ -3,6 +3,7 @@ import { useState } from "preact/hooks";
 import { schema } from "../core";
 import type { Walk } from "../../inspect/api";
 import { files, contentOf } from "../reference/names";
+import { Waiting } from "../parts/waiting";
 import { useAnswer } from "../work";
 import type { Doc } from "./inspector";
 
@@ -20,13 +21,13 @@ interface Props {
 function Verdict({ walk }: { walk: Walk }) {
   if (!walk.done) return <span class="verdict">reading…</span>;
   if (walk.errors.length > 0) return <span class="verdict bad">refused</span>;
-  return walk.odd ? <span class="verdict odd">taken, with remarks</span>
-    : <span class="verdict good">taken</span>;
+  return walk.odd ? <span class="verdict odd">accepted, with remarks</span>
+    : <span class="verdict good">accepted</span>;
 }
 
 function Candidates({ doc, onType }: { doc: Doc; onType: (type: string) => void }) {
   const { value, waiting } = useAnswer("candidates", doc.bytes);
-  if (waiting) return <p class="quiet small">Ranking the types…</p>;
+  if (waiting) return <Waiting>Ranking the types…</Waiting>;
   return (
     <ol class="candidates">
       {value?.map(({ type, reasons, rank }) => (

@@ -1,5 +1,5 @@
 // The search over names and comments, which lists what it finds as one types.
-import { useEffect, useMemo, useRef, useState } from "preact/hooks";
+import { useEffect, useLayoutEffect, useMemo, useRef, useState } from "preact/hooks";
 import { type Entry, entries } from "./names";
 import { marked, search } from "./search";
 
@@ -22,7 +22,7 @@ export function SearchBox() {
   const [chosen, setChosen] = useState(0);
   const input = useRef<HTMLInputElement>(null);
   const found = useMemo(() => search(entries, query), [query]);
-  useEffect(() => {
+  useLayoutEffect(() => {
     const slash = (event: KeyboardEvent) => {
       const on = event.target as HTMLElement;
       if (event.key !== "/" || event.ctrlKey || event.metaKey || event.altKey) return;
