@@ -176,6 +176,36 @@ test("a network is drawn, folded and searched, with a table of what is not ok", 
     assert.match(await page.locator(".network-pane .empty").innerText(), /No node has/);
   }));
 
+test("the table of what is not ok leads to the drawing and back, by mouse and keys", () =>
+  withPage("", async (page) => {
+    await tab(page, "Network");
+    const chosen = page.locator(".node-row[aria-selected=true] .node-name");
+    const focused = () => page.evaluate(() => document.activeElement.textContent.trim() ||
+      document.activeElement.getAttribute("aria-label"));
+    const row = (name) => page.locator(".unwell button").filter({ hasText: name });
+    const back = page.getByRole("button", { name: "Show in the table" });
+    assert.ok(await back.isDisabled());
+    await page.getByRole("button", { name: "Fold all", exact: true }).click();
+    await row("m-3").click();
+    assert.equal(await chosen.innerText(), "m-3");
+    await page.getByLabel("Search nodes").fill("no such node");
+    await row("South sign").press("Enter");
+    assert.equal(await chosen.innerText(), "South sign");
+    await page.keyboard.press("ArrowUp");
+    assert.equal(await chosen.innerText(), "m-4");
+    assert.ok(await back.isDisabled());
+    await page.keyboard.press("ArrowDown");
+    assert.equal(await page.locator(".table-row[aria-current=true] button").innerText(),
+      "South sign");
+    await page.keyboard.press("Shift+Tab");
+    assert.equal(await focused(), "Show in the table");
+    await page.keyboard.press("Enter");
+    assert.equal(await focused(), "South sign");
+    await page.locator(".node-row").nth(4).click();
+    await back.click();
+    assert.equal(await focused(), await chosen.innerText());
+  }));
+
 test("a status report is a table, worst first", () => withPage("", async (page) => {
   await example(page, "A status report: what is not well comes first");
   await waitForType(page, "NetworkStatusReport");

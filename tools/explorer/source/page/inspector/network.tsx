@@ -1,13 +1,13 @@
 // A network drawn as a tree, and what of it is not well as a table.
-import { useMemo, useState } from "preact/hooks";
+import { useLayoutEffect, useMemo, useRef, useState } from "preact/hooks";
 import { inspect } from "../core";
 import type { Counts, TreeNode } from "../../inspect/api";
-import { Table } from "../parts/table";
 import { VirtualRows } from "../parts/virtual";
 import { Waiting } from "../parts/waiting";
 import { useAnswer } from "../work";
-import { allNodes, type NodeRow, rowsOf, total } from "./network_rows";
+import { allNodes, type NodeRow, pathsAbove, rowsOf, total } from "./network_rows";
 import { StatusMark } from "./status";
+import { Unwell } from "./unwell";
 
 const pictures: Record<string, string> = {
   server: "M3 13 9 3l6 10zM9 9v6",
@@ -27,10 +27,6 @@ function Picture({ kind }: { kind: string }) {
 const counted = (below: Counts) => Object.entries(below)
   .map(([kind, count]) => `${count} ${kind}${count === 1 || kind === "none" ? "" : "s"}`)
   .join(", ");
-
-const addressWords = ({ address }: TreeNode) =>
-  Object.entries(address).map(([name, value]) => `${name} ${inspect.escaped(String(value))}`)
-    .join(", ");
 
 function condition(node: TreeNode): string {
   if (!node.well && node.error) return "fault";
@@ -67,8 +63,24 @@ function Drawing({ nodes }: { nodes: TreeNode[] }) {
   const [folded, setFolded] = useState<ReadonlySet<string>>(first);
   const [query, setQuery] = useState("");
   const [at, setAt] = useState(0);
+  const [wanted, setWanted] = useState<string>(); // path of the node whose row gets the focus
+  const tree = useRef(false);                     // whether the drawing gets it
+  const unwell = useMemo(() => all.filter(({ well }) => !well), [all]);
   const rows = useMemo(() => rowsOf(nodes, folded, query), [nodes, folded, query]);
   const here = Math.min(at, rows.length - 1);
+  const chosen = rows[here]?.node;
+  useLayoutEffect(() => {
+    if (tree.current) document.getElementById("network")?.focus();
+    tree.current = false;
+  });
+  const showNode = ({ path }: TreeNode) => {
+    const next = new Set(folded);
+    for (const above of pathsAbove(path)) next.delete(above);
+    setFolded(next);
+    setQuery("");
+    setAt(rowsOf(nodes, next, "").findIndex(({ node }) => node.path === path));
+    tree.current = true;
+  };
   const fold = (path: string, on = !folded.has(path)) => {
     const next = new Set(folded);
     if (on) next.add(path);
@@ -76,7 +88,7 @@ function Drawing({ nodes }: { nodes: TreeNode[] }) {
     setFolded(next);
   };
   const keys = (event: KeyboardEvent) => {
-    const node = rows[here]?.node;
+    const node = chosen;
     const moves: Record<string, number> = {
       ArrowUp: here - 1, ArrowDown: here + 1, Home: 0, End: rows.length - 1,
     };
@@ -95,6 +107,8 @@ function Drawing({ nodes }: { nodes: TreeNode[] }) {
         <button onClick={() => setFolded(new Set())}>Unfold all</button>
         <button onClick={() => setFolded(new Set(all.filter(({ children }) => children.length > 0)
           .map(({ path }) => path)))}>Fold all</button>
+        {unwell.length > 0 && <button disabled={!chosen || chosen.well}
+          onClick={() => setWanted(chosen.path)}>Show in the table</button>}
       </p>
       {rows.length === 0 ? <p class="empty">No node has “{query.trim()}”.</p> : (
         <VirtualRows class="network" height={34} count={rows.length} shown={here}
@@ -113,33 +127,23 @@ function Drawing({ nodes }: { nodes: TreeNode[] }) {
               </div>
             );
           }}
-          attributes={{ role: "tree", tabIndex: 0, "aria-label": "Network", onKeyDown: keys,
-            "aria-activedescendant": `node-${here}` } as object} />
+          attributes={{ id: "network", role: "tree", tabIndex: 0, "aria-label": "Network",
+            onKeyDown: keys, "aria-activedescendant": `node-${here}` } as object} />
       )}
+      <Unwell nodes={unwell} chosen={chosen} wanted={wanted} onFocused={() => setWanted(undefined)}
+        onNode={showNode} />
     </>
   );
 }
 
 export function Network({ type, bytes }: { type: string; bytes: Uint8Array }) {
   const { value, waiting } = useAnswer("tree", type, bytes);
-  const unwell = useMemo(() => (value ? allNodes(value.children).filter(({ well }) => !well) : []),
-    [value]);
   if (waiting || !value) return <Waiting />;
   if (value.children.length === 0) return <p class="empty">The message holds no node.</p>;
   return (
     <div class="network-pane">
       <p class="pane-note small quiet">{counted(value.below)}</p>
       <Drawing nodes={value.children} key={bytes} />
-      <h3>{unwell.length === 0 ? "Every node is ok" : `Not ok: ${unwell.length}`}</h3>
-      {unwell.length > 0 && (
-        <Table class="unwell" label="Nodes that are not ok" count={unwell.length}
-          heads={["Node", "Kind", "Status", "Address"]} cells={(at) => {
-            const node = unwell[at];
-            return [inspect.escaped(node.name || node.uuid || node.path), node.kind,
-              <><StatusMark status={node.status} />{node.error && " in error"}</>,
-              <span class="small">{addressWords(node)}</span>];
-          }} />
-      )}
     </div>
   );
 }

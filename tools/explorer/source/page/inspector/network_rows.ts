@@ -46,6 +46,10 @@ export function rowsOf(nodes: TreeNode[], folded: ReadonlySet<string>, query: st
   return rows;
 }
 
+// The paths of the nodes above a node.
+export const pathsAbove = (path: string): string[] => path.split(".")
+  .map((_, at, places) => places.slice(0, at).join(".")).slice(1);
+
 export function allNodes(nodes: TreeNode[]): TreeNode[] {
   const all: TreeNode[] = [];
   const visit = (node: TreeNode) => {

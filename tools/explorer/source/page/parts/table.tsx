@@ -8,9 +8,11 @@ interface Table {
   heads: string[];
   count: number;
   cells: (at: number) => ComponentChildren[];
+  here?: number;           // the row to mark
+  shown?: number;          // the row to bring into sight
 }
 
-export function Table({ label, class: name, heads, count, cells }: Table) {
+export function Table({ label, class: name, heads, count, cells, here, shown }: Table) {
   return (
     <div class={`table ${name}`} role="table" aria-label={label} aria-rowcount={count + 1}>
       <div role="rowgroup">
@@ -18,9 +20,10 @@ export function Table({ label, class: name, heads, count, cells }: Table) {
           {heads.map((head) => <span role="columnheader">{head}</span>)}
         </div>
       </div>
-      <VirtualRows class="table-rows" height={34} count={count}
+      <VirtualRows class="table-rows" height={34} count={count} shown={shown}
         row={(at) => (
-          <div class="table-row" role="row" aria-rowindex={at + 2} key={at}>
+          <div class={`table-row ${at === here ? "here" : ""}`} role="row" aria-rowindex={at + 2}
+            aria-current={at === here || undefined} key={at}>
             {cells(at).map((cell) => <span role="cell">{cell}</span>)}
           </div>
         )}
