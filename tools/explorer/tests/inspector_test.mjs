@@ -1,7 +1,7 @@
 // The inspector in a browser: each thing that it does, at least once.
 import assert from "node:assert/strict";
 import { test } from "node:test";
-import { bytesOf, example, hashOf, paste, tab, typeOf, waitForType, withPage } from "./browser.mjs";
+import { bytesOf, example, go, hashOf, paste, tab, typeOf, waitForType, withPage } from "./browser.mjs";
 
 const price = { hex: "08 02 12 04 6d 69 6c 6b 1a 04 31 2e 31 35" };
 const server = bytesOf("valid", "Server", "every_field_set");
@@ -57,6 +57,20 @@ test("the types that bytes can have are ranked, and one can be chosen", () =>
     await page.getByRole("button", { name: "What could it be?" }).click();
     await page.locator(".candidates button").first().click();
     assert.equal(await typeOf(page), "Server");
+  }));
+
+test("a likelier type, or a stream, is named and leads there", () =>
+  withPage(hashOf("Price", server), async (page) => {
+    const hint = page.locator(".hint");
+    assert.equal((await hint.innerText()).replace(/\s+/g, " "),
+      "These bytes look more like Server than like Price.");
+    await hint.getByRole("button").click();
+    assert.equal(await typeOf(page), "Server");
+    assert.equal(await hint.count(), 0);
+    const record = Buffer.from(`0e${price.hex.replaceAll(" ", "")}`, "hex");
+    await go(page, hashOf("Price", Buffer.concat([record, record, record])));
+    await page.getByRole("button", { name: "list its records" }).click();
+    await page.locator(".stream-record").nth(2).waitFor();
   }));
 
 test("pointing at a byte lights its field, and at a field its bytes", () =>

@@ -177,6 +177,9 @@ export interface Candidate {
   reasons: string;        // "parses fully, 2 fields, 1 uuid in place"
 }
 
+// Types that bytes are more like than the chosen one, or the frame of a stream.
+export interface Hint { types?: string[]; frame?: Frame }
+
 // ---- Networks, as `tarn tree --json`, `tarn status --json` and `tarn diff --json` have them.
 
 export type Counts = { [kind: string]: number };
@@ -241,6 +244,7 @@ export interface Inspect {
   read(input: string | Uint8Array, types?: string[]): ReadResult;
   streamOf(bytes: Uint8Array, frame?: Frame): Stream;
   rank(bytes: Uint8Array): Candidate[];          // all types, the likeliest first
+  hintFor(type: string, bytes: Uint8Array): Hint | undefined; // of at most 64 KiB
   verdict(bytes: Uint8Array): string[];          // types that the bytes are; may be empty
 
   decode(type: string, bytes: Uint8Array): Message;
@@ -257,6 +261,9 @@ export interface Inspect {
   status(message: Message): StatusReport;        // of a NetworkStatusReport
   statusLook(status: string | number): StatusLook;
   compare(before: Message, after: Message, showSecrets?: boolean): Difference[];
+
+  // Whether nodes without a uuid were compared by their place.
+  byPlace(type: string, differences: Difference[]): boolean;
 
   escaped(text: string): string;                 // what cannot be seen, as "\x07"
   inQuotes(text: string): string;

@@ -273,3 +273,8 @@ export function compare(before: Message, after: Message, showSecrets = false): D
   });
   return comparison.found;
 }
+
+// Two nodes without a uuid can be different ones; the message itself is at no other place.
+export const byPlace = (type: string, differences: Difference[]): boolean =>
+  differences.some(({ kind, uuid, above }) => kind !== undefined && uuid === undefined &&
+    (above !== undefined || !isNodeType(findType(type))));

@@ -1,11 +1,12 @@
 // What the page calls, all in one object.
 import type { Inspect } from "./api";
 import { bitsOf, floatOf, toBase64, toHex } from "./bytes";
-import { compare } from "./compare";
+import { byPlace, compare } from "./compare";
 import { toCArray, toCorpusCase, toCpp } from "./exports";
 import { fromJson } from "./json_read";
 import { toJson } from "./json_write";
 import { decode, encode } from "./message";
+import { hintFor } from "./mismatch";
 import { holdsNodes, tree } from "./nodes";
 import { rank, verdict } from "./rank";
 import { read } from "./reading";
@@ -21,8 +22,8 @@ export { lineAndColumn } from "./json_read";
 
 export const inspect: Inspect = {
   schema, startWalk, walk, wordsOf, rank, verdict, decode, encode, floatOf, bitsOf, toJson,
-  fromJson, fromText, read, streamOf, compare, tree, status, statusLook, toHex, toBase64, toCArray,
-  toCpp, toCorpusCase, inQuotes,
+  fromJson, fromText, read, streamOf, hintFor, compare, byPlace, tree, status, statusLook, toHex,
+  toBase64, toCArray, toCpp, toCorpusCase, inQuotes,
   escaped: (text) => escaped(text),
   holdsNodes: (type) => holdsNodes(findType(type)),
 };

@@ -19,6 +19,7 @@ export class Evidence implements Visitor {
   uuids = 0;        // where a uuid belongs
   wrongUuids = 0;   // another text there
   disorder = 0;     // fields out of the usual order
+  badUtf8 = false;  // is the error
   fault?: { at: number; reason: string };
   private group = -1; // where the outermost unknown group begins that is open
 
@@ -78,6 +79,7 @@ export class Evidence implements Visitor {
     if (this.group < 0) this.unexplained += item.end - item.begin;
   }
   fail(stack: Stack, fault: Fault): boolean {
+    this.badUtf8 = fault.problem === "badUtf8";
     this.fault = { at: fault.at, reason: reasonOf(fault, stack, 0) };
     this.unexplained += this.bytes.length - fault.at;
     if (fault.problem === "cutOff") this.cutOff(fault.item, fault.at);
@@ -122,7 +124,7 @@ function compareOrder(a: Evidence, b: Evidence): number {
 }
 
 // Types, the likeliest first. Those that the evidence cannot tell apart keep their order.
-const weighAll = (bytes: Uint8Array, types = allTypes): Evidence[] =>
+export const weighAll = (bytes: Uint8Array, types = allTypes): Evidence[] =>
   types.map((type) => new Evidence(type, bytes)).sort(compareOrder);
 
 function reasons(e: Evidence): string {
@@ -139,6 +141,10 @@ function reasons(e: Evidence): string {
   add(e.disorder, "field", " out of the usual order");
   return parts.join(", ");
 }
+
+// The first of ranked types, and those that the evidence cannot tell from it.
+export const likeliestOf = (ranked: Evidence[]): string[] => ranked
+  .filter((evidence) => compareOrder(evidence, ranked[0]) === 0).map(({ type }) => type.name);
 
 export function rank(bytes: Uint8Array): Candidate[] {
   let place = 0;
@@ -163,6 +169,5 @@ export function verdict(bytes: Uint8Array): string[] {
       best.unexplained > Math.floor(bytes.length / 4)) {
     return [];
   }
-  return ranked.filter((evidence) => compareOrder(evidence, best) === 0)
-    .map(({ type }) => type.name);
+  return likeliestOf(ranked);
 }

@@ -2,7 +2,7 @@
 import type { Frame, Stream, StreamRecord } from "./api";
 import { readVarint } from "./bytes";
 import { Evidence } from "./rank";
-import { allTypes } from "./schema";
+import { allTypes, type Type } from "./schema";
 
 const FRAMES: Frame[] = ["varint", "u32be", "u32le"];
 
@@ -45,8 +45,8 @@ const SOUND = 2;   // as many messages
 const TAKEN = 32;  // and bytes as these are no accident
 const LOOKED = 4;  // messages that are weighed
 
-function isSound({ records, error }: Stream): boolean {
-  const sound = records.slice(0, LOOKED).every(({ bytes }) => allTypes.some((type) => {
+function isSound({ records, error }: Stream, types: Type[]): boolean {
+  const sound = records.slice(0, LOOKED).every(({ bytes }) => types.some((type) => {
     const evidence = new Evidence(type, bytes);
     return evidence.clean && evidence.fields > 0;
   }));
@@ -56,8 +56,9 @@ function isSound({ records, error }: Stream): boolean {
 }
 
 // Without a frame it looks for one: a stream with "none" has the bytes as its one record.
-export function streamOf(bytes: Uint8Array, frame?: Frame): Stream {
+export function streamOf(bytes: Uint8Array, frame?: Frame, types = allTypes): Stream {
   const alone: Stream = { frame: "none", records: [{ offset: 0, bytes }] };
   if (frame !== undefined) return frame === "none" ? alone : take(frame, bytes);
-  return FRAMES.map((one) => take(one, bytes)).find(isSound) ?? alone;
+  return FRAMES.map((one) => take(one, bytes))
+    .find((stream) => isSound(stream, types)) ?? alone;
 }

@@ -42,6 +42,7 @@ function open(input: string | Uint8Array, type?: string): Opened {
 export const jobs = {
   open,
   candidates: (bytes: Uint8Array) => inspect.rank(bytes).slice(0, 8),
+  hint: (type: string, bytes: Uint8Array) => inspect.hintFor(type, bytes),
   stream: (bytes: Uint8Array, frame?: Frame) => inspect.streamOf(bytes, frame),
   json: (type: string, bytes: Uint8Array, showSecrets: boolean) =>
     inspect.toJson(decode(type, bytes), { pretty: true, showSecrets }),

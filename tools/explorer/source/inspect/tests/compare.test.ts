@@ -7,7 +7,7 @@ import { join } from "node:path";
 import { afterAll, expect, it } from "vitest";
 import type { Message, Value } from "../api";
 import { bitsOf } from "../bytes";
-import { compare } from "../compare";
+import { byPlace, compare } from "../compare";
 import { decode, encode } from "../message";
 import { findType, schema } from "../schema";
 import { casesIn, randomFrom, tarn } from "./tarn";
@@ -23,10 +23,11 @@ function expectSame(type: string, before: Uint8Array, after: Uint8Array, secrets
     writeFileSync(file, bytes);
     return file;
   });
-  const { stdout } = tarn(["diff", "--json", "--from=binary", type, ...files,
+  const { stdout, stderr } = tarn(["diff", "--json", "--from=binary", type, ...files,
                            ...(secrets ? ["--show-secrets"] : [])]);
   const found = compare(decode(type, before), decode(type, after), secrets);
   expect(found, `${type} ${files}`).toEqual(JSON.parse(stdout).differences);
+  expect(byPlace(type, found)).toBe(stderr.includes("are compared by their place"));
 }
 
 const read = [...casesIn("valid"), ...casesIn("accepted")];

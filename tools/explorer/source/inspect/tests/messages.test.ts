@@ -8,6 +8,7 @@ import { fromJson, lineAndColumn } from "../json_read";
 import { toJson } from "../json_write";
 import { decode, encode } from "../message";
 import { holdsNodes, tree } from "../nodes";
+import { hintFor } from "../mismatch";
 import { rank, verdict } from "../rank";
 import { findType, schema } from "../schema";
 import { status } from "../status";
@@ -169,4 +170,27 @@ it("a clean sample has one verdict, and damage has none", () => {
     type === "NetworkStatusReport" && name === "every_field_set");
   expect(verdict(bytes)).toEqual(["NetworkStatusReport"]);
   expect(verdict(Uint8Array.of(0x0F))).toEqual([]);
+});
+
+describe("the hint of tarn", () => {
+  const check = (type: string, bytes: Uint8Array): string | undefined => {
+    const { types, frame } = hintFor(type, bytes) ?? {};
+    const words = types
+      ? `more like ${types.join(", ").replace(/, (\w+)$/, " or $1")} than like ${type}`
+      : frame && `like a stream, of messages with their lengths in front: see --frame ${frame}`;
+    const { stderr } = tarn(["annotate", "--from=binary", type], bytes);
+    expect(stderr.match(/these bytes look ((more like|like a stream).*)/)?.[1]).toBe(words);
+    return words;
+  };
+
+  it.each(["Server", "NetworkStatusReport"])("is what other messages get as %s", (type) => {
+    const others = schema.messages.map(({ name }) =>
+      read.find((one) => one.type === name && one.bytes.length > 0)!);
+    expect(others.filter(({ bytes }) => check(type, bytes)).length).toBeGreaterThan(10);
+  });
+
+  it("is what a stream gets", () => {
+    const prices = read.filter(({ type, bytes }) => type === "Price" && bytes.length > 0);
+    expect(check("Price", framed(prices.map(({ bytes }) => bytes)).stream)).toMatch(/u32be/);
+  });
 });

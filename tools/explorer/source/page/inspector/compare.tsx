@@ -49,6 +49,8 @@ function Differences({ type, before, after, secrets }:
     <>
       <p class="small quiet" role="status">{value!.length}{" "}
         {value!.length === 1 ? "difference" : "differences"}</p>
+      {inspect.byPlace(type, value!) && <p class="small warning">Nodes without a uuid are compared
+        by their place: two of them can be different nodes.</p>}
       <ol class="differences">{value!.slice(0, 1000).map((difference: Difference) =>
         <Words difference={difference} />)}</ol>
       {value!.length > 1000 && <p class="pane-note">{value!.length - 1000} more</p>}

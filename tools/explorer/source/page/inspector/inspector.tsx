@@ -109,6 +109,7 @@ export function Inspector({ view }: { view?: View & { page: "inspect" } }) {
       <h1 class="unseen">Inspector</h1>
       <InputBar onOpen={open} busy={busy} complaint={complaint} />
       <TypeBar doc={doc} walk={walk} secrets={secrets} onType={change} onSecrets={setSecrets}
+        onStream={() => void open(doc.bytes)}
         onReading={(reading) => show({ ...doc, ...reading, type: reading.type || doc.type })}
         link={() => addressOf({ page: "inspect", type: doc.type, bytes: doc.bytes })}
         onUndo={earlier.length > 0 ? undo : undefined} />

@@ -12,6 +12,7 @@ interface Props {
   walk: Walk;
   secrets: boolean;
   onType: (type: string) => void;
+  onStream: () => void;
   onReading: (reading: Doc["others"][number]) => void;
   onSecrets: (shown: boolean) => void;
   onUndo?: () => void;
@@ -42,7 +43,23 @@ function Candidates({ doc, onType }: { doc: Doc; onType: (type: string) => void 
   );
 }
 
-export function TypeBar({ doc, walk, secrets, onType, onReading, onSecrets, onUndo, link }: Props) {
+// Another type, or a stream, that the bytes are more like.
+function Hint({ doc, onType, onStream }: Pick<Props, "doc" | "onType" | "onStream">) {
+  const { types, frame } = useAnswer("hint", doc.type, doc.bytes).value ?? {};
+  if (frame) {
+    return <p class="small hint">These bytes look like a stream, of messages with their lengths in
+      front: <button class="plain" onClick={onStream}>list its records</button></p>;
+  }
+  return types ? (
+    <p class="small hint">These bytes look more like{" "}
+      {types.map((type, at) => (
+        <>{at > 0 && " or "}<button class="plain" onClick={() => onType(type)}>{type}</button></>
+      ))} than like {doc.type}.</p>
+  ) : null;
+}
+
+export function TypeBar(props: Props) {
+  const { doc, walk, secrets, onType, onReading, onSecrets, onUndo, link } = props;
   const [ranked, setRanked] = useState(false);
   const [copied, setCopied] = useState("");
   const secret = schema.message(doc.type)!.fields.some((field) => field.secret) ||
@@ -80,6 +97,7 @@ export function TypeBar({ doc, walk, secrets, onType, onReading, onSecrets, onUn
         </span>
       </div>
       <span class="unseen" role="status">{copied}</span>
+      <Hint {...props} />
       {doc.others.length > 0 && (
         <p class="small">It can also be read as{" "}
           {doc.others.map((reading) => (
