@@ -10,7 +10,7 @@ import { bitsOf } from "../bytes";
 import { byPlace, compare } from "../compare";
 import { decode, encode } from "../message";
 import { findType, schema } from "../schema";
-import { casesIn, randomFrom, tarn } from "./tarn";
+import { casesIn, goOn, randomFrom, tarn } from "./tarn";
 
 const CHANGED = Number(process.env.CHANGED ?? 60); // networks
 const SEED = Number(process.env.SEED ?? 1);
@@ -32,13 +32,14 @@ function expectSame(type: string, before: Uint8Array, after: Uint8Array, secrets
 
 const read = [...casesIn("valid"), ...casesIn("accepted")];
 for (const { name } of schema.messages) {
-  it(`${name} differs as tarn says`, () => {
+  it(`${name} differs as tarn says`, async () => {
     const cases = read.filter(({ type }) => type === name);
     const full = cases.find((one) => one.name === "every_field_set") ?? cases[0];
-    cases.forEach(({ bytes }, i) => {
+    for (const [i, { bytes }] of cases.entries()) {
       expectSame(name, bytes, cases[(i + 1) % cases.length].bytes, i % 2 === 0);
       if (i % 3 === 0) expectSame(name, full.bytes, bytes);
-    });
+      await goOn();
+    }
   });
 }
 
@@ -83,7 +84,7 @@ function changeOne(top: Message, random: (limit: number) => number): void {
   }
 }
 
-it(`${CHANGED} changed networks differ as tarn says`, () => {
+it(`${CHANGED} changed networks differ as tarn says`, async () => {
   const random = randomFrom(SEED);
   const sizes = ["--clients=2", "--displays=2", "--modules=2"];
   for (let i = 0; i < CHANGED; ++i) {
@@ -92,5 +93,6 @@ it(`${CHANGED} changed networks differ as tarn says`, () => {
     const changed = decode("ModsConfigured", bytes);
     for (let left = 1 + random(5); left > 0; --left) changeOne(changed, random);
     expectSame("ModsConfigured", bytes, encode(changed));
+    await goOn();
   }
 });

@@ -3,7 +3,7 @@
 import { spawnSync } from "node:child_process";
 import { readdirSync, readFileSync } from "node:fs";
 import { join } from "node:path";
-import { vi } from "vitest";
+import { afterEach, vi } from "vitest";
 
 vi.setConfig({ testTimeout: 600_000 }); // a busy machine takes its time
 
@@ -37,6 +37,12 @@ export function tarn(args: string[], input: Uint8Array | string = ""): Answer {
     { input, encoding: "utf8", maxBuffer: 1 << 30 });
   return { status, stdout, stderr };
 }
+
+// Lets a long test say that it goes on: its runner gives up after a minute without a word.
+export const goOn = (): Promise<void> => new Promise((done) => {
+  setImmediate(done);
+});
+afterEach(goOn);
 
 export const json = (args: string[], input?: Uint8Array | string): any =>
   JSON.parse(tarn(args, input).stdout);
