@@ -195,6 +195,21 @@ bool FromBase64(std::string_view text, std::string* bytes) {
   return !bytes->empty();
 }
 
+// In base64, capitals, small letters and digits change often.
+bool IsProse(std::string_view token) {
+  size_t changes = 0;
+  int last = 0;
+  for (const char c : token) {
+    int kind = last;
+    if (c >= 'a' && c <= 'z') kind = 1;
+    if (c >= 'A' && c <= 'Z') kind = 2;
+    if (c >= '0' && c <= '9') kind = 3;
+    changes += last != 0 && kind != last;
+    last = kind;
+  }
+  return 3 * changes < token.size();
+}
+
 bool FromArray(std::string_view text, std::string* bytes) {
   // "new byte[] {" has brackets before those of the array.
   constexpr int kMostBrackets = 4;

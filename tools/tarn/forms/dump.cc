@@ -25,28 +25,7 @@ bool IsDigit(char c, int base) {
   return base == 16 && (c | 0x20) >= 'a' && (c | 0x20) <= 'f';
 }
 
-// The offset that a line begins with, and what follows it.
-struct Start {
-  std::string_view digits;
-  std::string_view rest;
-  bool colon = false;
-};
-
-bool Split(std::string_view line, Start* start) {
-  if (line.substr(0, 2) == "0x") line.remove_prefix(2);
-  size_t size = 0;
-  while (size < line.size() && IsDigit(line[size], 16)) ++size;
-  if (size < 4) return false;
-  start->digits = line.substr(0, size);
-  line.remove_prefix(size);
-  start->colon = !line.empty() && line.front() == ':';
-  if (start->colon) line.remove_prefix(1);
-  if (!line.empty() && !IsSpace(line.front())) return false;
-  start->rest = Trim(line);
-  return true;
-}
-
-bool ReadOffset(const Start& start, int base, uint64_t* offset) {
+bool ReadOffset(const DumpLine& start, int base, uint64_t* offset) {
   const char* end = start.digits.data() + start.digits.size();
   const auto result = std::from_chars(start.digits.data(), end, *offset, base);
   return result.ec == std::errc() && result.ptr == end;
@@ -110,15 +89,6 @@ std::string_view TakeFramed(std::string_view* line) {
   return {};
 }
 
-// Whether a line stands for lines that somebody left out.
-bool IsElision(std::string_view line) {
-  for (const std::string_view mark :
-       {"..", "\xE2\x80\xA6", "snip", "skip", "omit", "cut"}) {
-    if (line.find(mark) != line.npos) return true;
-  }
-  return false;
-}
-
 class DumpReader {
  public:
   DumpReader(DumpUnit unit, int base, uint64_t max_size, Dump* dump)
@@ -134,9 +104,9 @@ class DumpReader {
         repeated_ = true;
         continue;
       }
-      Start start;
+      DumpLine start;
       uint64_t offset;
-      if (!Split(line, &start) || !ReadOffset(start, base_, &offset)) {
+      if (!SplitDumpLine(line, &start) || !ReadOffset(start, base_, &offset)) {
         if (IsElision(line)) FindGap(text);
         return false;
       }
@@ -154,9 +124,9 @@ class DumpReader {
     const uint64_t at = base_offset_ + dump_.bytes.size();
     std::string_view line;
     while (line.empty() && !text.empty()) line = Trim(TakeLine(&text));
-    Start next;
+    DumpLine next;
     uint64_t offset;
-    if (dump_.bytes.empty() || !Split(line, &next) ||
+    if (dump_.bytes.empty() || !SplitDumpLine(line, &next) ||
         !ReadOffset(next, base_, &offset) || offset <= at) {
       return;
     }
@@ -187,17 +157,17 @@ class DumpReader {
 
   // The number of bytes up to the next offset, if that can be read.
   uint64_t BytesToNextOffset(std::string_view text) const {
-    Start next;
+    DumpLine next;
     uint64_t offset;
     const std::string_view line = Trim(TakeLine(&text));
-    if (!Split(line, &next) || !ReadOffset(next, base_, &offset) ||
+    if (!SplitDumpLine(line, &next) || !ReadOffset(next, base_, &offset) ||
         offset <= base_offset_ + dump_.bytes.size()) {
       return kUnknown;
     }
     return offset - base_offset_ - dump_.bytes.size();
   }
 
-  bool Line(const Start& start, std::string_view text) {
+  bool Line(const DumpLine& start, std::string_view text) {
     std::string_view rest = start.rest;
     ++lines_;
     colons_ = colons_ && start.colon;
@@ -261,6 +231,28 @@ class DumpReader {
 
 }  // namespace
 
+bool SplitDumpLine(std::string_view line, DumpLine* start) {
+  if (line.substr(0, 2) == "0x") line.remove_prefix(2);
+  size_t size = 0;
+  while (size < line.size() && IsDigit(line[size], 16)) ++size;
+  if (size < 4) return false;
+  start->digits = line.substr(0, size);
+  line.remove_prefix(size);
+  start->colon = !line.empty() && line.front() == ':';
+  if (start->colon) line.remove_prefix(1);
+  if (!line.empty() && !IsSpace(line.front())) return false;
+  start->rest = Trim(line);
+  return true;
+}
+
+bool IsElision(std::string_view line) {
+  for (const std::string_view mark :
+       {"..", "\xE2\x80\xA6", "snip", "skip", "omit", "cut"}) {
+    if (line.find(mark) != line.npos) return true;
+  }
+  return false;
+}
+
 bool ReadDump(std::string_view text, DumpUnit unit, uint64_t max_size,
               Dump* dump) {
   Dump furthest;
@@ -305,9 +297,9 @@ std::string WhyNoDump(const Dump& dump) {
 }
 
 bool IsDumpLine(std::string_view line) {
-  Start start;
+  DumpLine start;
   std::string bytes;
-  return Split(line, &start) && !start.rest.empty() &&
+  return SplitDumpLine(line, &start) && !start.rest.empty() &&
          FromHexDigits(start.rest.substr(0, start.rest.find(' ')), &bytes);
 }
 
@@ -320,8 +312,8 @@ bool LooksLikeDump(std::string_view text) {
     const std::string_view line = Trim(TakeLine(&text));
     if (line.empty() || line == "*") continue;
     ++lines;
-    Start start;
-    if (!Split(line, &start)) continue;
+    DumpLine start;
+    if (!SplitDumpLine(line, &start)) continue;
     // Offsets grow from line to line; words of a text do not.
     like +=
         start.digits.size() == last.size() ? start.digits > last : last.empty();

@@ -51,6 +51,18 @@ bool GotFurther(const Dump& dump, const Dump& other);
 // Why a text that looks like a dump is none.
 std::string WhyNoDump(const Dump& dump);
 
+// The offset that a line begins with, and what follows it.
+struct DumpLine {
+  std::string_view digits;
+  std::string_view rest;
+  bool colon = false;
+};
+// Returns false if the line begins with no offset.
+bool SplitDumpLine(std::string_view line, DumpLine* start);
+
+// Whether a line stands for lines that somebody left out.
+bool IsElision(std::string_view line);
+
 // Whether a line has an offset and hexadecimal digits after it, such as
 // "00000010: 0a0b 0c0d" or "0x0010  0a 0b".
 bool IsDumpLine(std::string_view line);

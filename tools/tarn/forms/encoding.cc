@@ -62,6 +62,12 @@ size_t FindUnknownComment(std::string_view text) {
   return text.npos;
 }
 
+// Whether nothing, or only the last character of a text, is at an offset.
+bool EndsAt(std::string_view text, size_t offset) {
+  return offset >= text.size() ||
+         text.find_first_not_of(" \t\r\n", offset + 1) == text.npos;
+}
+
 // Takes the place of a message of the runtime that could quote a pass phrase.
 constexpr char kSecretReason[] = "something else is expected here";
 
@@ -130,6 +136,10 @@ std::string EncodeText(const Type& type, std::string_view text,
     TextProblem problem = FindTextProblem(type, text, stop.offset);
     if (problem.reason.words.empty()) {
       problem = {stop.offset, {type.secret ? kSecretReason : error.message()}};
+      if (EndsAt(text, stop.offset)) {
+        problem.reason.words = "the input ends before the message does";
+        problem.reason.ends = true;
+      }
     }
     throw NotEncoded(place + LineAndColumn(text, problem.offset) + ": " +
                          problem.reason.words,

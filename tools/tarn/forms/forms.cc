@@ -3,11 +3,13 @@
 #include "forms.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 
 #include "broken_digits.h"
+#include "cut_text.h"
 #include "dump.h"
+#include "dump_kind.h"
+#include "dump_rows.h"
 #include "log_line.h"
 #include "utf8.h"
 
@@ -34,6 +36,8 @@ bool LooksLikeText(std::string_view text) {
 
 bool LooksLikeJson(std::string_view text) {
   text = Trim(text);
+  // A list holds messages, which can be told.
+  if (text.substr(0, 1) == "[") text = Trim(text.substr(1));
   if (text.size() < 2 || text.front() != '{') return false;
   const std::string_view inside = Trim(text.substr(1));
   return inside.front() == '"' || inside == "}";
@@ -149,19 +153,24 @@ void AddDump(std::string_view text, uint64_t max_size,
     // Without a colon, groups are likelier words.
     forms->insert(words ? forms->begin() : forms->end(), std::move(form));
   }
-  if (!forms->empty() || (furthest.gap_end == 0 && !LooksLikeDump(text))) {
-    return;
-  }
+  if (!forms->empty()) return;
+  const DumpRows rows = RowsOf(text);
+  const bool gap = furthest.gap_end > 0;
+  if (!gap && !rows.regular && !LooksLikeDump(text)) return;
   Form form;
   form.name = "hex";
   form.certain = true;
-  form.problem = WhyNoDump(furthest);
+  if (gap || rows.regular) form.layout = "a dump";
+  form.problem = gap ? "" : rows.regular ? rows.problem : WhyUnreadable(text);
+  if (form.problem.empty()) form.problem = WhyNoDump(furthest);
+  if (!gap && rows.sortable) form.remedy = "sort";
   forms->push_back(form);
 }
 
 std::vector<Form> Within(const char* layout, std::vector<Form> forms) {
   for (Form& form : forms) {
     form.layout += (form.layout.empty() ? "" : ", ") + std::string(layout);
+    form.remedy.clear();  // it is for what is inside
   }
   return forms;
 }
@@ -169,6 +178,13 @@ std::vector<Form> Within(const char* layout, std::vector<Form> forms) {
 // Keeps the digits of several lines, which can be messages of their own.
 void KeepLines(std::string_view digits, Form* form) {
   if (digits.find('\n') != digits.npos) form->digits = std::string(digits);
+}
+
+// Text or JSON up to a mark that the rest is left out.
+std::string_view WithoutEnd(std::string_view text) {
+  const std::string_view line = text.substr(text.rfind('\n') + 1);
+  return text.back() == '}' || line.find('#') != line.npos ? text
+                                                           : WithoutMark(text);
 }
 
 // The forms of a text that has nothing else around it.
@@ -186,7 +202,7 @@ std::vector<Form> PlainForms(std::string_view text, uint64_t max_size) {
   const std::string_view whole = text;
   text = Trim(text);
   AddDataUri(text, &forms);
-  if (forms.empty()) AddDump(text, max_size, &forms);
+  if (forms.empty()) AddDump(whole, max_size, &forms);
   if (!forms.empty() && forms.front().certain) return forms;
   std::string bytes;
   if (FromArray(text, &bytes)) {
@@ -201,7 +217,7 @@ std::vector<Form> PlainForms(std::string_view text, uint64_t max_size) {
   const bool json = LooksLikeJson(text);
   if (json || LooksLikeText(text)) {
     add(json ? "json" : "text", json, "");
-    forms.back().text = std::string(text);
+    forms.back().text = std::string(WithoutEnd(text));
   }
   const std::string_view digits = Unwrap(text);
   if (const std::string odd = OddDigits(digits); !odd.empty()) {
@@ -240,6 +256,34 @@ std::vector<Form> PlainForms(std::string_view text, uint64_t max_size) {
     KeepLines(digits, &forms.back());
   }
   return forms;
+}
+
+// The forms of digits with a mark after them that the rest is left out. The
+// last digit can be a part of a byte.
+std::vector<Form> CutForms(std::string_view input, uint64_t max_size) {
+  constexpr size_t kLeast = 8;
+  const size_t size = WithoutMark(input).size();
+  if (size == input.size()) return {};
+  std::string_view line = input.substr(input.substr(0, size).rfind('\n') + 1);
+  // The characters of a dump can be dots.
+  if (line = TakeLine(&line); line.size() + line.data() > input.data() + size &&
+                              IsDumpLine(Trim(line))) {
+    return {};
+  }
+  for (const size_t part : {size, size - std::min<size_t>(1, size)}) {
+    const std::string_view text = Trim(input.substr(0, part));
+    std::vector<Form> forms = FormsOf(text, max_size);
+    forms.erase(
+        std::remove_if(forms.begin(), forms.end(),
+                       [&](const Form& form) {
+                         return form.bytes.size() < kLeast ||
+                                (form.name == "base64" && IsProse(text));
+                       }),
+        forms.end());
+    for (Form& form : forms) form.cut = true;
+    if (!forms.empty()) return Within("cut off at its end", std::move(forms));
+  }
+  return {};
 }
 
 bool FromPlainForm(std::string_view name, std::string_view text,
@@ -338,34 +382,11 @@ std::vector<Form> FormsOf(std::string_view input, uint64_t max_size) {
   // A form that cannot be read is reported only if no other form can be read.
   std::stable_partition(forms.begin(), forms.end(),
                         [](const Form& form) { return form.problem.empty(); });
+  if (forms.empty() || !forms.front().problem.empty()) {
+    std::vector<Form> cut = CutForms(input, max_size);
+    if (!cut.empty()) return cut;
+  }
   return forms;
-}
-
-std::string_view KnownFormat(std::string_view bytes) {
-  using namespace std::string_view_literals;
-  constexpr std::pair<std::string_view, std::string_view> kFormats[] = {
-      {"\x1F\x8B"sv, "compressed by gzip"},
-      {"\x28\xB5\x2F\xFD"sv, "compressed by zstd"},
-      {"\xFD\x37zXZ"sv, "compressed by xz"},
-      {"BZh"sv, "compressed by bzip2"},
-      {"PK\x03\x04"sv, "a zip archive"},
-      {"\xD4\xC3\xB2\xA1"sv, "a capture of packets (pcap)"},
-      {"\xA1\xB2\xC3\xD4"sv, "a capture of packets (pcap)"},
-      {"\x0A\x0D\x0D\x0A"sv, "a capture of packets (pcapng)"},
-      {"\xFF\xFE"sv, "text in UTF-16; iconv -f UTF-16 makes it readable"},
-      {"\xFE\xFF"sv, "text in UTF-16; iconv -f UTF-16 makes it readable"}};
-  for (const auto& [start, what] : kFormats) {
-    if (bytes.substr(0, start.size()) == start) return what;
-  }
-  // Without a mark of the order of bytes: each second byte is 0.
-  constexpr size_t kLooked = 16;
-  size_t ascii = 0;
-  while (ascii + 2 <= bytes.size() && bytes[ascii] != 0 &&
-         bytes[ascii + 1] == 0) {
-    ascii += 2;
-  }
-  if (ascii >= kLooked) return "text in UTF-16; iconv -f UTF-16LE reads it";
-  return {};
 }
 
 }  // namespace tarn::tool

@@ -21,11 +21,13 @@ struct Form {
   std::string layout = {};   // what is around the digits, for people
   uint64_t skipped = 0;      // bytes before those of a dump, by its offsets
   bool certain = false;      // the layout is unmistakable
+  bool cut = false;          // a mark says that the rest is left out
   size_t embedded_at = 0;    // its offset in other text, and how many bytes
   size_t embedded_size = 0;  // of that it takes
   bool joined = false;       // from lines of a log, which can also be messages
                              // of their own
   std::string problem = {};  // why a recognized form cannot be read
+  std::string remedy = {};   // a command that makes it readable
 };
 
 // All ways to read an input other than as binary, the likeliest first. The list
@@ -46,10 +48,6 @@ constexpr size_t kMostText = 1 << 20;
 // place: first those that take several lines, then the pieces of lines.
 std::vector<Form> FormsInside(std::string_view input);
 
-// The format of bytes that cannot be a message, such as "compressed by gzip";
-// empty if the format is not known.
-std::string_view KnownFormat(std::string_view bytes);
-
 // Append to `bytes` what a text stands for: hexadecimal digits, also with
 // spaces, commas, colons or 0x between them, and pairs with dashes; base64; an
 // array of numbers or strings with escapes, as in the source of a program. They
@@ -60,6 +58,9 @@ bool IsHexPair(std::string_view token);
 // Whether a text is several such words.
 bool ArePairs(std::string_view digits);
 bool FromBase64(std::string_view text, std::string* bytes);
+// Whether a word is hardly base64, but a word, a name or words with strokes
+// between them.
+bool IsProse(std::string_view token);
 bool FromArray(std::string_view text, std::string* bytes);
 bool FromEscapes(std::string_view text, std::string* bytes);
 // Decimal numbers of bytes with blanks between them, also in brackets, as Go

@@ -29,7 +29,7 @@ class JsonChecker {
  private:
   // What a value must be: a message of a type, or a value of a field of that
   // type. If neither is set, it can be anything.
-  struct Expected {
+  struct Wanted {
     const Type* type = nullptr;
     const Field* field = nullptr;
   };
@@ -37,7 +37,7 @@ class JsonChecker {
   struct Level {
     bool list = false;
     bool map = false;
-    Expected inside;  // of an object: its type; of a list or map: each element
+    Wanted inside;  // of an object: its type; of a list or map: each element
     size_t unknown = std::string_view::npos;  // where "@unknown" begins
     size_t comma = std::string_view::npos;    // the comma before it
     uint64_t seen = 0;                        // fields, a bit each
@@ -51,6 +51,14 @@ class JsonChecker {
   }
   bool Fail(size_t offset, const std::string& reason) {
     return Fail(offset, Refusal{reason});
+  }
+  // Something else follows, or nothing at all.
+  bool Expected(const std::string& what) {
+    const bool ends = at_ >= json_.size();
+    Refusal reason;
+    reason.words = (ends ? "the input ends here, before " : "expected ") + what;
+    reason.ends = ends;
+    return Fail(at_, reason);
   }
 
   void Space() {
@@ -73,14 +81,19 @@ class JsonChecker {
       }
       at_ += json_[at_] == '\\' ? 2 : 1;
     }
-    if (at_ >= json_.size()) return Fail(begin, "string without an end");
+    if (at_ >= json_.size()) {
+      Refusal reason;
+      reason.words = "the input ends inside this string";
+      reason.ends = true;
+      return Fail(begin, reason);
+    }
     *text = json_.substr(begin + 1, at_ - begin - 1);
     ++at_;
     return true;
   }
 
   bool Document() {
-    if (Next() != '{') return Fail(at_, "expected {");
+    if (Next() != '{') return Expected("{");
     if (!Value()) return false;
     while (!levels_.empty()) {
       if (!Step()) return false;
@@ -104,7 +117,7 @@ class JsonChecker {
     size_t comma = std::string_view::npos;
     if (!first_) {
       if (c != ',') {
-        return Fail(at_, std::string("expected , or ") + close);
+        return Expected(std::string(", or ") + close);
       }
       CloseUnknown(at_ + 1);
       comma = at_++;
@@ -119,11 +132,11 @@ class JsonChecker {
   // Reads a name and its colon, and sets what must follow them.
   bool Member(size_t comma) {
     Level& level = levels_.back();
-    if (Next() != '"') return Fail(at_, "expected a name in quotes");
+    if (Next() != '"') return Expected("a name in quotes");
     const size_t begin = at_;
     std::string_view name;
     if (!String(&name)) return false;
-    if (Next() != ':') return Fail(at_, "expected :");
+    if (Next() != ':') return Expected(":");
     ++at_;
     if (level.map || level.inside.type == nullptr) return true;
     expected_ = {};
@@ -205,7 +218,7 @@ class JsonChecker {
                  std::string_view::npos) {
         ++at_;
       }
-      if (at_ == begin) return Fail(at_, "expected a value");
+      if (at_ == begin) return Expected("a value");
     }
     const std::string_view value = json_.substr(begin, at_ - begin);
     if (expected_.field == nullptr) return true;
@@ -240,7 +253,7 @@ class JsonChecker {
       }
       level.map = field->map;
       level.inside =
-          field->map ? Expected{field->type, field->type->Find(2)} : expected_;
+          field->map ? Wanted{field->type, field->type->Find(2)} : expected_;
     } else if (field->kind != Kind::kMessage || level.list) {
       return Fail(at_, std::string(1, bracket) + " cannot begin a value of " +
                            field->descriptor->full_name());
@@ -264,7 +277,7 @@ class JsonChecker {
   const JsonValueTest& test_;
   size_t at_ = 0;
   bool first_ = false;  // whether the innermost level is still empty
-  Expected expected_;
+  Wanted expected_;
   std::vector<Level> levels_;
   JsonFindings findings_;
 };

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "dump.h"
 #include "forms.h"
 
 namespace tarn::tool {
@@ -52,10 +53,30 @@ bool TakeTwoWords(std::string_view* text) {
   return true;
 }
 
+// A line of a dump after other text, such as a time or a name. All of these
+// have one sender: the offsets tell whether they belong together.
+LogLine ReadDumpLine(std::string_view line) {
+  constexpr size_t kMostBefore = 200;
+  constexpr std::string_view kMarks = " \t|>:])";
+  LogLine found{{}, line};
+  if (IsDumpLine(Trim(Unquoted(line)))) return found;
+  for (size_t at = 1; at < std::min(line.size(), kMostBefore); ++at) {
+    if (kMarks.find(line[at - 1]) == kMarks.npos) continue;
+    const std::string_view rest = line.substr(at);
+    DumpLine start;
+    if (!IsDumpLine(rest) || !SplitDumpLine(rest, &start)) continue;
+    if (!found.sender.empty() && !start.colon) continue;
+    found = {"a dump", rest};
+    // The time can look like an offset, but has no colon.
+    if (start.colon) break;
+  }
+  return found;
+}
+
 }  // namespace
 
 LogLine ReadLogLine(std::string_view line) {
-  const LogLine none{{}, line};
+  const LogLine none = ReadDumpLine(line);
   std::string_view rest = line;
   if (BeginsLike("<0", rest)) {
     rest.remove_prefix(std::min(rest.find('>') + 1, rest.size()));

@@ -1,4 +1,5 @@
-// Lines as syslog writes them: "Nov 22 12:00:01 host program[123]: text".
+// Lines as syslog writes them: "Nov 22 12:00:01 host program[123]: text", and
+// lines of a dump after any text.
 #ifndef TOOLS_TARN_LOG_LINE_H_
 #define TOOLS_TARN_LOG_LINE_H_
 
@@ -8,8 +9,9 @@
 namespace tarn::tool {
 
 struct LogLine {
-  std::string_view sender;  // "host program[123]"; empty: no line of a log
-  std::string_view text;    // after the sender; else the whole line
+  // "host program[123]", or words for a line of a dump; empty: neither.
+  std::string_view sender;
+  std::string_view text;  // after the sender; else the whole line
 };
 
 // The time can also be that of ISO 8601, and a priority before it.

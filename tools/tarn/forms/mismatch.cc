@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-#include "forms.h"
 #include "frame.h"
+#include "known_format.h"
 
 namespace tarn::tool {
 namespace {
@@ -75,6 +75,14 @@ std::string Mismatch::TypeOf(std::string_view bytes, bool bad_utf8) {
   return NamesOf(verdict);
 }
 
+bool Mismatch::IsTypeName(std::string_view bytes) {
+  const std::vector<const Type*> all = AllTypes(&schema_);
+  return std::any_of(all.begin(), all.end(), [&](const Type* type) {
+    return bytes == type->descriptor->name() ||
+           bytes == type->descriptor->full_name();
+  });
+}
+
 std::string Mismatch::HintFor(std::string_view bytes, bool framed) {
   if (looks_ == kMessages) return "";
   ++looks_;
@@ -84,11 +92,16 @@ std::string Mismatch::HintFor(std::string_view bytes, bool framed) {
     if (IsClean(evidence)) return "";
     bad_utf8 = evidence.bad_utf8;
   }
+  if (framed && IsTypeName(bytes)) {
+    looks_ = kMessages;
+    return name_ +
+           "these bytes are the name of a type: messages with names in front "
+           "cannot be read";
+  }
   if (!framed) {
-    const std::string_view format = KnownFormat(bytes);
-    if (!format.empty()) {
-      return name_ +
-             "these bytes look like something else: " + std::string(format);
+    const KnownFormat format = KnownFormatOf(bytes);
+    if (!format.what.empty()) {
+      return name_ + "these bytes look like something else: " + WordsOf(format);
     }
     const std::string frame = FrameOf(bytes);
     if (!frame.empty()) {

@@ -44,6 +44,7 @@ class Mismatch {
   // The frame with which the whole input is a stream of messages; empty if
   // there is none.
   std::string FrameOf(std::string_view bytes);
+  bool IsTypeName(std::string_view bytes);
   std::string TypeOf(std::string_view bytes, bool bad_utf8);
 
   const std::string name_;

@@ -3,36 +3,16 @@
 
 #include <algorithm>
 
+#include "envelope.h"
 #include "failure.h"
 #include "forms.h"
-#include "line_messages.h"
 #include "only_comments.h"
-#include "ranking.h"
+#include "quality.h"
+#include "read_inside.h"
 #include "written.h"
 
 namespace tarn::tool {
 namespace {
-
-// How well a type fits a reading.
-enum class Quality {
-  kNone,     // no message
-  kForeign,  // nothing but unknown fields
-  kOdd,
-  kClean,  // fields, and nothing odd about them
-};
-
-Quality QualityOf(const std::vector<const Type*>& types,
-                  std::string_view bytes) {
-  Quality best = Quality::kNone;
-  for (const Type* type : types) {
-    const Evidence evidence = Weigh(*type, bytes);
-    if (IsClean(evidence) && evidence.fields > 0) return Quality::kClean;
-    if (!evidence.accepted) continue;
-    best =
-        std::max(best, evidence.fields > 0 ? Quality::kOdd : Quality::kForeign);
-  }
-  return best;
-}
 
 struct Attempt {
   std::string form = "binary";
@@ -66,8 +46,12 @@ Attempt TryWritten(const std::string& form, const std::string& name,
   return attempt;
 }
 
-// Says that a dump has lost its beginning.
+// Says that a dump has lost its beginning, or digits their end.
 std::string NoteOn(const Form& form, const std::string& name) {
+  if (form.cut) {
+    return name + "the " + form.name + " is cut off after " +
+           std::to_string(form.bytes.size()) + " bytes: the rest is missing";
+  }
   if (form.skipped == 0) return "";
   const std::string skipped = std::to_string(form.skipped);
   return name + "the dump begins at byte " + skipped + ": the " + skipped +
@@ -83,7 +67,8 @@ Attempt Try(Form&& form, const std::string& name,
     attempt = TryWritten(form.name, name, types, form.text);
   } else {
     attempt.form = form.name;
-    attempt.quality = QualityOf(types, form.bytes);
+    attempt.quality = QualityOf(types, form.bytes, form.cut);
+    attempt.reading.cut = form.cut;
     attempt.reading.bytes = std::move(form.bytes);
   }
   attempt.reading.form = attempt.form;
@@ -135,6 +120,11 @@ std::vector<Attempt*> Choices(std::vector<Attempt>* attempts, Attempt* binary,
     return {&attempts->front()};
   }
   choices = Best(attempts, false);
+  // Names of fields are no accident.
+  if (binary->quality == Quality::kForeign && !attempts->empty() &&
+      attempts->front().refused.likeliest != nullptr) {
+    return choices;
+  }
   if (binary->quality == Quality::kNone ||
       (binary->quality == Quality::kForeign && line && !choices.empty())) {
     return choices;
@@ -162,132 +152,23 @@ std::vector<Attempt*> Choices(std::vector<Attempt>* attempts, Attempt* binary,
       forms);
 }
 
-// Whether the lines of a block are messages of their own: those of the forms
-// after it that are pieces of it and messages make up all of its bytes.
-bool IsSeveral(const std::vector<const Type*>& types,
-               const std::vector<Form>& forms, const Form& block) {
-  if (!block.joined) return false;
-  size_t end = block.embedded_at;
-  size_t bytes = 0;
-  for (size_t i = &block - forms.data() + 1; i < forms.size(); ++i) {
-    const Form& form = forms[i];
-    if (form.embedded_at >= block.embedded_at + block.embedded_size) break;
-    if (form.embedded_at < end || form.bytes.size() >= block.bytes.size() ||
-        QualityOf(types, form.bytes) != Quality::kClean) {
-      continue;
-    }
-    end = form.embedded_at + form.embedded_size;
-    bytes += form.bytes.size();
-  }
-  return bytes == block.bytes.size();
-}
-
-size_t LineAt(std::string_view input, size_t offset) {
-  return 1 + std::count(input.begin(), input.begin() + offset, '\n');
-}
-
-// Ends the command for a text with several messages in it, which begin in these
-// lines; of many, the first ones. `part`: the lines of the first message.
-[[noreturn]] void RefuseSeveral(const std::string& name, size_t count,
-                                const std::vector<size_t>& lines,
-                                const std::string& part) {
-  std::string places;
-  for (size_t i = 0; i < lines.size(); ++i) {
-    const bool last = i + 1 == count;
-    places += i == 0 ? "" : last ? " and " : ", ";
-    places += std::to_string(lines[i]);
-  }
-  if (lines.size() < count) {
-    places += " and " + std::to_string(count - lines.size()) + " more";
-  }
-  throw NotRead(kMalformed,
-                name + "text with " + std::to_string(count) +
-                    " messages in it, in lines " + places + ": cut one out",
-                {}, nullptr, part);
-}
-
-constexpr size_t kLinesShown = 3;
-
-// Ends the command for a text with several messages inside of it.
-[[noreturn]] void RefuseFound(const std::string& name, std::string_view input,
-                              const std::vector<Form>& found) {
-  std::vector<size_t> lines;
-  for (const Form& form : found) {
-    if (lines.size() == kLinesShown) break;
-    lines.push_back(LineAt(input, form.embedded_at));
-  }
-  const Form& first = found.front();
-  const size_t end = first.embedded_at + first.embedded_size;
-  const size_t last = LineAt(input, end - 1);
-  std::string part = std::to_string(lines.front());
-  if (last > lines.front()) part += ',' + std::to_string(last);
-  if (lines[1] <= last) part.clear();
-  RefuseSeveral(name, found.size(), lines, part);
-}
-
-bool HasDigits(std::string_view line) {
-  return std::any_of(line.begin(), line.end(), [](unsigned char c) {
-    return (c >= '0' && c <= '9') || ((c | 0x20) >= 'a' && (c | 0x20) <= 'z');
-  });
-}
-
-// Ends the command for digits whose lines are messages of their own.
-void RefuseLines(const std::string& name, const std::vector<const Type*>& types,
-                 std::string_view input, const Form& form) {
-  const LineMessages found = FindLineMessages(types, form);
-  if (found.count == 0) return;
-  if (found.can_be_one) {
-    throw NotRead(kMalformed,
-                  name + form.name + " in " + std::to_string(found.count) +
-                      " lines, which can be one message or one in each line: "
-                      "join the lines, or cut one out",
-                  {});
-  }
-  std::vector<size_t> lines;
-  std::string_view rest = input;
-  for (size_t line = 1; !rest.empty() && lines.size() < kLinesShown; ++line) {
-    if (HasDigits(TakeLine(&rest))) lines.push_back(line);
-  }
-  RefuseSeveral(name, found.count, lines, std::to_string(lines.front()));
-}
-
-// Reads a message inside other text. Returns false if there is none.
-bool ReadInside(const std::string& name, const std::vector<const Type*>& types,
-                std::string_view input, Reading* reading) {
-  std::vector<Form> found;
-  std::vector<Form> forms = FormsInside(input);
-  std::stable_sort(forms.begin(), forms.end(),
-                   [](const Form& a, const Form& b) {
-                     return a.embedded_at < b.embedded_at;
-                   });
-  size_t end = 0;  // of the message before
-  for (Form& form : forms) {
-    if (form.embedded_at < end ||
-        QualityOf(types, form.bytes) != Quality::kClean ||
-        IsSeveral(types, forms, form) ||
-        FindLineMessages(types, form).count > 0) {
-      continue;
-    }
-    end = form.embedded_at + form.embedded_size;
-    found.push_back(std::move(form));
-  }
-  if (found.empty()) return false;
-  if (found.size() > 1) RefuseFound(name, input, found);
-  const std::string place = std::to_string(found.front().embedded_at);
-  reading->form = found.front().name;
-  reading->layout = "inside other text, at byte " + place;
-  reading->note = name + "text with one message in it: the " + reading->form +
-                  " at byte " + place + " is read";
-  reading->bytes = std::move(found.front().bytes);
-  return true;
-}
-
 // Ends the command for a text that no type takes.
-[[noreturn]] void Refuse(const Attempt& attempt, std::string_view input) {
-  const size_t line = LineAt(input, Trim(input).data() - input.data());
+[[noreturn]] void Refuse(const Attempt& attempt, const std::string& name,
+                         const std::vector<const Type*>& types,
+                         std::string_view input) {
+  if (attempt.form == "json" && !attempt.refused.several &&
+      (attempt.refused.likeliest == nullptr || attempt.refused.strange)) {
+    const Enclosed found = FindEnclosed(types, Trim(input));
+    if (!found.words.empty()) {
+      throw NotRead(kMalformed, name + found.words, {attempt.form}, nullptr,
+                    found.filter);
+    }
+  }
+  const std::string line =
+      std::to_string(LineAt(input, Trim(input).data() - input.data()));
   throw NotRead(kMalformed, attempt.refused.complaint, {attempt.form},
                 attempt.refused.likeliest,
-                attempt.refused.several ? std::to_string(line) : "");
+                attempt.refused.several ? "sed -n " + line + 'p' : "");
 }
 
 Reading ReadAs(const InputOptions& options, const std::string& name,
@@ -295,7 +176,7 @@ Reading ReadAs(const InputOptions& options, const std::string& name,
   Reading reading;
   if (options.from == "text" || options.from == "json") {
     Attempt attempt = TryWritten(options.from, name, types, input);
-    if (!attempt.refused.complaint.empty()) Refuse(attempt, input);
+    if (!attempt.refused.complaint.empty()) Refuse(attempt, name, types, input);
     if (options.from == "text") {
       attempt.reading.note = NoteOnComments(input, name);
     }
@@ -320,7 +201,7 @@ void ReadAuto(const InputOptions& options, const std::string& name,
               const std::vector<const Type*>& types, std::string_view input,
               Reading* reading) {
   std::vector<Attempt> attempts;
-  std::string problem;
+  std::string problem, remedy;
   std::vector<Form> forms = FormsOf(input, options.max_size);
   if (forms.empty() && !IsText(input)) return;
   Attempt binary;
@@ -334,13 +215,15 @@ void ReadAuto(const InputOptions& options, const std::string& name,
       attempts.push_back(Try(std::move(form), name, types));
     } else if (problem.empty()) {
       problem = form.problem;
+      remedy = form.remedy;
     }
   }
   PreferWords(&attempts);
   // Digits that are clearly some, but cannot be read, are nothing else.
   if (attempts.empty() && !forms.empty() && forms.front().certain &&
       binary.quality != Quality::kClean) {
-    throw NotRead(kMalformed, name + problem, {forms.front().name});
+    throw NotRead(kMalformed, name + problem, {forms.front().name}, nullptr,
+                  remedy);
   }
   const std::vector<Attempt*> choices =
       Choices(&attempts, &binary, input.back() == '\n');
@@ -353,11 +236,13 @@ void ReadAuto(const InputOptions& options, const std::string& name,
   }
   if (ReadInside(name, types, input, reading)) return;
   if (!problem.empty()) {
-    throw NotRead(kMalformed, name + problem, {forms.back().name});
+    throw NotRead(kMalformed, name + problem, {forms.back().name}, nullptr,
+                  remedy);
   }
   if (attempts.empty()) return;
   Attempt& likeliest = attempts.front();
-  if (!likeliest.refused.complaint.empty()) Refuse(likeliest, input);
+  if (!likeliest.refused.complaint.empty())
+    Refuse(likeliest, name, types, input);
   *reading = std::move(likeliest.reading);
 }
 

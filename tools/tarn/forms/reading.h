@@ -23,6 +23,7 @@ struct Reading {
   std::string form = "binary";  // as --from names it
   std::string layout;           // what is around the message, for people
   std::string note;             // a sentence for stderr; may be empty
+  bool cut = false;             // the text says that its end is left out
   std::string bytes;  // not of binary; of text and JSON, for the first
                       // type that takes it
   std::vector<Written> written;  // of text and JSON; elsewhere empty
@@ -35,21 +36,21 @@ class NotRead : public Failure {
  public:
   NotRead(ExitCode code, const std::string& message,
           const std::vector<std::string>& forms, const Type* type = nullptr,
-          const std::string& lines = "")
-      : Failure(code, message), forms_(forms), type_(type), lines_(lines) {}
+          const std::string& filter = "")
+      : Failure(code, message), forms_(forms), type_(type), filter_(filter) {}
 
   // The forms that it can have: several if tarn must be told which it is.
   const std::vector<std::string>& forms() const { return forms_; }
   // Of text and JSON: the type that it is most like. Else null.
   const Type* type() const { return type_; }
-  // Of several messages in a text: the lines of the first one, as sed takes
-  // them, if these hold no other. Else empty.
-  const std::string& lines() const { return lines_; }
+  // A command that makes a message of the input, such as "sed -n 3p" for one of
+  // several; empty if there is none.
+  const std::string& filter() const { return filter_; }
 
  private:
   std::vector<std::string> forms_;
   const Type* type_;
-  std::string lines_;
+  std::string filter_;
 };
 
 // Reads an input in the form that --from names. For auto, reads it in the one

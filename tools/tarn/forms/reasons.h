@@ -16,6 +16,7 @@ struct Refusal {
   std::string words;
   bool no_field = false;  // a name is no field
   bool near = false;      // something that is there is nearly spelt so
+  bool ends = false;      // the input ends before the message does
 };
 
 // `names`: those of all fields of the type, as the form spells them.

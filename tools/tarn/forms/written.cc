@@ -52,14 +52,14 @@ bool HasJsonLines(std::string_view text) {
   return true;
 }
 
-// Adds to a complaint about JSON that breaks off which types have the names up
-// to there.
-void NameTypes(const std::vector<const Type*>& types, std::string_view json,
-               Refused* refused) {
+// Adds to a complaint about a text that breaks off which types have the names
+// up to there.
+void NameTypes(const std::string& form, const std::vector<const Type*>& types,
+               std::string_view text, Refused* refused) {
   constexpr size_t kLooked = 64 << 10;  // bytes
   constexpr size_t kMostNames = 3;
   const std::vector<const Type*> like =
-      MostLike("json", types, json.substr(0, kLooked));
+      MostLike(form, types, text.substr(0, kLooked));
   if (types.size() == 1 || like.size() > kMostNames) return;
   refused->likeliest = like.front();
   refused->complaint +=
@@ -86,7 +86,7 @@ Refused ExplainWritten(const std::string& form, const std::string& name,
         name + (refused.several
                     ? "JSON with a message in each line: cut one out"
                     : broken);
-    if (!refused.several) NameTypes(types, text, &refused);
+    if (!refused.several) NameTypes(form, types, text, &refused);
     return refused;
   }
   const std::vector<const Type*> like = MostLike(form, types, text);
@@ -101,14 +101,20 @@ Refused ExplainWritten(const std::string& form, const std::string& name,
     if (reason.near) break;
   }
   if (types.size() == 1 || refused.likeliest == nullptr) return refused;
+  if (reason.ends) {
+    refused.likeliest = nullptr;
+    NameTypes(form, types, text, &refused);
+    return refused;
+  }
+  refused.strange = reason.no_field && !reason.near;
   if (!reason.near && like.size() > kMany && reason.no_field) {
     refused.likeliest = nullptr;
-    refused.complaint = name + "no message type takes all of these fields";
+    refused.complaint = name + "no message type has all of these fields";
     return refused;
   }
   refused.complaint += " (read as " +
                        refused.likeliest->descriptor->full_name() +
-                       "; no other type takes it)";
+                       ", which it is most like)";
   return refused;
 }
 

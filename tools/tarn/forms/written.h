@@ -18,6 +18,7 @@ std::string EncodeWritten(const std::string& form, const Type& type,
 struct Refused {
   std::string complaint;
   const Type* likeliest = nullptr;
+  bool strange = false;  // a name in it is like no field of that type
   bool several = false;  // each line is a message
 };
 

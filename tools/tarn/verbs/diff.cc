@@ -56,7 +56,12 @@ ExitCode RunDiff(const Command& command, const Arguments& arguments) {
   };
   const auto before = parse(options.before);
   const auto after = parse(options.after);
-  if (before == nullptr || after == nullptr) return kMalformed;
+  if (before == nullptr || after == nullptr) {
+    Complain(
+        "only whole messages are compared: what a broken one has lost would "
+        "look like a difference; see tarn decode --partial");
+    return kMalformed;
+  }
 
   Output output(options.output.color);
   JsonWriter json(&output);

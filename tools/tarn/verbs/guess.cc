@@ -34,6 +34,7 @@ std::vector<RankedCandidate> Shown(const std::vector<Candidate>& candidates,
 void PrintTable(const std::vector<Candidate>& candidates,
                 std::string_view bytes, bool all, Output* output) {
   const std::vector<RankedCandidate> shown = Shown(candidates, all);
+  output->WrapLines(kCandidateIndent);
   const size_t width = WidthOf(candidates, candidates.size());
   for (const RankedCandidate& candidate : shown) {
     PrintCandidate(candidate, bytes, width, output);

@@ -77,12 +77,17 @@ void ExplainRefusal(const InputOptions& options,
            "; see --type and --partial)");
 }
 
-// The type that a broken message fits best; none if a type accepts it.
-std::vector<const Type*> TypeOfBroken(const std::vector<const Type*>& types,
-                                      const Record& record) {
-  const Candidate best = Rank(types, record.bytes).front();
-  if (best.evidence.accepted) return {};
-  return {best.type};
+// The types that a broken message fits best; none if a type accepts it.
+std::vector<const Type*> TypesOfBroken(const std::vector<const Type*>& types,
+                                       const Record& record) {
+  const std::vector<Candidate> ranked = Rank(types, record.bytes);
+  std::vector<const Type*> best;
+  if (ranked.front().evidence.accepted) return best;
+  for (const Candidate& candidate : ranked) {
+    if (!EquallyLikely(candidate, ranked.front())) break;
+    best.push_back(candidate.type);
+  }
+  return best;
 }
 
 // The types with nodes that a message without a given type can have. If there
@@ -97,7 +102,7 @@ std::vector<const Type*> PossibleTypes(const Options& options,
   for (const Type* type : verdict) {
     if (HoldsNodes(*type->descriptor)) found.push_back(type);
   }
-  if (options.partial && verdict.empty()) found = TypeOfBroken(types, record);
+  if (options.partial && verdict.empty()) found = TypesOfBroken(types, record);
   if (found.empty()) ExplainRefusal(options.input, types, verdict, record);
   return found;
 }

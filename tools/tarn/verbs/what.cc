@@ -20,7 +20,7 @@ struct Options {
 };
 
 void PrintSource(const Capture& capture, Output* output) {
-  output->WrapLines(kPageColumn);
+  output->WrapLines(kPageIndent);
   BeginLine("Input", output);
   if (capture.source == Source::kFile) {
     output->Write("the file ");
@@ -113,7 +113,11 @@ Steps StepsForStream(const Capture& capture, const StreamSummary& summary) {
   Steps steps(capture);
   const std::vector<const Type*>& types = summary.MostTypes();
   constexpr size_t kFew = 3;
-  if (types.size() == 1) {
+  if (summary.IsMixed()) {
+    // The other verbs read messages of one type.
+    steps.Add("guess --keep-going");
+    if (summary.HasNodes()) steps.Add("tree --keep-going");
+  } else if (types.size() == 1) {
     AddStepsForType(summary, *types.front(), &steps);
   } else if (types.empty() || types.size() > kFew) {
     steps.Add("guess --keep-going");
@@ -196,8 +200,8 @@ ExitCode SayWhyNot(const Options& options, Source source,
       steps.AddAgain("--from " + form);
     }
   }
-  if (!reason.lines().empty()) {
-    steps.AddPart(reason.lines());
+  if (!reason.filter().empty()) {
+    steps.AddFiltered(reason.filter());
   } else if (reason.type() != nullptr) {
     const std::string& name = reason.type()->descriptor->name();
     steps.AddPlain("describe " + name);

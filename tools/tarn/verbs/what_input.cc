@@ -58,6 +58,39 @@ std::string FindFrame(const std::vector<const Type*>& types,
   return found;
 }
 
+// Whether bytes are the name of a type, with or without its package.
+bool IsTypeName(const std::vector<const Type*>& types, std::string_view bytes) {
+  return std::any_of(types.begin(), types.end(), [&](const Type* type) {
+    return bytes == type->descriptor->name() ||
+           bytes == type->descriptor->full_name();
+  });
+}
+
+// Throws a NotRead for a stream that has the name of its type before each
+// message: no verb reads one.
+void RefuseNames(const std::vector<const Type*>& types,
+                 std::string_view bytes) {
+  for (const char* frame : kFrames) {
+    uint64_t records = 0;
+    std::string first;
+    TakeFramed(frame, bytes, [&](std::string_view record) {
+      const bool name = records % 2 == 0;
+      if (name && !IsTypeName(types, record)) return false;
+      if (records++ == 0) first = record;
+      return records < kMessages;
+    });
+    if (records < 2) continue;
+    throw NotRead(kMalformed,
+                  "a stream (" + std::string(frame) +
+                      ") with the name of its type before each message; the "
+                      "first is " +
+                      first +
+                      ". tarn reads streams of messages alone; Wireshark reads "
+                      "these, with the package tarn-wireshark",
+                  {"binary"});
+  }
+}
+
 struct RestOfStream {
   std::string frame;       // empty: the bytes are none
   std::string_view first;  // of its messages
@@ -195,6 +228,7 @@ Capture ReadCapture(const InputOptions& options, Source source,
   std::unique_ptr<Reader> reader = OpenReader(options, source);
   const bool large = reader->Fill(options.max_size + 1);
   const std::string_view input = reader->window();
+  if (frame == "none" && source != Source::kText) RefuseNames(types, input);
   if (large) {
     const bool binary = options.from == "auto" || options.from == "binary";
     if (frame == "none") frame = FindFrame(types, input);
@@ -220,6 +254,7 @@ Capture ReadCapture(const InputOptions& options, Source source,
   }
   capture.form = reading.form;
   capture.layout = reading.layout;
+  capture.cut = reading.cut;
   capture.bytes =
       reading.binary() ? std::string(input) : std::move(reading.bytes);
   capture.written = std::move(reading.written);

@@ -26,6 +26,7 @@ struct Capture {
   InputOptions options;
   std::string form = "binary";
   std::string layout;
+  bool cut = false;  // the text says that its end is left out
   // Of a single message.
   std::string bytes;
   std::vector<Written> written;

@@ -7,6 +7,7 @@
 #include "encoding.h"
 #include "forms.h"
 #include "input.h"
+#include "known_format.h"
 #include "nodes.h"
 #include "salvage.h"
 #include "what_page.h"
@@ -86,10 +87,12 @@ void PrintCandidates(const Answer& answer, size_t most, Output* output) {
   const std::vector<RankedCandidate> shown =
       FirstCandidates(answer.candidates, std::min(kShownTypes, most));
   const size_t width = WidthOf(answer.candidates, shown.size());
+  output->WrapLines(kPageColumn + kCandidateIndent);
   for (const RankedCandidate& candidate : shown) {
     BeginLine("", output);
     PrintCandidate(candidate, answer.bytes, width, output);
   }
+  output->WrapLines(kPageIndent);
 }
 
 void PrintTypes(const Answer& answer, Output* output) {
@@ -139,9 +142,10 @@ void PrintProblems(const Answer& answer, Output* output) {
   if (answer.findings.empty()) {
     const bool none = answer.more_findings == 0;
     const bool well = answer.content.well;
-    output->Write(!none  ? "only advice: see tarn check"
-                  : well ? "none"
-                         : "none in the bytes");
+    output->Write(!none        ? "only advice: see tarn check"
+                  : answer.cut ? "none in the bytes that are there"
+                  : well       ? "none"
+                               : "none in the bytes");
     output->Write(well ? "\n" : "; not all of the network is well\n");
     return;
   }
@@ -165,6 +169,7 @@ Answer AnswerFor(const Capture& capture, const std::vector<const Type*>& types,
                  const Type* given) {
   Answer answer;
   answer.given = given;
+  answer.cut = capture.cut;
   Record record;
   record.bytes = capture.bytes;
   if (!capture.written.empty()) record.written = &capture.written;
@@ -179,7 +184,9 @@ Answer AnswerFor(const Capture& capture, const std::vector<const Type*>& types,
   answer.accepted = Weigh(*answer.type, answer.bytes).accepted;
   if (answer.verdict.empty()) {
     answer.status = kMalformed;
-    answer.format = KnownFormat(answer.bytes);
+    const KnownFormat format = KnownFormatOf(answer.bytes);
+    answer.format = WordsOf(format);
+    if (capture.form == "binary") answer.filter = format.filter;
     if (answer.format.empty() && capture.form == "binary" &&
         IsSentence(answer.bytes)) {
       answer.format =
@@ -214,6 +221,7 @@ Answer AnswerFor(const Capture& capture, const std::vector<const Type*>& types,
 
 Steps StepsFor(const Capture& capture, const Answer& answer) {
   Steps steps(capture);
+  if (!answer.filter.empty()) steps.AddFiltered(answer.filter);
   if (!answer.format.empty()) return steps;
   const std::string& name = answer.type->descriptor->name();
   const bool broken = !answer.accepted;

@@ -28,9 +28,11 @@ struct Answer {
   const Type* type = nullptr;         // as which it is checked
   std::string_view bytes;             // of this type
   bool accepted = false;              // whether they are a message of it
-  std::string_view format;  // of bytes that are no message; may be empty
-  bool strange = false;     // no type accounts for even half of the bytes
-  Content content;          // of the message before an error
+  std::string format;    // of bytes that are no message; may be empty
+  std::string filter;    // a command that makes a message of them, or empty
+  bool cut = false;      // their end is left out
+  bool strange = false;  // no type accounts for even half of the bytes
+  Content content;       // of the message before an error
   std::vector<Finding> findings;
   size_t more_findings = 0;
   ExitCode status = kFine;

@@ -58,9 +58,9 @@ void Steps::AddAgain(const std::string& option) {
                    (option.empty() ? "" : " " + option) + file_);
 }
 
-void Steps::AddPart(const std::string& lines) {
+void Steps::AddFiltered(const std::string& filter) {
   reads_ = true;
-  lines_.push_back("sed -n " + lines + 'p' + file_ + " | tarn what");
+  lines_.push_back(filter + file_ + " | tarn what");
 }
 
 void Steps::AddTypes(const std::vector<const Type*>& types) {

@@ -26,8 +26,8 @@ class Steps {
   void AddPlain(const std::string& command);
   // `tarn what` with another option; empty: with none.
   void AddAgain(const std::string& option);
-  // `tarn what` for a part of the input: lines as sed takes them.
-  void AddPart(const std::string& lines);
+  // `tarn what` for what another command makes of the input.
+  void AddFiltered(const std::string& filter);
   // `tarn what` with each of the types.
   void AddTypes(const std::vector<const Type*>& types);
 

@@ -122,6 +122,20 @@ bool StreamSummary::LastIsWell() const {
          ContentOf(*most_->latest).well;
 }
 
+bool StreamSummary::IsMixed() const {
+  return groups_.size() > 1 &&
+         std::count_if(groups_.begin(), groups_.end(), [](const auto& named) {
+           return named.second.records > 1;
+         }) > 1;
+}
+
+bool StreamSummary::HasNodes() const {
+  return std::any_of(groups_.begin(), groups_.end(), [](const auto& named) {
+    const std::vector<const Type*>& types = named.second.types;
+    return !types.empty() && HoldsNodes(*types.front()->descriptor);
+  });
+}
+
 ExitCode StreamSummary::Add(const Record& record) {
   ++records_;
   bool odd = false;

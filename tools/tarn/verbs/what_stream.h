@@ -45,6 +45,11 @@ class StreamSummary {
   // looked at.
   bool LastIsWell() const;
 
+  // Whether there are records of several types, more than one of each.
+  bool IsMixed() const;
+  // Whether records of some type hold nodes.
+  bool HasNodes() const;
+
   // Whether records of the given type look like another one.
   bool HasLikelierType() const { return !likelier_.empty(); }
 

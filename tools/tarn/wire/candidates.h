@@ -31,6 +31,9 @@ std::vector<RankedCandidate> FirstCandidates(
 // How many candidates nothing tells from the first, with it.
 size_t CountLevel(const std::vector<Candidate>& candidates);
 
+// Where the rest of a candidate's line goes on, if it is long.
+inline constexpr size_t kCandidateIndent = 7;
+
 // The columns of the longest name of the first `count`.
 size_t WidthOf(const std::vector<Candidate>& candidates, size_t count);
 
