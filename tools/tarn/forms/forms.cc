@@ -258,34 +258,6 @@ std::vector<Form> PlainForms(std::string_view text, uint64_t max_size) {
   return forms;
 }
 
-// The forms of digits with a mark after them that the rest is left out. The
-// last digit can be a part of a byte.
-std::vector<Form> CutForms(std::string_view input, uint64_t max_size) {
-  constexpr size_t kLeast = 8;
-  const size_t size = WithoutMark(input).size();
-  if (size == input.size()) return {};
-  std::string_view line = input.substr(input.substr(0, size).rfind('\n') + 1);
-  // The characters of a dump can be dots.
-  if (line = TakeLine(&line); line.size() + line.data() > input.data() + size &&
-                              IsDumpLine(Trim(line))) {
-    return {};
-  }
-  for (const size_t part : {size, size - std::min<size_t>(1, size)}) {
-    const std::string_view text = Trim(input.substr(0, part));
-    std::vector<Form> forms = FormsOf(text, max_size);
-    forms.erase(
-        std::remove_if(forms.begin(), forms.end(),
-                       [&](const Form& form) {
-                         return form.bytes.size() < kLeast ||
-                                (form.name == "base64" && IsProse(text));
-                       }),
-        forms.end());
-    for (Form& form : forms) form.cut = true;
-    if (!forms.empty()) return Within("cut off at its end", std::move(forms));
-  }
-  return {};
-}
-
 bool FromPlainForm(std::string_view name, std::string_view text,
                    uint64_t max_size, std::string* bytes) {
   const auto dump = [&](DumpUnit unit) {
@@ -361,12 +333,15 @@ std::string_view Unquoted(std::string_view line) {
   return line;
 }
 
-std::vector<Form> FormsOf(std::string_view input, uint64_t max_size) {
+namespace {
+
+// The forms of an input without a look at a mark at its end.
+std::vector<Form> WholeForms(std::string_view input, uint64_t max_size) {
   if (input.substr(0, 3) == "\xEF\xBB\xBF") input.remove_prefix(3);
   if (!IsText(input) || Trim(input).empty()) return {};
   std::string plain;
   if (Unquote(input, &plain))
-    return Within("quoted as in a mail", FormsOf(plain, max_size));
+    return Within("quoted as in a mail", WholeForms(plain, max_size));
   // JSON goes on over lines; words of several lines are no digits.
   if (Unlog(input, &plain) && LooksLikeJson(plain)) {
     return Within("in a log", PlainForms(plain, max_size));
@@ -382,11 +357,44 @@ std::vector<Form> FormsOf(std::string_view input, uint64_t max_size) {
   // A form that cannot be read is reported only if no other form can be read.
   std::stable_partition(forms.begin(), forms.end(),
                         [](const Form& form) { return form.problem.empty(); });
-  if (forms.empty() || !forms.front().problem.empty()) {
-    std::vector<Form> cut = CutForms(input, max_size);
-    if (!cut.empty()) return cut;
-  }
   return forms;
+}
+
+// The forms of digits with a mark after them that the rest is left out. The
+// last digit can be a part of a byte.
+std::vector<Form> CutForms(std::string_view input, uint64_t max_size) {
+  constexpr size_t kLeast = 8;
+  const size_t size = WithoutMark(input).size();
+  if (size == input.size()) return {};
+  std::string_view line = input.substr(input.substr(0, size).rfind('\n') + 1);
+  // The characters of a dump can be dots.
+  if (line = TakeLine(&line); line.size() + line.data() > input.data() + size &&
+                              IsDumpLine(Trim(line))) {
+    return {};
+  }
+  for (const size_t part : {size, size - std::min<size_t>(1, size)}) {
+    const std::string_view text = Trim(input.substr(0, part));
+    std::vector<Form> forms = WholeForms(text, max_size);
+    forms.erase(
+        std::remove_if(forms.begin(), forms.end(),
+                       [&](const Form& form) {
+                         return form.bytes.size() < kLeast ||
+                                (form.name == "base64" && IsProse(text));
+                       }),
+        forms.end());
+    for (Form& form : forms) form.cut = true;
+    if (!forms.empty()) return Within("cut off at its end", std::move(forms));
+  }
+  return {};
+}
+
+}  // namespace
+
+std::vector<Form> FormsOf(std::string_view input, uint64_t max_size) {
+  std::vector<Form> forms = WholeForms(input, max_size);
+  if (!forms.empty() && forms.front().problem.empty()) return forms;
+  std::vector<Form> cut = CutForms(input, max_size);
+  return cut.empty() ? forms : cut;
 }
 
 }  // namespace tarn::tool

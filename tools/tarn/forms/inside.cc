@@ -192,12 +192,17 @@ class Blocks {
     const std::string_view block = input_.substr(begin_, end_ - begin_);
     std::string plain;
     if (!Unlog(block, &plain)) plain = block;
+    // Of the problems, only those of sure dumps come with a layout.
+    const auto is_broken = [](const Form& form) {
+      return !form.problem.empty() && !form.layout.empty();
+    };
+    const std::vector<Form> alone = FormsOf(plain, input_.size());
+    if (std::none_of(alone.begin(), alone.end(), is_broken)) return;
     const size_t before =
         std::count(input_.begin(), input_.begin() + begin_, '\n');
     plain.insert(0, before, '\n');
     for (Form& form : FormsOf(plain, input_.size() + plain.size())) {
-      // Of the problems, only those of sure dumps come with a layout.
-      if (form.problem.empty() || form.layout.empty()) continue;
+      if (!is_broken(form)) continue;
       form.embedded_at = begin_;
       form.embedded_size = end_ - begin_;
       forms_.push_back(std::move(form));

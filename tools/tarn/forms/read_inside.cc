@@ -34,6 +34,7 @@ bool IsSeveral(const std::vector<const Type*>& types,
 // lines; of many, the first ones. `part`: the lines of the first message, as
 // sed takes them, if these hold no other.
 [[noreturn]] void RefuseSeveral(const std::string& name, size_t count,
+                                const std::string& what,
                                 const std::vector<size_t>& lines,
                                 const std::string& part) {
   std::string places;
@@ -46,8 +47,8 @@ bool IsSeveral(const std::vector<const Type*>& types,
     places += " and " + std::to_string(count - lines.size()) + " more";
   }
   throw NotRead(kMalformed,
-                name + "text with " + std::to_string(count) +
-                    " messages in it, in lines " + places + ": cut one out",
+                name + "text with " + std::to_string(count) + ' ' + what +
+                    " in it, in lines " + places + ": cut one out",
                 {}, nullptr, part.empty() ? "" : "sed -n " + part + 'p');
 }
 
@@ -55,6 +56,7 @@ constexpr size_t kLinesShown = 3;
 
 // Ends the command for a text with several messages inside of it.
 [[noreturn]] void RefuseFound(const std::string& name, std::string_view input,
+                              const std::string& what,
                               const std::vector<Form>& found) {
   std::vector<size_t> lines;
   for (const Form& form : found) {
@@ -67,7 +69,7 @@ constexpr size_t kLinesShown = 3;
   std::string part = std::to_string(lines.front());
   if (last > lines.front()) part += ',' + std::to_string(last);
   if (lines[1] <= last) part.clear();
-  RefuseSeveral(name, found.size(), lines, part);
+  RefuseSeveral(name, found.size(), what, lines, part);
 }
 
 bool HasDigits(std::string_view line) {
@@ -137,7 +139,8 @@ void RefuseLines(const std::string& name, const std::vector<const Type*>& types,
   for (size_t line = 1; !rest.empty() && lines.size() < kLinesShown; ++line) {
     if (HasDigits(TakeLine(&rest))) lines.push_back(line);
   }
-  RefuseSeveral(name, found.count, lines, std::to_string(lines.front()));
+  RefuseSeveral(name, found.count, "messages", lines,
+                std::to_string(lines.front()));
 }
 
 bool ReadInside(const std::string& name, const std::vector<const Type*>& types,
@@ -148,15 +151,16 @@ bool ReadInside(const std::string& name, const std::vector<const Type*>& types,
                      return a.embedded_at < b.embedded_at;
                    });
   std::vector<Form> found = FindMessages(name, types, forms);
+  const std::string what = found.empty() ? "dump" : "message";
   if (found.empty()) found = FindDumps(forms);
   if (found.empty()) return false;
-  if (found.size() > 1) RefuseFound(name, input, found);
+  if (found.size() > 1) RefuseFound(name, input, what + 's', found);
   Form& form = found.front();
   const std::string place = std::to_string(form.embedded_at);
   reading->form = form.name;
   reading->layout = "inside other text, at byte " + place;
-  reading->note = name + "text with one message in it: the " + reading->form +
-                  " at byte " + place + " is read";
+  reading->note = name + "text with one " + what + " in it: the " +
+                  reading->form + " at byte " + place + " is read";
   if (form.cut) {
     reading->layout += ", cut off at its end";
     reading->note +=

@@ -59,7 +59,7 @@ ExitCode RunDiff(const Command& command, const Arguments& arguments) {
   if (before == nullptr || after == nullptr) {
     Complain(
         "only whole messages are compared: what a broken one has lost would "
-        "look like a difference; see tarn decode --partial");
+        "look like a difference");
     return kMalformed;
   }
 
