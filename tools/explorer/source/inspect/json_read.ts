@@ -44,7 +44,7 @@ class JsonReader {
   }
 
   read(type: Type | undefined): Message | undefined {
-    if (this.next() !== "{") this.fail(this.at, "expected {");
+    if (this.next() !== "{") this.expected("{");
     const message = type && newMessage(type);
     this.object(type, message, true);
     this.next();
@@ -60,11 +60,17 @@ class JsonReader {
     return this.text[this.at] ?? "";
   }
 
+  // Something else follows, or nothing at all.
+  private expected(what: string): never {
+    const ends = this.at >= this.text.length;
+    this.fail(this.at, ends ? `the input ends here, before ${what}` : `expected ${what}`);
+  }
+
   // Reads a string and returns it with its quotes.
   private string(): string {
     const begin = this.at++;
     for (; this.text[this.at] !== '"'; this.at += this.text[this.at] === "\\" ? 2 : 1) {
-      if (this.at >= this.text.length) this.fail(begin, "string without an end");
+      if (this.at >= this.text.length) this.fail(begin, "the input ends inside this string");
       if (this.text[this.at] < " ") this.fail(this.at, "control character in a string");
     }
     return this.text.slice(begin, ++this.at);
@@ -81,7 +87,7 @@ class JsonReader {
     ++this.at;
     for (let first = true; this.next() !== close; first = false) {
       if (!first) {
-        if (this.text[this.at] !== ",") this.fail(this.at, `expected , or ${close}`);
+        if (this.text[this.at] !== ",") this.expected(`, or ${close}`);
         ++this.at;
         this.next();
       }
@@ -93,9 +99,9 @@ class JsonReader {
   }
 
   private name(): string {
-    if (this.next() !== '"') this.fail(this.at, "expected a name in quotes");
+    if (this.next() !== '"') this.expected("a name in quotes");
     const name = this.string();
-    if (this.next() !== ":") this.fail(this.at, "expected :");
+    if (this.next() !== ":") this.expected(":");
     ++this.at;
     return name.slice(1, -1);
   }
@@ -146,7 +152,7 @@ class JsonReader {
     if (this.next() === '"') return this.string();
     const begin = this.at;
     while (!" \t\r\n,:{}[]\"".includes(this.text[this.at] ?? ",")) ++this.at;
-    if (this.at === begin) this.fail(this.at, "expected a value");
+    if (this.at === begin) this.expected("a value");
     return this.text.slice(begin, this.at);
   }
 

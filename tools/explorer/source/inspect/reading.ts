@@ -69,9 +69,9 @@ function explain(form: "text" | "json", types: Type[], text: string,
   const { fault: { reason, offset }, type } = near ?? like[0];
   if (types.length === 1) return { reason, offset, form };
   if (near === undefined && like.length > MANY && reason.includes(" has no ")) {
-    return { reason: "no message type takes all of these fields", form };
+    return { reason: "no message type has all of these fields", form };
   }
-  return { reason: `${reason} (read as ${type.fullName}; no other type takes it)`, offset, form };
+  return { reason: `${reason} (read as ${type.fullName}, which it is most like)`, offset, form };
 }
 
 // A message as text or JSON, for every type that takes it.
