@@ -8,6 +8,7 @@
 #include <csignal>
 #include <exception>
 #include <filesystem>
+#include <functional>
 #include <iostream>
 #include <new>
 #include <sstream>
@@ -148,10 +149,10 @@ ExitCode Run(Arguments arguments) {
   return command.run(command, arguments);
 }
 
-// Runs the command, and reports why it fails.
-ExitCode RunAndReport(const Arguments& arguments) {
+// Runs something, and reports why it fails.
+ExitCode RunAndReport(const std::function<ExitCode()>& run) {
   try {
-    return Run(arguments);
+    return run();
   } catch (const HelpGiven&) {
     return kFine;
   } catch (const Failure& failure) {
@@ -175,8 +176,12 @@ int main(int argc, char* argv[]) {
   std::signal(SIGPIPE, SIG_IGN);
   // The runtime's messages about bad input would only repeat those of tarn.
   google::protobuf::SetLogHandler(nullptr);
-  const tool::ExitCode status =
-      tool::RunAndReport(tool::Arguments(argv + 1, argv + argc));
+  const tool::ExitCode status = tool::RunAndReport(
+      [&] { return tool::Run(tool::Arguments(argv + 1, argv + argc)); });
   tool::EndPager();
-  return status;
+  if (status == tool::kInputOutput) return status;
+  return tool::RunAndReport([&] {
+    tool::Output::CloseStandardOutput();
+    return status;
+  });
 }

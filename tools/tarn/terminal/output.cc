@@ -10,6 +10,7 @@
 #include <array>
 #include <cerrno>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <limits>
@@ -71,13 +72,21 @@ char* PutUnicodeEscape(char* out, uint32_t unit) {
   return out;
 }
 
+// Of a file that is not finished.
+std::string NameOfPart(const std::string& file) { return file + ".part"; }
+
+[[noreturn]] void Fail(const std::string& name) {
+  throw Failure(kInputOutput, name + ": " + std::strerror(errno));
+}
+
 // Global, because there is only one standard output.
 bool reader_has_gone = false;
 
 }  // namespace
 
-Output::Output(int fd, const std::string& name)
+Output::Output(int fd, const std::string& name, bool file)
     : fd_(fd),
+      file_(file),
       name_(name),
       buffer_(new char[kBufferSize]),
       capacity_(kBufferSize),
@@ -88,17 +97,10 @@ Output::Output(int fd, const std::string& name)
       color_(false) {}
 
 Output::Output(const std::string& color)
-    : Output(STDOUT_FILENO, "standard output") {
+    : Output(STDOUT_FILENO, "standard output", false) {
   const char* no_color = std::getenv("NO_COLOR");
   color_ = color == "always" || (color == "auto" && terminal() &&
                                  (no_color == nullptr || *no_color == '\0'));
-}
-
-std::unique_ptr<Output> Output::ToFile(const std::string& file) {
-  const int fd =
-      ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-  if (fd < 0) throw Failure(kInputOutput, file + ": " + std::strerror(errno));
-  return std::unique_ptr<Output>(new Output(fd, file));
 }
 
 std::unique_ptr<Output> Output::InFolder(const std::string& folder,
@@ -106,28 +108,57 @@ std::unique_ptr<Output> Output::InFolder(const std::string& folder,
   std::error_code error;
   std::filesystem::create_directories(folder, error);
   if (error) throw Failure(kInputOutput, folder + ": " + error.message());
-  return ToFile(folder + '/' + name);
+  const std::string file = folder + '/' + name;
+  const int fd = ::open(NameOfPart(file).c_str(),
+                        O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (fd < 0) Fail(file);
+  return std::unique_ptr<Output>(new Output(fd, file, true));
 }
 
 Output::~Output() {
-  if (fd_ != STDOUT_FILENO) ::close(fd_);
+  if (!file_ || fd_ < 0) return;
+  ::close(fd_);
+  ::unlink(NameOfPart(name_).c_str());
 }
 
-void Output::WriteOut(const char* p, size_t size) const {
-  while (size > 0 && !(fd_ == STDOUT_FILENO && reader_has_gone)) {
-    const ssize_t written = ::write(fd_, p, size);
-    if (written < 0) {
-      if (errno == EINTR) continue;
-      if (errno == EPIPE && fd_ == STDOUT_FILENO) {
-        reader_has_gone = true;
-        EndPager();
-        return;
-      }
-      throw Failure(kInputOutput, name_ + ": " + std::strerror(errno));
-    }
-    p += written;
-    size -= written;
+void Output::Finish() {
+  Flush();
+  if (!file_) return;
+  const std::string part = NameOfPart(name_);
+  const bool whole = ::close(fd_) == 0 || errno == EINTR;
+  fd_ = -1;
+  if (whole && std::rename(part.c_str(), name_.c_str()) == 0) return;
+  const int error = errno;
+  ::unlink(part.c_str());
+  errno = error;
+  Fail(name_);
+}
+
+void Output::CloseStandardOutput() {
+  // One that was closed from the start has nothing to lose.
+  if (::close(STDOUT_FILENO) != 0 && errno != EBADF && errno != EINTR) {
+    Fail("standard output");
   }
+}
+
+bool WriteAll(int fd, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = ::write(fd, bytes.data(), bytes.size());
+    if (written >= 0) {
+      bytes.remove_prefix(written);
+    } else if (errno != EINTR) {
+      return false;
+    }
+  }
+  return true;
+}
+
+void Output::WriteOut(std::string_view bytes) const {
+  const bool unread = !file_ && reader_has_gone;
+  if (unread || WriteAll(fd_, bytes)) return;
+  if (errno != EPIPE || file_) Fail(name_);
+  reader_has_gone = true;
+  EndPager();
 }
 
 void Output::MakeRoom(size_t size) {
@@ -144,9 +175,8 @@ void Output::Flush() { Drain(true); }
 void Output::Drain(bool all) {
   const size_t size = end_ - buffer_.get();
   end_ = buffer_.get();
-  if (screen_ == nullptr) return WriteOut(end_, size);
-  const std::string shown = screen_->Show({end_, size}, all);
-  WriteOut(shown.data(), shown.size());
+  if (screen_ == nullptr) return WriteOut({end_, size});
+  WriteOut(screen_->Show({end_, size}, all));
 }
 
 size_t Output::columns() const {

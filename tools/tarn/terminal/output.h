@@ -22,9 +22,8 @@ class Output {
   // `color` is auto, always or never; auto uses colours on a terminal unless
   // NO_COLOR is set.
   explicit Output(const std::string& color = "auto");
-  // Writes to a file instead, which is made, or emptied first.
-  static std::unique_ptr<Output> ToFile(const std::string& file);
-  // Writes to a file in a folder, which is made if it is missing.
+  // Writes to a file in a folder instead, which is made if it is missing. The
+  // file gets its name by Finish(); without that, none of it stays.
   static std::unique_ptr<Output> InFolder(const std::string& folder,
                                           const std::string& name);
   ~Output();
@@ -103,14 +102,20 @@ class Output {
   // If nobody reads standard output any more, drops what is written silently.
   // What is not flushed is lost.
   void Flush();
+  // The same; a file is then whole, and nothing can be written any more.
+  void Finish();
+  // Only this tells whether all that was written to standard output has
+  // arrived.
+  static void CloseStandardOutput();
 
  private:
-  Output(int fd, const std::string& name);
+  Output(int fd, const std::string& name, bool file);
   void MakeRoom(size_t size);
   void Drain(bool all);
-  void WriteOut(const char* p, size_t size) const;
+  void WriteOut(std::string_view bytes) const;
 
-  const int fd_;
+  int fd_;           // -1: closed
+  const bool file_;  // not standard output, whatever the number is
   const std::string name_;
   std::unique_ptr<char[]> buffer_;
   size_t capacity_;
@@ -120,6 +125,9 @@ class Output {
   const bool ascii_;  // whether the terminal shows nothing else
   bool color_;
 };
+
+// Writes all of the bytes to a file. False: errno says why not.
+bool WriteAll(int fd, std::string_view bytes);
 
 // Whether a write has failed because nobody reads standard output any more.
 bool ReaderHasGone();

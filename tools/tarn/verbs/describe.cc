@@ -82,7 +82,7 @@ void WriteJsonSchemas(const std::string& folder, Schema* schema) {
     const auto file =
         Output::InFolder(folder, schema->Bare(message->full_name()) + ".json");
     PrintJsonSchema(*message, schema, file.get());
-    file->Flush();
+    file->Finish();
   }
 }
 

@@ -56,11 +56,10 @@ std::string WriteLeadingPage(const std::string& address) {
       "<!doctype html><meta charset=\"utf-8\"><title>tarn explorer</title>"
       "<script>location.replace(\"" +
       address + "\")</script>\n";
-  const bool written = fd >= 0 && ::write(fd, page.data(), page.size()) ==
-                                      static_cast<ssize_t>(page.size());
-  if (fd >= 0) ::close(fd);
-  if (!written) throw Failure(kInputOutput, file + ": cannot be written");
-  return file;
+  const bool written = fd >= 0 && WriteAll(fd, page);
+  if (fd >= 0 && ::close(fd) == 0 && written) return file;
+  if (fd >= 0) ::unlink(file.c_str());
+  throw Failure(kInputOutput, file + ": cannot be written");
 }
 
 // Whether a program of the desktop has opened the file.

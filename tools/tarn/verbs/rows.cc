@@ -162,8 +162,8 @@ class RowOutput {
     csv_ ? WriteCsvRow(row, output) : WriteJsonRow(table, row, output);
   }
 
-  void Flush() {
-    for (const auto& file : files_) file->Flush();
+  void Finish() {
+    for (const auto& file : files_) file->Finish();
   }
 
  private:
@@ -206,7 +206,7 @@ ExitCode RunRows(const Command& command, const Arguments& arguments) {
         WriteRows(*message, origin, sink);
         return kFine;
       });
-  output.Flush();
+  output.Finish();
   return status;
 }
 
