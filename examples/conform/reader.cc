@@ -9,8 +9,11 @@
 #include <tarn/Network.pb.h>
 #include <tarn/Tarn.pb.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <iostream>
 #include <memory>
+#include <new>
 #include <sstream>
 #include <string>
 
@@ -40,15 +43,25 @@ bool Answer(const std::string& operation, pb::Message* message,
 }  // namespace
 
 int main() {
+  // A message that ran out of memory may not even bear to be destroyed.
+  std::set_new_handler([] {
+    std::fputs("reader: out of memory\n", stderr);
+    std::_Exit(5);
+  });
+
   std::string identifier, operation, type;
   for (std::string line; std::getline(std::cin, line);) {
     std::string base64, data, result;
     std::istringstream(line) >> identifier >> operation >> type >> base64;
+    const auto* descriptor =
+        pb::DescriptorPool::generated_pool()->FindMessageTypeByName(type);
+    if (descriptor == nullptr) {  // one of a newer schema
+      std::cout << identifier << " unsupported" << std::endl;
+      continue;
+    }
     const std::unique_ptr<pb::Message> message(
         pb::MessageFactory::generated_factory()
-            ->GetPrototype(
-                pb::DescriptorPool::generated_pool()->FindMessageTypeByName(
-                    type))
+            ->GetPrototype(descriptor)
             ->New());
     const bool ok = pb::Base64Unescape(base64, &data) &&
                     Answer(operation, message.get(), data, &result);
@@ -56,4 +69,5 @@ int main() {
     std::cout << identifier << (ok ? " ok " + base64 : " rejected")
               << std::endl;
   }
+  return std::cout ? 0 : 5;
 }

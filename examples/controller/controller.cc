@@ -4,6 +4,8 @@
 #include <tarn/Network.pb.h>
 
 #include <cstdio>
+#include <cstdlib>
+#include <exception>
 #include <map>
 #include <mutex>
 #include <shared_mutex>
@@ -151,6 +153,12 @@ tarn::ModifyChildTypeMsg Change(const char* name, const char* value) {
 }  // namespace
 
 int main() {
+  // Where memory or threads run out, nothing is destroyed any more: a message
+  // that ran out of memory may not even bear that.
+  std::set_terminate([] {
+    std::fputs("controller: out of memory or threads\n", stderr);
+    std::_Exit(5);
+  });
   constexpr int kRounds = 1000;
   Controller controller;
   controller.Take(Network());
@@ -194,4 +202,5 @@ int main() {
       tree.modsconfigured(0).server().children(1).client();
   std::printf("%s: %s\n", client.name().c_str(),
               tarn::StatusCodes_Name(client.status()).c_str());
+  return std::fflush(stdout) == 0 ? 0 : 5;
 }

@@ -5,7 +5,10 @@
 #include <google/protobuf/util/message_differencer.h>
 #include <tarn/Network.pb.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <iostream>
+#include <new>
 #include <string>
 
 namespace {
@@ -32,6 +35,12 @@ client_uuid: "5e6a0a2e-dd70-434d-81d7-7cffb7decc0c"
 }  // namespace
 
 int main() {
+  // A message that ran out of memory may not even bear to be destroyed.
+  std::set_new_handler([] {
+    std::fputs("forms: out of memory\n", stderr);
+    std::_Exit(5);
+  });
+
   tarn::DisplayConfigMsg config;
   TextFormat::Parser parser;
   // Without a limit, text that is nested very deeply exhausts the stack.
@@ -65,4 +74,5 @@ int main() {
   // A name that the schema does not have is an error, with its place.
   const auto status = JsonStringToMessage(R"({"nmae": "North"})", &from_json);
   std::cout << "\nmisspelt: " << status.message() << '\n';
+  return std::cout.flush() ? 0 : 5;
 }

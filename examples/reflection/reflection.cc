@@ -5,7 +5,10 @@
 #include <tarn/Network.pb.h>
 #include <tarn/Tarn.pb.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <iostream>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -54,6 +57,12 @@ void Walk(const Message& message, const std::string& path) {
 }  // namespace
 
 int main() {
+  // A message that ran out of memory may not even bear to be destroyed.
+  std::set_new_handler([] {
+    std::fputs("reflection: out of memory\n", stderr);
+    std::_Exit(5);
+  });
+
   tarn::KT4Products list;
   tarn::Product* product = list.add_products();
   product->set_id("coffee");
@@ -70,4 +79,5 @@ int main() {
   display->mutable_assyconfig()->add_possibledisplaytypes(tarn::price);
   display->mutable_assyconfig()->add_possibledisplaytypes(tarn::message);
   Walk(node, "ChildTypes");
+  return std::cout.flush() ? 0 : 5;
 }

@@ -5,8 +5,11 @@
 #include <google/protobuf/unknown_field_set.h>
 #include <tarn/Tarn.pb.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <iostream>
 #include <memory>
+#include <new>
 #include <string>
 
 namespace {
@@ -45,6 +48,12 @@ std::string ChangePrice(const std::string& bytes) {
 }  // namespace
 
 int main() {
+  // A message that ran out of memory may not even bear to be destroyed.
+  std::set_new_handler([] {
+    std::fputs("unknown_fields: out of memory\n", stderr);
+    std::_Exit(5);
+  });
+
   DescriptorPool pool;
   const auto* type =
       pool.BuildFile(NewerSchema())->FindMessageTypeByName("Price");
@@ -65,4 +74,5 @@ int main() {
   const std::string bytes = ChangePrice(newer->SerializeAsString());
   newer->ParseFromString(bytes);
   std::cout << "received:\n" << newer->DebugString();
+  return std::cout.flush() ? 0 : 5;
 }
