@@ -72,6 +72,7 @@ int Compare(const std::string& path, bool json, Database* database) {
     read_back += there;
     equal += same;
   }
+  if (ledger.bad()) throw Failure(kInputOutput, path + " cannot be read whole");
   Print({{"acknowledged", acknowledged},
          {"stored", database->Count("message")},
          {"read back", read_back},

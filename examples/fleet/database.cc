@@ -24,12 +24,13 @@ constexpr size_t kMostMemory = 24 << 20;  // on the arena of one message
 constexpr int kMostRows = 50000;          // of one message
 constexpr size_t kKeptOfRejected = 256;   // bytes
 
+struct TooMuchMemory {};
 struct TooManyRows {};
 
 thread_local size_t memory_left;
 
 void* TakeBlock(size_t size) {
-  if (size > memory_left) throw std::bad_alloc();
+  if (size > memory_left) throw TooMuchMemory();
   memory_left -= size;
   return ::operator new(size);
 }
@@ -37,6 +38,7 @@ void GiveBlock(void* block, size_t) { ::operator delete(block); }
 
 [[noreturn]] void Fail(sqlite3* database) {
   const int code = sqlite3_errcode(database) & 0xff;
+  if (code == SQLITE_NOMEM) throw Failure(kInputOutput, "out of memory");
   const char* name = sqlite3_db_filename(database, "main");
   std::string text = std::string(name != nullptr ? name : "the database") +
                      ": " + sqlite3_errmsg(database) + "; ";
@@ -267,7 +269,7 @@ std::string Database::Add(const Arrived& message, size_t largest) {
   Prepared("SAVEPOINT message").Run();
   try {
     reason = Accept(message, largest);
-  } catch (const std::bad_alloc&) {
+  } catch (const TooMuchMemory&) {
     reason = "takes more than " + std::to_string(kMostMemory >> 20) +
              " MiB of memory: send it in parts";
   } catch (const TooManyRows&) {

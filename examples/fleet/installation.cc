@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <vector>
 
@@ -24,9 +23,11 @@ using Statuses = google::protobuf::Map<std::string, tarn::StatusCodes>;
 std::vector<std::filesystem::path> Files(const std::string& folder) {
   std::vector<std::filesystem::path> files;
   std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
-    if (entry.path().extension() == ".txtpb") files.push_back(entry.path());
+  std::filesystem::directory_iterator entry(folder, error), end;
+  for (; !error && entry != end; entry.increment(error)) {
+    if (entry->path().extension() == ".txtpb") files.push_back(entry->path());
   }
+  if (error) throw Failure(kInputOutput, folder + ": " + error.message());
   std::sort(files.begin(), files.end());
   return files;
 }
@@ -88,8 +89,14 @@ void AddChanges(const Statuses& before, const Statuses& now,
 
 void ReadFile(const std::string& path, Messages* messages) {
   std::ifstream file(path);
-  const std::string text(std::istreambuf_iterator<char>(file), {});
-  if (!file) throw Failure(kInputOutput, path + " cannot be read");
+  std::string text;
+  char piece[4096];
+  while (file.read(piece, sizeof piece), file.gcount() > 0) {
+    text.append(piece, static_cast<size_t>(file.gcount()));
+  }
+  if (!file.is_open() || file.bad()) {
+    throw Failure(kInputOutput, path + " cannot be read");
+  }
   const std::string label = "# proto-message: tarn.";
   const size_t line = text.find(label);
   if (line == std::string::npos) {

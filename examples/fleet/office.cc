@@ -6,9 +6,11 @@
 #include <sys/stat.h>
 
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
+#include <new>
 #include <vector>
 
 #include "pager.h"
@@ -107,7 +109,8 @@ int Run(const Arguments& arguments) {
     if (words.size() != count) throw Failure(kUsage, "see office --help");
   };
   if (arguments.help) {
-    std::cout << kHelp << kServerHelp;
+    std::cout << kHelp << kServerHelp << std::flush;
+    return std::cout ? kFine : kInputOutput;
   } else if (verb.empty()) {
     Database database(arguments.database, /*writing=*/true);
     const Connection connection =
@@ -143,6 +146,10 @@ int Run(const Arguments& arguments) {
 }  // namespace fleet
 
 int main(int argc, char** argv) {
+  std::set_new_handler([] {
+    std::fputs("office: out of memory\n", stderr);
+    std::_Exit(fleet::kInputOutput);
+  });
   std::signal(SIGINT, [](int) { fleet::ending = 1; });
   std::signal(SIGTERM, [](int) { fleet::ending = 1; });
   std::signal(SIGPIPE, SIG_IGN);

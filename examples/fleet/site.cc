@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
+#include <new>
 
 #include "fleet.h"
 #include "signs.h"
@@ -176,6 +177,7 @@ bool Site::Publish(const std::string& type, const std::string& bytes) {
   if (ledger_.is_open()) {
     ledger_ << sequence << ' ' << subject << ' ' << Hex(bytes) << ' '
             << attempt.id << std::endl;
+    if (!ledger_) throw Failure(kInputOutput, "the ledger cannot be written");
   }
   attempt = {};
   ++acknowledged_count_;
@@ -209,13 +211,18 @@ void Site::Run() {
     }
   }
   std::cout << "sent             " << sent_ << "\nacknowledged     "
-            << acknowledged_count_ << '\n';
+            << acknowledged_count_ << std::endl;
+  if (!std::cout) throw Failure(kInputOutput, "the counts cannot be written");
 }
 
 }  // namespace
 }  // namespace fleet
 
 int main(int argc, char** argv) {
+  std::set_new_handler([] {
+    std::fputs("site: out of memory\n", stderr);
+    std::_Exit(fleet::kInputOutput);
+  });
   const option options[] = {{"name", required_argument, nullptr, 0},
                             {"ledger", required_argument, nullptr, 0},
                             {"server", required_argument, nullptr, 0},
@@ -229,8 +236,8 @@ int main(int argc, char** argv) {
   int index = 0;
   for (int c; (c = getopt_long(argc, argv, "h", options, &index)) != -1;) {
     if (c == 'h') {
-      std::cout << fleet::kHelp << fleet::kServerHelp;
-      return fleet::kFine;
+      std::cout << fleet::kHelp << fleet::kServerHelp << std::flush;
+      return std::cout ? fleet::kFine : fleet::kInputOutput;
     }
     if (c != 0) return fleet::kUsage;
     const std::string word = options[index].name;
@@ -254,6 +261,9 @@ int main(int argc, char** argv) {
   } catch (const fleet::Failure& failure) {
     std::cerr << "site: " << failure.what() << '\n';
     return failure.exit;
+  } catch (const std::exception& error) {
+    std::cerr << "site: " << error.what() << '\n';
+    return fleet::kInputOutput;
   }
   return fleet::kFine;
 }

@@ -57,13 +57,14 @@ class FleetTest(unittest.TestCase):
                        for path in self.logs.values())
         self.fail(f"waited {PATIENCE} s for: {what}{logs}")
 
-    def start(self, *command, preexec=None):
+    def start(self, *command, preexec=None, environment=None):
         self.names += 1
         log = self.folder / f"log.{self.names}"
         with log.open("wb") as out:
             process = subprocess.Popen(  # pylint: disable=R1732,W1509
                 [str(word) for word in command], stdout=out,
-                stderr=subprocess.STDOUT, preexec_fn=preexec, cwd=self.folder)
+                stderr=subprocess.STDOUT, preexec_fn=preexec, cwd=self.folder,
+                env={**os.environ, **(environment or {})})
         self.logs[process.pid] = log
         self.addCleanup(self.end, process, signal.SIGKILL)
         return process
@@ -112,10 +113,10 @@ class FleetTest(unittest.TestCase):
     def url(self):
         return f"nats://127.0.0.1:{self.port}"
 
-    def office(self, *options, preexec=None):
+    def office(self, *options, preexec=None, environment=None):
         return self.start(self.programs / "office", "--server", self.url(),
                           "--database", self.folder / "o.db", *options,
-                          preexec=preexec)
+                          preexec=preexec, environment=environment)
 
     def ready_office(self, *options, preexec=None):
         office = self.office(*options, preexec=preexec)
