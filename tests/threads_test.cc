@@ -15,8 +15,8 @@ namespace {
 
 using tests::HexOf;
 
-const int kThreads = 4;
-const int kRounds = 200;
+const int kThreads = 64;
+const int kRounds = 20;
 
 // Runs work(number of the thread) in several threads that start together.
 void InThreads(const std::function<void(int)>& work) {
@@ -144,7 +144,7 @@ TEST(Threads, ChildOfAForkUsesMessagesWhileThreadsDo) {
   const std::string bytes = tests::BytesOf(message);
   std::vector<int> good(kThreads);
   InThreads([&](int i) {
-    for (int round = 0; round < kRounds / 10; ++round) {
+    for (int round = 0; round < kRounds; ++round) {
       tarn::ModsAvailable own;
       if (i > 0) {
         good[i] += own.ParseFromString(bytes) && tests::BytesOf(own) == bytes;
@@ -161,7 +161,7 @@ TEST(Threads, ChildOfAForkUsesMessagesWhileThreadsDo) {
                  WEXITSTATUS(status) == 7;
     }
   });
-  EXPECT_EQ(good, std::vector<int>(kThreads, kRounds / 10));
+  EXPECT_EQ(good, std::vector<int>(kThreads, kRounds));
 }
 #endif
 
