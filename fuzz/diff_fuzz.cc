@@ -14,11 +14,14 @@
 #include "difference.h"
 #include "encoding.h"
 #include "schema.h"
+#include "target.h"
 #include "tarn/node_order.h"
 
+namespace fuzz {
 namespace {
 
 using google::protobuf::Message;
+using tarn::tool::Type;
 
 void Check(const Message& a, const Message& b) {
   bool differ = false;
@@ -44,30 +47,29 @@ void Check(const Message& a, const Message& b) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  static tarn::tool::Schema* schema = [] {
-    google::protobuf::SetLogHandler(nullptr);
-    return new tarn::tool::Schema();
-  }();
-  static const auto& messages =
-      *new std::vector<const google::protobuf::Descriptor*>(schema->Messages());
-  if (size < 4) return 0;
-  const tarn::tool::Type& type =
-      schema->Table(*messages[data[0] % messages.size()]);
-  const size_t number = data[2] << 8 | data[3];
-  std::string first(reinterpret_cast<const char*>(data) + 4, size - 4);
+const size_t kOptions = 4;
+
+void Try(std::string_view input) {
+  if (input.size() < kOptions) return;
+  const Type& type = TypeOf(input);
+  const auto at = [&](size_t i) {
+    return static_cast<unsigned char>(input[i]);
+  };
+  const size_t number = at(2) << 8 | at(3);
+  std::string first(input.substr(kOptions));
   std::string second = first;
-  if (data[1] == 0) {
+  if (at(1) == 0) {
     second.erase(0, number);
     first.resize(std::min(first.size(), number));
   } else if (!second.empty()) {
-    second[number % second.size()] ^= 1 << data[1] % 8;
+    second[number % second.size()] ^= 1 << at(1) % 8;
   }
-  const auto a = tarn::tool::NewMessage(type);
-  const auto b = tarn::tool::NewMessage(type);
-  if (!a->ParseFromString(first) || !b->ParseFromString(second)) return 0;
+  const auto a = Parsed(type, first);
+  const auto b = Parsed(type, second);
+  if (a == nullptr || b == nullptr) return;
   Check(*a, *b);
   Check(*b, *a);
   Check(*a, *a);
-  return 0;
 }
+
+}  // namespace fuzz

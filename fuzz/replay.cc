@@ -1,26 +1,29 @@
-// Runs a fuzz target on the files of a folder, in builds without a fuzzer.
-#include <cstdint>
+// Runs a fuzz target on the files of its regressions and on its seeds, in
+// builds without a fuzzer. Usage: replay REGRESSIONS CORPUS TARGET
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
+#include "seeds.h"
+#include "target.h"
 
-int main(int argc, char* argv[]) {
+int main(int, char* argv[]) {
   int count = 0;
-  for (int i = 1; i < argc; ++i) {
-    for (const auto& entry : std::filesystem::directory_iterator(argv[i])) {
-      std::ifstream file(entry.path(), std::ios::binary);
-      const std::string input{std::istreambuf_iterator<char>(file), {}};
-      std::printf("%s\n", entry.path().c_str());
-      std::fflush(stdout);
-      LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(input.data()),
-                             input.size());
-      ++count;
-    }
+  for (const auto& entry : std::filesystem::directory_iterator(argv[1])) {
+    std::ifstream file(entry.path(), std::ios::binary);
+    const std::string input{std::istreambuf_iterator<char>(file), {}};
+    std::fprintf(stderr, "%s\n", entry.path().c_str());
+    fuzz::Try(input);
+    ++count;
   }
-  std::printf("%d inputs\n", count);
+  fuzz::ForEachSeed(argv[3], argv[2],
+                    [&](const std::string& name, const std::string& input) {
+                      std::fprintf(stderr, "%s\n", name.c_str());
+                      fuzz::Try(input);
+                      ++count;
+                    });
+  std::fprintf(stderr, "%d inputs\n", count);
   return count > 0 ? 0 : 1;
 }

@@ -15,7 +15,8 @@ set(pages
     docs/performance.md
     docs/security.md
     docs/wireshark.md)
-set(not_installed "(CHANGELOG|CONTRIBUTING|docs/architecture|docs/releasing|languages|tools)")
+set(not_installed
+    "(CHANGELOG|CONTRIBUTING|docs/architecture|docs/releasing|fuzz|languages|tools)")
 set(doc_dir ${CMAKE_INSTALL_DATAROOTDIR}/doc/tarn)
 
 foreach(page IN LISTS pages)

@@ -24,7 +24,7 @@ import sys
 import tempfile
 
 PAGES = ('README.md', 'CONTRIBUTING.md', 'corpus/README.md', 'docs/*.md',
-         'languages/*/README.md')
+         'fuzz/README.md', 'languages/*/README.md')
 FENCE = re.compile(r'^( *)```(\w*)\n(.*?)^\1```$', re.M | re.S)
 CLIENT = 'tests/consumer/find_package/CMakeLists.txt'
 # What tests build, run or compare with, for blocks of code.
@@ -215,6 +215,15 @@ def promises():
         check(now['memory'] < limits[0] * now['bytes'], f'{page}: {now["type"]} takes more')
 
 
+def targets():
+    """What fuzz/README.md lists, and that each has an input that is replayed."""
+    listed = re.findall(r'^\| `(\w+_fuzz)` \|', (TREE / 'fuzz/README.md').read_text(), re.M)
+    there = sorted(file.stem for file in TREE.glob('fuzz/*_fuzz.cc'))
+    check(listed == there, f'fuzz/README.md: lists {listed}, not {there}')
+    for name in there:
+        check(any((TREE / f'fuzz/regressions/{name}').glob('*')), f'{name}: no regression')
+
+
 def nothing_by_hand():
     """What CONTRIBUTING says of proto/schema.cc."""
     text = (TREE / 'proto/schema.cc').read_text()
@@ -260,6 +269,7 @@ total = sum(page_test(page, UPDATE) for page in pages)
 counts(UPDATE)
 agreement(UPDATE)
 nothing_by_hand()
+targets()
 promises()
 check(total >= 8, f'only {total} blocks in {len(pages)} pages')
 if not UPDATE:
