@@ -167,39 +167,65 @@ class DumpReader {
     return offset - base_offset_ - dump_.bytes.size();
   }
 
+  // What is read of a line after its offset.
+  struct Groups {
+    std::string bytes;
+    bool read = false;
+    bool pairs = true;
+    bool part = false;   // of a word; only characters prove that
+    bool shown = false;  // the characters after the digits are of these bytes
+  };
+
+  // `framed`: the characters have been removed.
+  Groups ReadGroups(std::string_view rest, bool framed,
+                    uint64_t expected) const {
+    Groups groups;
+    bool gap = false;  // before the next group
+    while (!rest.empty() && !groups.shown &&
+           !(gap && groups.bytes.size() >= expected)) {
+      const size_t size = std::min(rest.find_first_of(" \t"), rest.size());
+      const std::string_view group = rest.substr(0, size);
+      if (!AppendGroup(group, unit_, &groups.bytes)) {
+        // The characters do not match the bytes, for example in another
+        // alphabet.
+        groups.read = !groups.bytes.empty() && gap && !framed;
+        return groups;
+      }
+      groups.part =
+          groups.part || (unit_ == DumpUnit::kHexWords && IsPartOfWord(group));
+      groups.pairs = groups.pairs && group.size() == 2;
+      rest.remove_prefix(size);
+      const size_t blanks = rest.find_first_not_of(" \t");
+      gap = blanks != rest.npos && (blanks > 1 || rest[0] == '\t');
+      rest.remove_prefix(std::min(blanks, rest.size()));
+      groups.shown = gap && Shows(rest, groups.bytes);
+    }
+    groups.read = true;
+    return groups;
+  }
+
   bool Line(const DumpLine& start, std::string_view text) {
-    std::string_view rest = start.rest;
     ++lines_;
     colons_ = colons_ && start.colon;
-    if (rest.empty()) {
+    if (start.rest.empty()) {
       ended_ = true;
       return true;
     }
-    const std::string_view framed = TakeFramed(&rest);
+    std::string_view digits = start.rest;
+    const std::string_view framed = TakeFramed(&digits);
     const uint64_t expected = BytesToNextOffset(text);
-    row_.clear();
-    gap_ = false;
-    bool shown = false;
-    bool part = false;  // of a word; only characters prove that
-    while (!rest.empty() && !shown && !(gap_ && row_.size() >= expected)) {
-      const size_t size = std::min(rest.find_first_of(" \t"), rest.size());
-      const std::string_view group = rest.substr(0, size);
-      if (!AppendGroup(group, unit_, &row_)) {
-        // The characters do not match the bytes, for example in another
-        // alphabet.
-        if (row_.empty() || !gap_ || !framed.empty()) return false;
-        break;
-      }
-      part = part || (unit_ == DumpUnit::kHexWords && IsPartOfWord(group));
-      groups_of_pairs_ = groups_of_pairs_ && group.size() == 2;
-      rest.remove_prefix(size);
-      const size_t blanks = rest.find_first_not_of(" \t");
-      gap_ = blanks != rest.npos && (blanks > 1 || rest[0] == '\t');
-      rest.remove_prefix(std::min(blanks, rest.size()));
-      shown = gap_ && Shows(rest, row_);
+    Groups groups = ReadGroups(digits, !framed.empty(), expected);
+    bool shown = groups.shown || Shows(framed, groups.bytes);
+    if (!shown && digits.size() < start.rest.size()) {
+      // Bars can also be two of the characters.
+      Groups whole = ReadGroups(start.rest, false, expected);
+      shown = whole.shown;
+      if (shown) groups = std::move(whole);
     }
-    if (part && !shown) return false;
-    verified_ = verified_ && (shown || Shows(framed, row_));
+    if (!groups.read || (groups.part && !shown)) return false;
+    row_ = std::move(groups.bytes);
+    groups_of_pairs_ = groups_of_pairs_ && groups.pairs;
+    verified_ = verified_ && shown;
     dump_.verified = verified_;
     dump_.ambiguous = !groups_of_pairs_ && !start.colon;
     odd_ = unit_ == DumpUnit::kHexWords || unit_ == DumpUnit::kOctalWords;
@@ -221,7 +247,6 @@ class DumpReader {
   bool begun_ = false;
   bool repeated_ = false;  // the last line was "*"
   bool ended_ = false;     // an offset alone, the last
-  bool gap_ = false;       // before the next group
   bool odd_ = false;       // whether the last byte is only padding
   int lines_ = 0;
   bool colons_ = true;
