@@ -288,4 +288,13 @@ TEST(FormsInside, WordsOfALogAreNotJoined) {
   }
 }
 
+TEST(Forms, ALineOfALogInsideOfAnotherIsNotTakenApart) {
+  std::string text;
+  for (int i = 0; i < 50000; ++i) text += "Nov 22 12:00:01 gate relay[42]: ";
+  std::string bytes;
+  EXPECT_FALSE(tarn::tool::FromForm("hex", text, 1 << 20, &bytes));
+  EXPECT_TRUE(tarn::tool::FromForm("hex", text.substr(0, 32) + "0a 0b", 1 << 20,
+                                   &bytes));
+}
+
 }  // namespace

@@ -294,10 +294,10 @@ bool FromForm(std::string_view name, std::string_view input, uint64_t max_size,
               std::string* bytes) {
   if (FromPlainForm(name, input, max_size, bytes)) return true;
   std::string plain;
-  if (Unquote(input, &plain) || Unlog(input, &plain)) {
-    return FromForm(name, plain, max_size, bytes);
-  }
-  return Unnumber(input, &plain) && FromPlainForm(name, plain, max_size, bytes);
+  if (Unquote(input, &plain)) return FromForm(name, plain, max_size, bytes);
+  // Only once: a line can go on like a line of a log again and again.
+  return (Unlog(input, &plain) || Unnumber(input, &plain)) &&
+         FromPlainForm(name, plain, max_size, bytes);
 }
 
 bool IsText(std::string_view input) {
