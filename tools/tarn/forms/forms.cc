@@ -308,6 +308,12 @@ bool IsText(std::string_view input) {
   return FindInvalidUtf8(input.data(), input.data() + input.size()) == nullptr;
 }
 
+std::string_view WithoutMark(std::string_view text) {
+  constexpr std::string_view kMark = "\xEF\xBB\xBF";
+  const bool marked = text.substr(0, kMark.size()) == kMark;
+  return text.substr(marked ? kMark.size() : 0);
+}
+
 bool IsSpace(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 
 std::string_view Trim(std::string_view text) {
@@ -337,7 +343,7 @@ namespace {
 
 // The forms of an input without a look at a mark at its end.
 std::vector<Form> WholeForms(std::string_view input, uint64_t max_size) {
-  if (input.substr(0, 3) == "\xEF\xBB\xBF") input.remove_prefix(3);
+  input = WithoutMark(input);
   if (!IsText(input) || Trim(input).empty()) return {};
   std::string plain;
   if (Unquote(input, &plain))

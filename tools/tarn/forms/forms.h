@@ -70,6 +70,8 @@ bool FromNumbers(std::string_view text, std::string* bytes);
 // Whether the input holds only characters that a person can type, in any
 // language.
 bool IsText(std::string_view input);
+// A text without the mark of the order of bytes that some editors put first.
+std::string_view WithoutMark(std::string_view text);
 bool IsSpace(char c);
 std::string_view Trim(std::string_view text);
 // Removes the first line and returns it without its end.

@@ -311,7 +311,8 @@ ExitCode ForEachWritten(const InputOptions& options, const Type& type,
   }
   Reader reader(options.file);
   if (options.frame == "none") {
-    const std::string input = ReadAll(&reader, options);
+    const std::string all = ReadAll(&reader, options);
+    const std::string_view input = WithoutMark(all);
     const std::string place = InputName(options.file) + ": ";
     const bool json =
         options.from == "json" ||
@@ -329,7 +330,7 @@ ExitCode ForEachWritten(const InputOptions& options, const Type& type,
     if (ReaderHasGone()) break;
     if (Trim(line).empty()) continue;
     try {
-      handle(EncodeJson(type, line,
+      handle(EncodeJson(type, number == 1 ? WithoutMark(line) : line,
                         InputName(options.file) + ": record " +
                             std::to_string(number) + ": "));
     } catch (const Failure& failure) {

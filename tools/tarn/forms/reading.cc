@@ -174,6 +174,7 @@ std::vector<Attempt*> Choices(std::vector<Attempt>* attempts, Attempt* binary,
 Reading ReadAs(const InputOptions& options, const std::string& name,
                const std::vector<const Type*>& types, std::string_view input) {
   Reading reading;
+  input = WithoutMark(input);
   if (options.from == "text" || options.from == "json") {
     Attempt attempt = TryWritten(options.from, name, types, input);
     if (!attempt.refused.complaint.empty()) Refuse(attempt, name, types, input);
