@@ -54,7 +54,7 @@ std::string_view TrimEnd(std::string_view text) {
 
 }  // namespace
 
-std::string_view WithoutMark(std::string_view text) {
+std::string_view WithoutCutMark(std::string_view text) {
   const std::string_view whole = TrimEnd(text);
   std::string_view rest = TrimEnd(whole.substr(0, SizeWithoutRemark(whole)));
   if (EndsWith(rest, kEllipsis)) {

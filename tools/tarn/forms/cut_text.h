@@ -10,7 +10,7 @@ namespace tarn::tool {
 
 // A text without such a mark at its end, and without the blanks before it; the
 // whole text if there is none.
-std::string_view WithoutMark(std::string_view text);
+std::string_view WithoutCutMark(std::string_view text);
 
 // Whether such a mark is at the beginning of a text, after blanks.
 bool BeginsWithMark(std::string_view text);

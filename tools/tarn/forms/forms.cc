@@ -183,8 +183,9 @@ void KeepLines(std::string_view digits, Form* form) {
 // Text or JSON up to a mark that the rest is left out.
 std::string_view WithoutEnd(std::string_view text) {
   const std::string_view line = text.substr(text.rfind('\n') + 1);
-  return text.back() == '}' || line.find('#') != line.npos ? text
-                                                           : WithoutMark(text);
+  return text.back() == '}' || line.find('#') != line.npos
+             ? text
+             : WithoutCutMark(text);
 }
 
 // The forms of a text that has nothing else around it.
@@ -370,7 +371,7 @@ std::vector<Form> WholeForms(std::string_view input, uint64_t max_size) {
 // last digit can be a part of a byte.
 std::vector<Form> CutForms(std::string_view input, uint64_t max_size) {
   constexpr size_t kLeast = 8;
-  const size_t size = WithoutMark(input).size();
+  const size_t size = WithoutCutMark(input).size();
   if (size == input.size()) return {};
   std::string_view line = input.substr(input.substr(0, size).rfind('\n') + 1);
   // The characters of a dump can be dots.

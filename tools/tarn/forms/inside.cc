@@ -27,7 +27,7 @@ class Pieces {
       const size_t stop =
           std::min(part.find_first_of(" ,:", word), part.size());
       const std::string_view token =
-          WithoutMark(part.substr(word, stop - word));
+          WithoutCutMark(part.substr(word, stop - word));
       const bool cut = word + token.size() < stop;
       const bool pair = IsHexPair(token);
       if (pair && row == part.npos) row = word;
