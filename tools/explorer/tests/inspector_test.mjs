@@ -1,7 +1,8 @@
 // The inspector in a browser: each thing that it does, at least once.
 import assert from "node:assert/strict";
 import { test } from "node:test";
-import { bytesOf, example, go, hashOf, paste, tab, typeOf, waitForType, withPage } from "./browser.mjs";
+import { bytesOf, example, go, hashOf, paste, tab, typeOf, waitForType, withPage }
+  from "./browser.mjs";
 
 const price = { hex: "08 02 12 04 6d 69 6c 6b 1a 04 31 2e 31 35" };
 const server = bytesOf("valid", "Server", "every_field_set");

@@ -4,7 +4,8 @@ import { readFileSync } from "node:fs";
 import { describe, expect, it } from "vitest";
 import { schema } from "../schema";
 import { startWalk, walk } from "../spans";
-import { allCases, casesIn, fileOf, framed, goOn, lines, randomFrom, tarn, type Case } from "./tarn";
+import { allCases, casesIn, fileOf, framed, goOn, lines, randomFrom, tarn, type Case }
+  from "./tarn";
 
 const BROKEN = Number(process.env.BROKEN ?? 6000);
 const SEED = Number(process.env.SEED ?? 1);
