@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Runs tarn on the cases beside this file, and compares what it does.
 
-Usage: run_cases.py [--update] TARN [CASE...]
+Usage: run_cases.py [--update | --stop] TARN [CASE...]
 
 A case is a folder; tarn runs inside of it. Its files:
   args     arguments of tarn, quoted as for a shell
@@ -14,6 +14,7 @@ A case is a folder; tarn runs inside of it. Its files:
            what is expected; a file left out stands for nothing, or for 0.
            What a terminal got that is both stdout and stderr is in stdout.
 --update writes these from what tarn does now. Read the difference.
+--stop goes no further than to the first case that fails, and names it.
 """
 import difflib
 import fcntl
@@ -127,8 +128,8 @@ def update(case, results):
 
 
 def main(arguments):
-    updating = arguments[:1] == ["--update"]
-    tarn, *names = arguments[updating:]
+    option = arguments.pop(0) if arguments[:1] in (["--update"], ["--stop"]) else None
+    tarn, *names = arguments
     tarn = pathlib.Path(tarn).resolve()
     folder = pathlib.Path(__file__).resolve().parent
     cases = [folder / name for name in names] or sorted(
@@ -136,10 +137,13 @@ def main(arguments):
     failed = 0
     for case in cases:
         results = run(tarn, case)
-        if updating:
+        if option == "--update":
             update(case, results)
         elif not compare(case, results):
             failed += 1
+            if option == "--stop":
+                print(f"{case.name}: differs")
+                break
     print(f"{len(cases)} cases, {failed} failed")
     return 1 if failed or not cases else 0
 

@@ -7,9 +7,44 @@ Usage: packaging_test.py SOURCE_DIR BUILD_DIR [unittest options]
 import re
 import sys
 import unittest
+from fnmatch import fnmatchcase
 from pathlib import Path
 
 DEBIAN = Path()
+
+# What an install holds, and the package in which each file is: that of the first
+# pattern which matches.
+PACKAGE_OF = ((r"lib/libschema\.so\.[^-]*$", "libschema0"),
+              (r"lib/libschema\.(debug|so\..*-gdb\.py)$", "libschema0-dbg"),
+              (r"bin/|share/(bash-completion|fish|man|zsh)/", "tarn"),
+              (r"(lib|share|share/doc/tarn)/wireshark/", "tarn-wireshark"),
+              (r".*/explorer\.html$", "tarn-doc"),
+              (r"", "libschema-dev"))
+# Where debian/rules moves some of them, and Debian's folder for libraries.
+MOVED = ((r"^lib/(.*-gdb\.py)$", r"share/gdb/auto-load/usr/lib/triplet/\1"),
+         (r"^lib/(.*\.debug)$", r"lib/debug/usr/lib/triplet/\1"),
+         (r"^share/zsh/site-functions/", "share/zsh/vendor-completions/"),
+         (r"^lib/(?!debug/)", "lib/triplet/"))
+
+
+class Contents(unittest.TestCase):
+    def takers(self, path):
+        """The packages whose lists name the file, or a folder that it is in."""
+        return [lines.stem for lines in sorted(DEBIAN.glob("*.install"))
+                for line in lines.read_text().splitlines()
+                if fnmatchcase(path, line.split()[0])
+                or fnmatchcase(path, line.split()[0] + "/*")]
+
+    def test_each_installed_file_is_in_its_package(self):
+        installed = (DEBIAN.parent / "tests/install/files.txt").read_text().split()
+        self.assertGreater(len(installed), 50)
+        for file in installed:
+            path = file
+            for old, new in MOVED:
+                path = re.sub(old, new, path)
+            package = next(package for pattern, package in PACKAGE_OF
+                           if re.match(pattern, file))
+            self.assertEqual(self.takers(f"usr/{path}"), [package], file)
 
 
 class Maintainer(unittest.TestCase):
