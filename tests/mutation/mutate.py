@@ -1,10 +1,11 @@
 #!/usr/bin/python3
 """Breaks copies of the tree, one change at a time, and reports what no test sees.
 
-Usage: mutate.py [--draw N] [--only WORD] [GROUP...]
+Usage: mutate.py [--draw N] [--only WORD] [--workers N] [GROUP...]
   GROUP       schema, inspector, build, examples or packages; all without it
   --draw N    so many of each group, instead of its own number
   --only WORD only breaks of files whose path contains the word
+  --workers N so many at a time, instead of two
 
 Every survivor is shown as a difference, in the form that explained.txt takes. The
 last line counts those that were noticed or are explained, and those that were not.
@@ -24,7 +25,6 @@ from tree_copy import CannotRun, TreeCopy
 
 TREE = Path(__file__).resolve().parents[2]
 FOLDER = TREE / "build/mutate"
-WORKERS = 2
 # In this order: what breaks the schema makes all be built again.
 GROUPS = {"inspector": 150, "examples": 30, "packages": 0, "build": 0, "schema": 100}
 
@@ -120,6 +120,7 @@ def main():
     parser = argparse.ArgumentParser(usage=__doc__.split("\n\n", 1)[1])
     parser.add_argument("--draw", type=int)
     parser.add_argument("--only", default="")
+    parser.add_argument("--workers", type=int, default=2)
     parser.add_argument("groups", nargs="*", metavar="GROUP")
     arguments = parser.parse_args()
     unknown = set(arguments.groups) - set(GROUPS)
@@ -135,7 +136,7 @@ def main():
         run.queues[group] = iter(breaks)
     began = time.monotonic()
     workers = [threading.Thread(target=work, args=(run, FOLDER / str(number + 1)))
-               for number in range(WORKERS)]
+               for number in range(arguments.workers)]
     for worker in workers:
         worker.start()
     for worker in workers:
