@@ -12,7 +12,7 @@ from typing import NamedTuple
 # Seconds for one command; the first ones build all that there is.
 TIMEOUT, FIRST_TIMEOUT = 900, 7200
 # A break can make a program run, write and grow without end.
-LIMITED = ["prlimit", "--cpu=300", f"--fsize={2 << 30}", f"--as={6 << 30}", "--core=0"]
+LIMITED = ["prlimit", "--cpu=300", f"--fsize={4 << 30}", f"--as={6 << 30}", "--core=0"]
 BUILD = "build/debug"
 OPTIONS = ["-DSCHEMA_PROFILE=OFF", "-DSCHEMA_BUILD_EXPLORER=OFF"]
 # Those that start tarn for hours.
