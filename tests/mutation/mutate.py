@@ -13,6 +13,7 @@ last line counts those that were noticed or are explained, and those that were n
 
 import argparse
 import difflib
+import signal
 import sys
 import threading
 import time
@@ -37,7 +38,7 @@ class Run:
         self.queues, self.running = {}, dict.fromkeys(GROUPS, 0)
         self.wanted, self.counts = {}, {group: {} for group in GROUPS}
         self.seconds = dict.fromkeys(GROUPS, 0)
-        self.survivors = []
+        self.survivors, self.copies = [], []
         self.error: Exception | None = None
 
     def take(self):
@@ -90,10 +91,13 @@ def difference_of(a_break):
 def work(run, folder):
     try:
         copy = TreeCopy(TREE, folder)
+        run.copies.append(copy)
         while a_break := run.take():
             copy.check_unbroken(a_break.stages)
             began = time.monotonic()
             failure = copy.try_break(a_break)
+            if run.error is not None:
+                break
             run.end(a_break, difference_of(a_break), failure, time.monotonic() - began)
     except Exception as error:  # pylint: disable=broad-exception-caught
         run.error = error  # the other worker stops, too
@@ -137,14 +141,23 @@ def main():
     began = time.monotonic()
     workers = [threading.Thread(target=work, args=(run, FOLDER / str(number + 1)))
                for number in range(arguments.workers)]
+    signal.signal(signal.SIGTERM, signal.default_int_handler)
     for worker in workers:
         worker.start()
-    for worker in workers:
-        worker.join()
+    try:
+        for worker in workers:
+            worker.join()
+    except KeyboardInterrupt:
+        run.error = CannotRun("ended from outside")
+        for copy in run.copies:
+            copy.end_command()
+        for worker in workers:
+            worker.join()
+    print(f"{(time.monotonic() - began) / 60:.0f} minutes\n")
+    status = report(run)
     if run.error is not None:
         raise run.error
-    print(f"{(time.monotonic() - began) / 60:.0f} minutes\n")
-    return report(run)
+    return status
 
 
 if __name__ == "__main__":
