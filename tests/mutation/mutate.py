@@ -41,6 +41,12 @@ class Run:
         self.survivors, self.copies = [], []
         self.error: Exception | None = None
 
+    def stop(self, *_):
+        """Ends what the workers run; they put their files back."""
+        self.error = CannotRun("ended from outside")
+        for copy in self.copies:
+            copy.end_command()
+
     def take(self):
         """The next break that may still be needed, or nothing."""
         with self.lock:
@@ -100,7 +106,7 @@ def work(run, folder):
                 break
             run.end(a_break, difference_of(a_break), failure, time.monotonic() - began)
     except Exception as error:  # pylint: disable=broad-exception-caught
-        run.error = error  # the other worker stops, too
+        run.error = run.error or error  # the other worker stops, too
 
 
 def report(run):
@@ -141,18 +147,12 @@ def main():
     began = time.monotonic()
     workers = [threading.Thread(target=work, args=(run, FOLDER / str(number + 1)))
                for number in range(arguments.workers)]
-    signal.signal(signal.SIGTERM, signal.default_int_handler)
+    for number in signal.SIGINT, signal.SIGTERM:
+        signal.signal(number, run.stop)
     for worker in workers:
         worker.start()
-    try:
-        for worker in workers:
-            worker.join()
-    except KeyboardInterrupt:
-        run.error = CannotRun("ended from outside")
-        for copy in run.copies:
-            copy.end_command()
-        for worker in workers:
-            worker.join()
+    for worker in workers:
+        worker.join()
     print(f"{(time.monotonic() - began) / 60:.0f} minutes\n")
     status = report(run)
     if run.error is not None:
