@@ -266,7 +266,11 @@ function readText(types: Type[], input: string, binary: Attempt): ReadResult {
   const found = inside(types, input);
   if (found !== undefined) return found;
   if (broken !== undefined) return failed(broken.problem!, forms[forms.length - 1]);
-  if (attempts.length === 0) return { readings: [binary.reading] };
+  if (attempts.length === 0) {
+    const note = "this text is taken as bytes: the page knows no form that it has; " +
+      "tarn what knows more of them";
+    return { readings: [{ ...binary.reading, note }] };
+  }
   const [{ complaint, reading }] = attempts;
   return complaint !== undefined ? { readings: [], error: complaint } : { readings: [reading] };
 }
