@@ -15,9 +15,10 @@ namespace {
 
 constexpr double kMost = 100;
 // Inputs from which the average is learned, and what no input is refused for:
-// the process was put aside, or a table was built.
+// the process was put aside, a table was built, or a message is compared at
+// each of a hundred levels.
 constexpr uint64_t kLearned = 10000;
-constexpr double kLeastSeconds = 0.02;
+constexpr double kLeastSeconds = 0.25;
 constexpr double kLeastBytes = 8 << 20;
 // What a run takes beside its input, as bytes of one.
 constexpr double kBeside = 64;

@@ -3,6 +3,7 @@
 // of bytes, as the fuzzer makes it.
 #include <google/protobuf/message.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
@@ -78,7 +79,7 @@ size_t Write(const Message& message, uint8_t* data, size_t most) {
   const std::string bytes = message.SerializeAsString();
   const size_t size = fuzz::kOptions + bytes.size();
   if (size > most) return 0;
-  std::memcpy(data + fuzz::kOptions, bytes.data(), bytes.size());
+  std::copy(bytes.begin(), bytes.end(), data + fuzz::kOptions);
   return size;
 }
 
