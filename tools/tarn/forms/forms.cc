@@ -219,6 +219,7 @@ std::vector<Form> PlainForms(std::string_view text, uint64_t max_size) {
   if (json || LooksLikeText(text)) {
     add(json ? "json" : "text", json, "");
     forms.back().text = std::string(WithoutEnd(text));
+    forms.back().cut = forms.back().text.size() < text.size();
   }
   const std::string_view digits = Unwrap(text);
   if (const std::string odd = OddDigits(digits); !odd.empty()) {

@@ -46,8 +46,12 @@ Attempt TryWritten(const std::string& form, const std::string& name,
   return attempt;
 }
 
-// Says that a dump has lost its beginning, or digits their end.
+// Says that a dump has lost its beginning, or another form its end.
 std::string NoteOn(const Form& form, const std::string& name) {
+  if (form.cut && !form.text.empty()) {
+    return name + (form.name == "json" ? "the JSON" : "the text") +
+           " is cut off: the rest is missing";
+  }
   if (form.cut) {
     return name + "the " + form.name + " is cut off after " +
            std::to_string(form.bytes.size()) + " bytes: the rest is missing";
@@ -63,14 +67,15 @@ Attempt Try(Form&& form, const std::string& name,
   Attempt attempt;
   std::string note = NoteOn(form, name);
   if (form.name == "text" || form.name == "json") {
-    if (form.name == "text") note = NoteOnComments(form.text, name);
+    if (form.name == "text" && !form.cut)
+      note = NoteOnComments(form.text, name);
     attempt = TryWritten(form.name, name, types, form.text);
   } else {
     attempt.form = form.name;
     attempt.quality = QualityOf(types, form.bytes, form.cut);
-    attempt.reading.cut = form.cut;
     attempt.reading.bytes = std::move(form.bytes);
   }
+  attempt.reading.cut = form.cut;
   attempt.reading.form = attempt.form;
   attempt.reading.layout = form.layout;
   attempt.reading.note = std::move(note);
